@@ -1,0 +1,57 @@
+#include "orv/error.h"
+
+#include "orv/sysloglevel.h"
+
+#include <array>
+#include <atomic>
+#include <cstdio>
+#include <cstdlib>
+
+namespace orv::error {
+
+namespace {
+
+std::atomic<const DefaultAssertHook*> currentHook{nullptr};
+
+// No allocation here: a broken invariant may well be a broken heap.
+using Text = std::array<char, 512>;
+
+Text describe(const char* expression, const char* file, int line) {
+    Text text{};
+    (void)std::snprintf(text.data(), text.size(), "assertion failed: %s (%s:%d)", expression, file, line);
+    return text;
+}
+
+void writeToStandardError(const Text& text) {
+    (void)std::fprintf(stderr, "%s\n", text.data());
+    (void)std::fflush(stderr);
+}
+
+} // namespace
+
+DefaultAssertHook::DefaultAssertHook() {
+    currentHook = this;
+}
+
+DefaultAssertHook::~DefaultAssertHook() {
+    const DefaultAssertHook* self = this;
+    currentHook.compare_exchange_strong(self, nullptr); // a later hook stays
+}
+
+void DefaultAssertHook::report(const char* expression, const char* file, int line) const {
+    const Text text = describe(expression, file, line);
+    writeToStandardError(text);
+    if (syslog_)
+        ORV_Sysloglevel_error(ORV_Sysloglevel_registerModul("assert"), file, line, text.data());
+}
+
+void assertionFailed(const char* expression, const char* file, int line) {
+    const DefaultAssertHook* hook = currentHook;
+    if (hook != nullptr)
+        hook->report(expression, file, line);
+    else
+        writeToStandardError(describe(expression, file, line));
+    std::abort();
+}
+
+} // namespace orv::error

@@ -1,0 +1,172 @@
+#include "orv/daemon.h"
+#include "unit/orv/capture.h"
+#include "unit/orv/daemonfixture.h"
+
+#include <csignal>
+#include <filesystem>
+#include <functional>
+#include <sstream>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/prctl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+using test::contentOf;
+using test::ownPidLine;
+
+// Starts `body` in a daemonised process, which ends when the test does. What the caller of daemonize left
+// behind, its exit status and its standard error, and what the body tells come back through pipes.
+class DaemonizeTest : public test::DaemonTest {
+protected:
+    // The daemons become children of this process, so that none outlives its test.
+    DaemonizeTest() { prctl(PR_SET_CHILD_SUBREAPER, 1); }
+    ~DaemonizeTest() override {
+        keepAlive_.closeWriter();
+        while (wait(nullptr) > 0) {
+        }
+    }
+
+    void start(const std::function<void(ORV_Daemon&)>& body) {
+        caller_ = inChild([&] {
+            dup2(standardError_.writer(), STDERR_FILENO);
+            keepAlive_.closeWriter();
+            standardError_.closeWriter();
+            ORV_Daemon daemon = daemonHere();
+            if (ORV_Daemon_daemonize(&daemon) != 0)
+                return 99;
+            body(daemon);
+            return 0;
+        });
+    }
+
+    void waitForTheEndOfTheTest() const { (void)keepAlive_.readThrough('\n'); }
+
+    pid_t caller_ = -1;
+    test::Pipe standardError_;
+    test::Pipe facts_;
+    test::Pipe keepAlive_;
+};
+
+TEST_F(DaemonizeTest, CallerReturnsOnlyWhenTheFileIsWritten) {
+    start([&](ORV_Daemon& daemon) {
+        if (ORV_Daemon_createPidFile(&daemon) == 0)
+            facts_.put(ownPidLine());
+        waitForTheEndOfTheTest();
+    });
+
+    EXPECT_EQ(exitStatusOf(caller_), 0);
+
+    const std::string content = contentOf(file_);
+    EXPECT_EQ(content, facts_.readThrough('\n'));
+    EXPECT_EQ(standardError_.readAll(), "");
+}
+
+TEST_F(DaemonizeTest, CallerWaitsUntilThen) {
+    start([&](ORV_Daemon& daemon) {
+        facts_.put("daemonised\n");
+        waitForTheEndOfTheTest();
+        (void)ORV_Daemon_createPidFile(&daemon);
+    });
+    ASSERT_EQ(facts_.readThrough('\n'), "daemonised\n");
+
+    EXPECT_EQ(waitpid(caller_, nullptr, WNOHANG), 0);
+
+    keepAlive_.closeWriter();
+    EXPECT_EQ(exitStatusOf(caller_), 0);
+}
+
+TEST_F(DaemonizeTest, DaemonHasLeftItsSurroundings) {
+    start([&](ORV_Daemon& daemon) {
+        std::ostringstream facts;
+        facts << fs::current_path().string();
+        for (const char* stream : {"0", "1", "2"})
+            facts << ' ' << fs::read_symlink(fs::path("/proc/self/fd") / stream).string();
+        facts << (getsid(0) != getpid() ? " no leader" : " leader");
+        facts << (open("/dev/tty", O_RDWR | O_CLOEXEC) < 0 ? " no terminal" : " terminal");
+        facts << ' ' << std::oct << umask(0) << '\n';
+        facts_.put(facts.str());
+        (void)ORV_Daemon_createPidFile(&daemon);
+    });
+
+    EXPECT_EQ(facts_.readThrough('\n'), "/ /dev/null /dev/null /dev/null no leader no terminal 22\n");
+    EXPECT_EQ(exitStatusOf(caller_), 0);
+}
+
+TEST_F(DaemonizeTest, CallerSaysThatAnotherInstanceRuns) {
+    ORV_Daemon running = daemonHere();
+    ASSERT_EQ(ORV_Daemon_createPidFile(&running), 0);
+
+    start([](ORV_Daemon& daemon) { (void)ORV_Daemon_createPidFile(&daemon); });
+
+    EXPECT_EQ(exitStatusOf(caller_), 1);
+    EXPECT_EQ(standardError_.readAll(), "horad is already running\n");
+    ORV_Daemon_deletePidFile(&running);
+}
+
+TEST_F(DaemonizeTest, CallerSaysWhyTheFileCantBeWritten) {
+    fs::create_directory(file_);
+
+    start([](ORV_Daemon& daemon) { (void)ORV_Daemon_createPidFile(&daemon); });
+
+    EXPECT_EQ(exitStatusOf(caller_), 1);
+    EXPECT_EQ(standardError_.readAll(), "can't write " + file_.string() + ": Is a directory\n");
+}
+
+TEST_F(DaemonizeTest, CallerSaysThatTheDaemonEnded) {
+    start([](ORV_Daemon&) { std::raise(SIGKILL); });
+
+    EXPECT_EQ(exitStatusOf(caller_), 1);
+    EXPECT_EQ(standardError_.readAll(), "the daemon ended before it was ready\n");
+}
+
+TEST_F(DaemonizeTest, DaemonOutlivesACallerThatWasKilled) {
+    test::Pipe go;
+    start([&](ORV_Daemon& daemon) {
+        facts_.put("daemonised\n");
+        go.closeWriter();
+        (void)go.readThrough('\n');
+        facts_.put(ORV_Daemon_createPidFile(&daemon) == 0 ? "created\n" : "failed\n");
+    });
+    ASSERT_EQ(facts_.readThrough('\n'), "daemonised\n");
+
+    kill(caller_, SIGKILL);
+    EXPECT_EQ(exitStatusOf(caller_), -1);
+    go.closeWriter();
+
+    EXPECT_EQ(facts_.readThrough('\n'), "created\n");
+}
+
+TEST_F(DaemonizeTest, WorksWithStandardStreamsThatAreClosed) {
+    caller_ = inChild([&] {
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            close(stream);
+        ORV_Daemon daemon = daemonHere();
+        if (ORV_Daemon_daemonize(&daemon) != 0)
+            return 99;
+        facts_.put(ORV_Daemon_createPidFile(&daemon) == 0 ? "created\n" : "failed\n");
+        return 0;
+    });
+
+    EXPECT_EQ(exitStatusOf(caller_), 0);
+    EXPECT_EQ(facts_.readThrough('\n'), "created\n");
+}
+
+TEST_F(DaemonizeTest, OtherDescriptorsStayOpen) {
+    start([&](ORV_Daemon& daemon) {
+        facts_.put("still open\n");
+        (void)ORV_Daemon_createPidFile(&daemon);
+    });
+
+    EXPECT_EQ(facts_.readThrough('\n'), "still open\n");
+    EXPECT_EQ(exitStatusOf(caller_), 0);
+}
+
+} // namespace
