@@ -1,0 +1,311 @@
+#include "cfg/connection.h"
+
+#include "orv/sysloglevel.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <utility>
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+namespace orv::cfg {
+
+using velta::protocol::EResultCode;
+using velta::protocol::FrameReader;
+using velta::protocol::Reply;
+using velta::protocol::ReplyKind;
+using velta::protocol::Request;
+using velta::protocol::RequestKind;
+namespace code = velta::protocol::code;
+
+namespace {
+
+// Notices name tables, of which a store has some dozens. From so many on, a table that waits already is not
+// kept again; whoever then still fills the bytes is no store.
+constexpr std::size_t unmergedNotices = 1000;
+constexpr std::size_t noticeLimit = 128 * 1024; // bytes of memory
+
+std::string systemText(const std::string& what) {
+    return what + ": " + std::strerror(errno);
+}
+
+} // namespace
+
+Connection::Connection(std::string socketPath, std::string clientName, unsigned answerTimeout)
+    : socketPath_(std::move(socketPath)),
+      clientName_(std::move(clientName)),
+      answerTimeout_(answerTimeout),
+      logModule_(ORV_Sysloglevel_registerModul(clientName_.c_str())) {}
+
+Connection::~Connection() {
+    close();
+}
+
+EResultCode Connection::open() {
+    EResultCode result = connectSocket();
+    if (result.ok())
+        result = checkPeer();
+    if (result.ok())
+        result = greet();
+    if (!result.ok())
+        close();
+    greeted_ = result.ok();
+    return result;
+}
+
+void Connection::close() {
+    if (!isOpen())
+        return;
+    if (onClose_)
+        onClose_();
+    ::close(socket_);
+    socket_ = -1;
+    greeted_ = false;
+    (void)std::exchange(frames_, FrameReader()); // an assignment would keep the old one's memory
+    (void)takeNotices();
+}
+
+EResultCode Connection::connectSocket() {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socketPath_.size() >= sizeof address.sun_path)
+        return EResultCode(code::notConnected, socketPath_ + ": path is too long for a socket");
+    std::copy(socketPath_.begin(), socketPath_.end(), address.sun_path);
+    socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+    if (socket_ < 0)
+        return EResultCode(code::notConnected, systemText("socket"));
+    // A full backlog answers EAGAIN: a refusal like any other, the caller tries again later.
+    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        return EResultCode(code::notConnected, systemText(socketPath_));
+    return {};
+}
+
+EResultCode Connection::checkPeer() {
+    ucred peer{};
+    socklen_t size = sizeof peer;
+    if (getsockopt(socket_, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0)
+        return EResultCode(code::notConnected, systemText("SO_PEERCRED"));
+    if (peer.uid != 0 && peer.uid != geteuid())
+        return giveUp(EResultCode(code::notPermitted, "it is run by user " + std::to_string(peer.uid)));
+    return {};
+}
+
+EResultCode Connection::greet() {
+    Request hello;
+    hello.kind = RequestKind::Hello;
+    hello.number = velta::protocol::version;
+    hello.key = clientName_;
+    Reply reply;
+    EResultCode result = exchange(hello, reply);
+    if (result.ok() && reply.number != velta::protocol::version)
+        result = giveUp(EResultCode(code::wrongVersion, std::to_string(reply.number)));
+    return result;
+}
+
+EResultCode Connection::exchange(Request& request, Reply& reply, ReplyKind expected) {
+    const Clock::time_point deadline = Clock::now() + answerTimeout_;
+    EResultCode result = send(request, deadline);
+    if (result.ok())
+        result = awaitReply(request, expected, deadline, reply);
+    tellLeftover();
+    return result;
+}
+
+EResultCode Connection::exchangeRows(Request& request, const PieceHandler& onPiece) {
+    const Clock::time_point deadline = Clock::now() + answerTimeout_;
+    EResultCode result = send(request, deadline);
+    for (bool last = false; result.ok() && !last;) {
+        Reply reply;
+        result = awaitReply(request, ReplyKind::Rows, deadline, reply);
+        if (!result.ok())
+            return result;
+        if (const char* fault = onPiece(reply.rows))
+            return broken(fault);
+        last = reply.rows.last;
+    }
+    tellLeftover();
+    return result;
+}
+
+void Connection::tellLeftover() const {
+    if (onLeftover_ && (!notices_.empty() || frames_.pending() > 0))
+        onLeftover_();
+}
+
+EResultCode Connection::send(Request& request, Clock::time_point deadline) {
+    if (!isOpen())
+        return code::notConnected;
+    request.sequence = ++sequence_;
+    std::string bytes;
+    velta::protocol::encode(request, bytes);
+    if (bytes.size() > velta::protocol::frameHeader + velta::protocol::frameLimit)
+        return EResultCode(code::tooLarge, std::to_string(bytes.size()) + " bytes in one message");
+    std::size_t sent = 0;
+    while (sent < bytes.size()) {
+        const ssize_t count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
+        if (count > 0) {
+            sent += static_cast<std::size_t>(count);
+            continue;
+        }
+        if (errno == EPIPE || errno == ECONNRESET)
+            return {}; // it may have said why before it closed: the reading of the answer finds out
+        if (errno == EAGAIN) {
+            const EResultCode waited = wait(POLLOUT, deadline);
+            if (!waited.ok())
+                return waited;
+        } else if (errno != EINTR) {
+            return lost(EResultCode(code::notConnected, systemText("send")));
+        }
+    }
+    return {};
+}
+
+EResultCode Connection::awaitReply(const Request& request, ReplyKind expected, Clock::time_point deadline,
+                                   Reply& reply) {
+    const EResultCode result = awaitAnyReply(deadline, reply);
+    if (!result.ok())
+        return result;
+    if (reply.kind == ReplyKind::Failed && reply.sequence == 0)
+        return giveUp(reply.result); // it says why it turns this client away, and closes
+    if (reply.sequence != request.sequence)
+        return broken("an answer to something that was not asked");
+    if (reply.kind == ReplyKind::Failed)
+        return reply.result;
+    return reply.kind == expected ? EResultCode() : broken("an answer of another kind than was asked for");
+}
+
+EResultCode Connection::awaitAnyReply(Clock::time_point deadline, Reply& reply) {
+    bool found = false;
+    EResultCode result = nextReply(reply, found);
+    while (result.ok() && !found) {
+        result = wait(POLLIN, deadline);
+        if (result.ok())
+            result = readAvailable();
+        if (result.ok())
+            result = nextReply(reply, found);
+    }
+    return result;
+}
+
+EResultCode Connection::wait(short events, Clock::time_point deadline) {
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (left <= 0)
+            return lost(code::timedOut);
+        pollfd descriptor{socket_, events, 0};
+        const int ready = poll(&descriptor, 1, static_cast<int>(std::min<decltype(left)>(left, INT_MAX)));
+        if (ready > 0)
+            return {};
+        if (ready < 0 && errno != EINTR)
+            return lost(EResultCode(code::notConnected, systemText("poll")));
+    }
+}
+
+EResultCode Connection::readAvailable() {
+    std::array<char, 64 * 1024> bytes;
+    const ssize_t count = recv(socket_, bytes.data(), bytes.size(), 0);
+    if (count > 0) {
+        frames_.append(bytes.data(), static_cast<std::size_t>(count));
+        return {};
+    }
+    if (count < 0 && (errno == EAGAIN || errno == EINTR))
+        return {};
+    if (count == 0 && frames_.pending() > 0)
+        return broken("the end of the connection within a frame");
+    return lost(EResultCode(code::notConnected, count == 0 ? "closed by the store" : systemText("recv")));
+}
+
+// Takes notices on the way and stops at the first reply. A Rows reply holds until the next reading.
+EResultCode Connection::nextReply(Reply& reply, bool& found) {
+    for (;;) {
+        std::string_view message;
+        switch (frames_.next(message)) {
+        case FrameReader::Next::More:
+            return {};
+        case FrameReader::Next::Broken:
+            return broken("a frame of an impossible length");
+        case FrameReader::Next::Message:
+            break;
+        }
+        reply = Reply();
+        if (!velta::protocol::decode(message, reply))
+            return broken("a message that is none");
+        if (reply.kind != ReplyKind::Notice) {
+            found = true;
+            return {};
+        }
+        if (!keepNotice(reply.names))
+            return broken("more notices than a store can have");
+    }
+}
+
+bool Connection::keepNotice(const velta::NameList& tables) {
+    for (const std::string& table : tables) {
+        if (notices_.size() >= unmergedNotices &&
+            std::find(notices_.begin(), notices_.end(), table) != notices_.end())
+            continue;
+        notices_.push_back(table);
+        noticeBytes_ += sizeof(std::string) + table.size();
+        if (noticeBytes_ > noticeLimit)
+            return false;
+    }
+    return true;
+}
+
+void Connection::receive() {
+    // What came in behind the last answer is taken first: it may be all there is.
+    if (isOpen() && takeBuffered() && readAvailable().ok())
+        (void)takeBuffered();
+}
+
+// False where the connection closed. The next operation finds it so; there is nobody here to tell.
+bool Connection::takeBuffered() {
+    Reply reply;
+    bool found = false;
+    if (!nextReply(reply, found).ok())
+        return false;
+    if (found && reply.kind == ReplyKind::Failed && reply.sequence == 0)
+        (void)giveUp(reply.result);
+    else if (found)
+        (void)broken("an answer to something that was not asked");
+    return !found;
+}
+
+velta::NameList Connection::takeNotices() {
+    noticeBytes_ = 0;
+    return std::exchange(notices_, {});
+}
+
+EResultCode Connection::lost(EResultCode why) {
+    if (greeted_)
+        complain("connection lost: " + why.strerror());
+    close();
+    return why;
+}
+
+EResultCode Connection::giveUp(EResultCode why) {
+    complain("can't use the configuration store: " + why.strerror());
+    close();
+    return why;
+}
+
+EResultCode Connection::broken(const char* what) {
+    complain(std::string("the configuration store sent ") + what + ", connection closed");
+    close();
+    return EResultCode(code::badMessage, what);
+}
+
+void Connection::complain(const std::string& text) {
+    if (text == lastComplaint_)
+        return;
+    lastComplaint_ = text;
+    ORV_Sysloglevel_warning(logModule_, "connection", __LINE__, (socketPath_ + ": " + text).c_str());
+}
+
+} // namespace orv::cfg

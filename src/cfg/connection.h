@@ -1,0 +1,104 @@
+#pragma once
+
+#include "orv/sysloglevel.h"
+#include "velta/namelist.h"
+#include "velta/protocol/frame.h"
+#include "velta/protocol/message.h"
+#include "velta/protocol/resultcode.h"
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <string_view>
+
+namespace orv::cfg {
+
+// One connection to the configuration store: requests and their replies one after the other, and the notices
+// that come in between.
+//
+// It trusts nobody: the server must be run by root or by the own user, and a message that is none closes the
+// connection with one warning line in the log module that has the client's name. Nothing here throws for what
+// the other end does.
+class Connection {
+public:
+    using EResultCode = velta::protocol::EResultCode;
+    // Called for each piece of a table while it comes in; its cells hold for the time of the call. Returns
+    // null, or what is wrong with the piece: the connection closes then.
+    using PieceHandler = std::function<const char*(const velta::protocol::RowsPiece&)>;
+    using Callback = std::function<void()>;
+
+    // `answerTimeout`: seconds to wait for an answer, the greeting's included.
+    Connection(std::string socketPath, std::string clientName, unsigned answerTimeout);
+    ~Connection();
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    // Connects and greets. The connection must be closed.
+    EResultCode open();
+    // The store is there, but it is of no use: closes the connection with one warning line, however often the
+    // same goes wrong before forgetComplaint().
+    EResultCode giveUp(EResultCode why);
+    // From here on a complaint is logged even if it is the same as the one before.
+    void forgetComplaint() { lastComplaint_.clear(); }
+    // Harmless on a closed one. The notices that came in are forgotten.
+    void close();
+    bool isOpen() const { return socket_ >= 0; }
+    // For a dispatcher to wait on; -1 where closed.
+    int descriptor() const { return socket_; }
+    // Called whenever an open connection closes, for whatever reason, while its descriptor still is one.
+    void onClose(Callback callback) { onClose_ = std::move(callback); }
+    // Called when more than its answer came in with an exchange: receive() and takeNotices() have something
+    // that the descriptor does not tell of.
+    void onLeftover(Callback callback) { onLeftover_ = std::move(callback); }
+
+    // Sends a request and waits for its answer, which is of the expected kind or a failure. A failure that
+    // the store answered leaves the connection open; no answer in time, or one that is none, closes it. Gives
+    // the request its sequence number.
+    EResultCode exchange(velta::protocol::Request& request, velta::protocol::Reply& reply,
+                         velta::protocol::ReplyKind expected = velta::protocol::ReplyKind::Done);
+    // The same for a request that is answered by rows.
+    EResultCode exchangeRows(velta::protocol::Request& request, const PieceHandler& onPiece);
+
+    // Takes in what has arrived, without waiting.
+    void receive();
+    // The tables of the notices since the last call, in order of arrival, each as often as it was notified
+    // unless that is very often.
+    velta::NameList takeNotices();
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    EResultCode connectSocket();
+    EResultCode checkPeer();
+    EResultCode greet();
+    EResultCode send(velta::protocol::Request& request, Clock::time_point deadline);
+    EResultCode awaitReply(const velta::protocol::Request& request, velta::protocol::ReplyKind expected,
+                           Clock::time_point deadline, velta::protocol::Reply& reply);
+    EResultCode awaitAnyReply(Clock::time_point deadline, velta::protocol::Reply& reply);
+    EResultCode wait(short events, Clock::time_point deadline);
+    void tellLeftover() const;
+    EResultCode readAvailable();
+    bool takeBuffered();
+    EResultCode nextReply(velta::protocol::Reply& reply, bool& found);
+    bool keepNotice(const velta::NameList& tables);
+    EResultCode lost(EResultCode why);
+    EResultCode broken(const char* what);
+    void complain(const std::string& text);
+
+    std::string socketPath_;
+    std::string clientName_;
+    std::chrono::seconds answerTimeout_;
+    ORV_Sysloglevel_Modul* logModule_;
+    int socket_ = -1;
+    bool greeted_ = false;
+    std::string lastComplaint_; // whoever tries again and again logs it once
+    std::uint32_t sequence_ = 0;
+    velta::protocol::FrameReader frames_;
+    velta::NameList notices_;
+    std::size_t noticeBytes_ = 0;
+    Callback onClose_;
+    Callback onLeftover_;
+};
+
+} // namespace orv::cfg

@@ -1,0 +1,189 @@
+#include "cfg/notificationhandler.h"
+
+#include "orv/sysloglevel.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace orv::cfg {
+
+using velta::net::EventDispatcher;
+using velta::protocol::EResultCode;
+using velta::protocol::Reply;
+using velta::protocol::Request;
+using velta::protocol::RequestKind;
+namespace code = velta::protocol::code;
+
+namespace {
+
+constexpr std::chrono::milliseconds attemptInterval(100);
+constexpr std::chrono::seconds outdatedPatience(1);
+
+const std::string allTables; // the table name of a reading of everything
+
+} // namespace
+
+NotificationHandler::NotificationHandler(const std::string& socketPath, EventDispatcher& dispatcher,
+                                         const std::string& clientName, bool reconnect,
+                                         unsigned answerTimeout, unsigned transactionWait, bool mergeChanges,
+                                         bool leaveOutOwn)
+    : dispatcher_(dispatcher),
+      logModule_(ORV_Sysloglevel_registerModul(clientName.c_str())),
+      connection_(socketPath, clientName, answerTimeout),
+      client_(connection_, transactionWait, [this] { return beforeTransaction(); }),
+      reconnect_(reconnect),
+      mergeChanges_(mergeChanges),
+      leaveOutOwn_(leaveOutOwn) {
+    connection_.onClose([this] {
+        dispatcher_.remove(connection_.descriptor());
+        client_.connectionLost();
+    });
+    connection_.onLeftover([this] { dispatcher_.wake(); });
+}
+
+NotificationHandler::~NotificationHandler() {
+    connection_.close();
+}
+
+void NotificationHandler::registerConfigHandler(IConfigHandler* handler) {
+    followers_.push_back(Follower{handler, {}});
+}
+
+void NotificationHandler::initialize() {
+    if (initialized_ || !connect().ok())
+        return;
+    deliver();
+    initialized_ = connection_.isOpen();
+    if (initialized_)
+        connection_.forgetComplaint();
+}
+
+void NotificationHandler::process() {
+    client_.dropSnapshots();
+    if (!initialized_)
+        return;
+    connection_.receive();
+    if (!connection_.isOpen() && !connectAgain().ok())
+        return;
+    collectNotices();
+    deliver();
+}
+
+EResultCode NotificationHandler::connect() {
+    EResultCode result = connection_.open();
+    if (!result.ok())
+        return result;
+    result = subscribe();
+    if (!result.ok())
+        return connection_.isOpen() ? connection_.giveUp(result) : result;
+    dispatcher_.add(connection_.descriptor(), EventDispatcher::Readable,
+                    [this](unsigned) { connection_.receive(); });
+    readings_.clear();
+    for (std::size_t follower = 0; follower < followers_.size(); ++follower)
+        addReading(follower, allTables);
+    return result;
+}
+
+EResultCode NotificationHandler::connectAgain() {
+    if (!reconnect_ || !initialized_)
+        return code::notConnected;
+    if (lastAttempt_ && Clock::now() - *lastAttempt_ < attemptInterval)
+        return code::notConnected;
+    EResultCode result = connect();
+    lastAttempt_ = Clock::now();
+    if (!result.ok())
+        return result;
+    connectedAgainAt_ = lastAttempt_;
+    connection_.forgetComplaint();
+    ORV_Sysloglevel_info(logModule_, "notificationhandler", __LINE__,
+                         "Connected to the configuration store again");
+    return result;
+}
+
+EResultCode NotificationHandler::beforeTransaction() {
+    if (!connection_.isOpen()) {
+        const EResultCode connected = connectAgain();
+        if (!connected.ok())
+            return connected;
+    }
+    return areRowsOutdated() ? EResultCode(code::outdated) : EResultCode();
+}
+
+bool NotificationHandler::areRowsOutdated() const {
+    const bool readingDue = std::any_of(readings_.begin(), readings_.end(),
+                                        [](const Reading& reading) { return reading.table == allTables; });
+    return readingDue && connectedAgainAt_ && Clock::now() - *connectedAgainAt_ < outdatedPatience;
+}
+
+EResultCode NotificationHandler::subscribe() {
+    std::set<std::string> names;
+    for (Follower& follower : followers_) {
+        follower.tables.clear();
+        follower.handler->getTables(follower.tables);
+        names.insert(follower.tables.begin(), follower.tables.end());
+    }
+    Request request;
+    request.kind = RequestKind::Subscribe;
+    request.number = leaveOutOwn_ ? 1 : 0;
+    request.names.assign(names.begin(), names.end());
+    Reply reply;
+    return connection_.exchange(request, reply);
+}
+
+void NotificationHandler::collectNotices() {
+    for (const std::string& table : connection_.takeNotices())
+        for (std::size_t i = 0; i < followers_.size(); ++i) {
+            const std::list<std::string>& tables = followers_[i].tables;
+            if (std::find(tables.begin(), tables.end(), table) != tables.end())
+                addReading(i, table);
+        }
+}
+
+void NotificationHandler::addReading(std::size_t follower, const std::string& table) {
+    if (!mergeChanges_ || !isReadingDue(follower, table))
+        readings_.push_back(Reading{follower, table});
+}
+
+// A reading of everything is a reading of each table too.
+bool NotificationHandler::isReadingDue(std::size_t follower, const std::string& table) const {
+    return std::any_of(readings_.begin(), readings_.end(), [&](const Reading& reading) {
+        return reading.follower == follower && (reading.table == table || reading.table == allTables);
+    });
+}
+
+void NotificationHandler::deliver() {
+    for (Follower& follower : followers_)
+        follower.readingFailed = false;
+    for (const Reading& reading : std::exchange(readings_, {}))
+        read(reading);
+    for (Follower& follower : followers_)
+        if (follower.actionDue && !follower.readingFailed)
+            act(follower);
+}
+
+void NotificationHandler::read(const Reading& reading) {
+    Follower& follower = followers_[reading.follower];
+    const unsigned failuresBefore = client_.failures();
+    const bool answer = follower.handler->configChanged(client_, reading.table);
+    debug(VAStr("configChanged(\"%s\") of handler %zu returned %s", reading.table.c_str(), reading.follower,
+                answer ? "true" : "false"));
+    follower.actionDue = true;
+    if (client_.failures() == failuresBefore)
+        return;
+    follower.readingFailed = true;
+    if (!isReadingDue(reading.follower, reading.table))
+        readings_.push_back(reading);
+}
+
+void NotificationHandler::act(Follower& follower) {
+    const unsigned failuresBefore = client_.failures();
+    follower.handler->process(client_);
+    follower.actionDue = client_.failures() != failuresBefore;
+}
+
+void NotificationHandler::debug(const std::string& text) const {
+    ORV_Sysloglevel_debug(logModule_, "notificationhandler", __LINE__, text.c_str());
+}
+
+} // namespace orv::cfg

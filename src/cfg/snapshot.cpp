@@ -1,0 +1,58 @@
+#include "cfg/snapshot.h"
+
+#include "velta/protocol/wire.h"
+
+#include <algorithm>
+
+namespace orv::cfg {
+
+namespace {
+
+constexpr std::size_t tableLimit = 64 * 1024 * 1024; // bytes of memory for one table's rows
+
+} // namespace
+
+const char* Snapshot::append(const velta::protocol::RowsPiece& piece) {
+    if (!begun_) {
+        columns_ = piece.columns;
+        totalRows_ = piece.totalRows;
+        begun_ = true;
+    }
+    if (const char* fault = faultOf(piece))
+        return fault;
+    velta::protocol::Reader reader(piece.cells);
+    for (std::uint32_t row = 0; row < piece.rows; ++row) {
+        rowBegins_.push_back(cells_.size() + (piece.cells.size() - reader.rest().size()));
+        for (std::size_t column = 0; column < piece.columns.size(); ++column)
+            reader.skipValue();
+    }
+    cells_.append(piece.cells);
+    return nullptr;
+}
+
+const char* Snapshot::faultOf(const velta::protocol::RowsPiece& piece) const {
+    if (piece.columns != columns_ || piece.totalRows != totalRows_)
+        return "pieces of different tables in one answer";
+    const std::size_t rowsNow = rows() + piece.rows;
+    if (piece.last ? rowsNow != totalRows_ : piece.rows == 0 || rowsNow >= totalRows_)
+        return "a number of rows that is not the one announced";
+    return bytesWith(piece) > tableLimit ? "a table larger than any" : nullptr;
+}
+
+// With the positions: a row may be smaller than its own.
+std::size_t Snapshot::bytesWith(const velta::protocol::RowsPiece& piece) const {
+    return cells_.size() + piece.cells.size() + (rows() + piece.rows) * sizeof(std::size_t);
+}
+
+void Snapshot::row(std::size_t index, const velta::NameList& columns, velta::ValueList& values) const {
+    values.clear();
+    values.reserve(columns.empty() ? columns_.size() : columns.size());
+    velta::protocol::Reader reader(std::string_view(cells_).substr(rowBegins_[index]));
+    for (const std::string& name : columns_) {
+        const velta::Value value = reader.value();
+        if (columns.empty() || std::find(columns.begin(), columns.end(), name) != columns.end())
+            values.add(name, value);
+    }
+}
+
+} // namespace orv::cfg
