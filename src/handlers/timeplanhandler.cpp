@@ -1,0 +1,156 @@
+#include "handlers/timeplanhandler.h"
+
+#include "handlers/dbm.h"
+#include "handlers/switchvalue.h"
+#include "log.h"
+
+#include <ctime>
+#include <sstream>
+#include <unordered_map>
+
+namespace orv::horad {
+
+using cfg::common::IConfigClient;
+using velta::ValueList;
+using velta::protocol::EResultCode;
+
+namespace {
+
+using SetDay = void (TimePlan::*)(const TimePlanTime&, const TimePlanTime&);
+
+struct DayColumns {
+    const char* start;
+    const char* stop;
+    SetDay set;
+};
+
+constexpr DayColumns dayColumns[] = {
+    {dbm::TimePlan_StartMon, dbm::TimePlan_StopMon, &TimePlan::setMon},
+    {dbm::TimePlan_StartTue, dbm::TimePlan_StopTue, &TimePlan::setTue},
+    {dbm::TimePlan_StartWed, dbm::TimePlan_StopWed, &TimePlan::setWed},
+    {dbm::TimePlan_StartThu, dbm::TimePlan_StopThu, &TimePlan::setThu},
+    {dbm::TimePlan_StartFri, dbm::TimePlan_StopFri, &TimePlan::setFri},
+    {dbm::TimePlan_StartSat, dbm::TimePlan_StopSat, &TimePlan::setSat},
+    {dbm::TimePlan_StartSun, dbm::TimePlan_StopSun, &TimePlan::setSun},
+};
+
+TimePlan planFrom(const ValueList& row) {
+    TimePlan plan(row.getValue(dbm::Id).getInteger(), row.getValue(dbm::TimePlan_Name).getText(),
+                  row.getValue(dbm::TimePlan_Status).getInteger() != 0);
+    plan.setMarked(row.getValue(dbm::TimePlan_Activate).getInteger() != 0);
+    for (const DayColumns& day : dayColumns)
+        (plan.*day.set)(TimePlanTime(row.getValue(day.start).getText()),
+                        TimePlanTime(row.getValue(day.stop).getText()));
+    return plan;
+}
+
+// The key of a row. Three characters and no more, on purpose: the rows of these tables have ids of up to
+// three digits, and an id of 1234 addresses the row 123.
+std::string keyOf(int id) {
+    constexpr std::size_t keyLength = 3;
+    return std::to_string(id).substr(0, keyLength);
+}
+
+std::string textOf(const TimePlan& plan) {
+    std::ostringstream text;
+    text << plan;
+    return text.str();
+}
+
+} // namespace
+
+TimePlanHandler::TimePlanHandler(std::list<std::string>& tables) : tables_(tables) {
+    for (const std::string& table : tables_)
+        plans_[table];
+}
+
+void TimePlanHandler::getTables(std::list<std::string>& tables) {
+    tables.insert(tables.end(), tables_.begin(), tables_.end());
+}
+
+bool TimePlanHandler::configChanged(IConfigClient& client, const std::string& table) {
+    if (!table.empty()) {
+        Logger::instance().info("Table %s was changed", table.c_str());
+        (void)readTable(client, table); // what was read stays in mind either way
+        return true;
+    }
+    Logger::instance().info("Initial reading of config");
+    for (const std::string& name : tables_)
+        (void)readTable(client, name);
+    return true;
+}
+
+void TimePlanHandler::process(IConfigClient&) {
+    // The plans are acted on by the clock, not by changes: checkTimePlans().
+}
+
+// Brings the plans in line with the rows. A plan's populated flag tells whether this reading has seen its
+// row.
+bool TimePlanHandler::readTable(IConfigClient& client, const std::string& table) {
+    Plans& plans = plans_[table];
+    std::unordered_map<int, TimePlan*> planOfId;
+    for (TimePlan& plan : plans) {
+        plan.setPopulated(false);
+        planOfId.emplace(plan.id(), &plan);
+    }
+    unsigned rows = 0;
+    const EResultCode sized = client.size(table, rows);
+    if (!sized.ok()) {
+        Logger::instance().error("size() failed: %s", sized.strerror().c_str());
+        return false;
+    }
+    for (unsigned i = 0; i < rows; ++i) {
+        ValueList row;
+        if (!client.selectRow(table, i, row, velta::NameList()).ok())
+            return false;
+        const TimePlan plan = planFrom(row);
+        const auto known = planOfId.find(plan.id());
+        if (known == planOfId.end())
+            planOfId.emplace(plan.id(), &plans.emplace_back(plan));
+        else if (*known->second != plan)
+            *known->second = plan;
+        else
+            known->second->setPopulated(true);
+    }
+    plans.remove_if([](const TimePlan& plan) { return !plan.populated(); });
+    return true;
+}
+
+void TimePlanHandler::checkTimePlans(IConfigClient& client) {
+    const std::time_t now = std::time(nullptr);
+    if (now == static_cast<std::time_t>(-1))
+        return;
+    const std::optional<LocalMoment> moment = LocalMoment::at(now);
+    for (auto& [table, plans] : plans_)
+        for (TimePlan& plan : plans)
+            checkPlan(client, table, moment && plan.isInTimeslot(*moment), plan);
+}
+
+void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table, bool inSlot,
+                                TimePlan& plan) {
+    const bool wanted = inSlot == plan.marked();
+    if (wanted == plan.status() || !writeStatus(client, table, plan.id(), wanted))
+        return;
+    plan.setStatus(wanted);
+    Logger::instance().debug(wanted ? "Activated timeplan: %s" : "Deactivated timeplan: %s",
+                             textOf(plan).c_str());
+}
+
+// True when the write was attempted, also where the row could not be updated: the store's notice of the next
+// change brings its value back. False when no transaction could be started: the next pass tries again.
+bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& table, int id, bool status) {
+    ValueList values;
+    values.add(dbm::TimePlan_Status, switchValue(status));
+    const EResultCode started = client.startTransaction();
+    if (!started.ok()) {
+        logStartFailure(started);
+        return false;
+    }
+    const EResultCode updated = client.updateRow(table, dbm::Id, keyOf(id), values);
+    if (!updated.ok())
+        logWriteFailure(updated);
+    (void)client.closeTransaction(); // nothing to be done about a failure that the next reading does not do
+    return true;
+}
+
+} // namespace orv::horad

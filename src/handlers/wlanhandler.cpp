@@ -1,0 +1,113 @@
+#include "handlers/wlanhandler.h"
+
+#include "handlers/dbm.h"
+#include "handlers/switchvalue.h"
+#include "log.h"
+
+namespace orv::horad {
+
+using cfg::common::IConfigClient;
+using velta::ValueList;
+using velta::protocol::EResultCode;
+
+namespace {
+
+// What one plan makes of the wanted state so far: an activating plan that is active turns it on, a
+// deactivating one that is not active turns it off, and every other leaves it.
+bool decide(int activate, int status, bool wantedSoFar) {
+    if (activate == 1 && status == 1)
+        return true;
+    if (activate == 0 && status == 0)
+        return false;
+    return wantedSoFar;
+}
+
+} // namespace
+
+void WlanHandler::getTables(std::list<std::string>& tables) {
+    tables.emplace_back(dbm::WlanGlobals);
+    tables.emplace_back(dbm::WlanTimePlans);
+}
+
+bool WlanHandler::configChanged(IConfigClient& client, const std::string& table) {
+    bool result = false;
+    if (table.empty() || table == dbm::WlanGlobals) {
+        Logger::instance().debug("Table %s was changed", table.c_str());
+        result = readGlobals(client);
+    }
+    if (table.empty() || table == dbm::WlanTimePlans) {
+        Logger::instance().debug("Table %s was changed", table.c_str());
+        result = readTimePlans(client);
+    }
+    return result;
+}
+
+bool WlanHandler::readGlobals(IConfigClient& client) {
+    ValueList row;
+    const EResultCode selected = client.selectRow(dbm::WlanGlobals, 0, row, velta::NameList());
+    if (!selected.ok()) {
+        Logger::instance().error("selectRow() failed: %s", selected.strerror().c_str());
+        return false;
+    }
+    wlanEnabled_ = row.getValue(dbm::WlanGlobals_WlanEnable).getInteger() != 0;
+    // The number is compared with the flag as 0 or 1, on purpose: a 2 counts as a change each time it is
+    // read.
+    const int always = row.getValue(dbm::WlanGlobals_AlwaysEnable).getInteger();
+    bool turnedOff = false;
+    if (always != (alwaysEnabled_ ? 1 : 0)) {
+        alwaysEnabled_ = always != 0;
+        turnedOff = !alwaysEnabled_;
+    }
+    Logger::instance().debug("%s: %d, %s: %d", dbm::WlanGlobals_WlanEnable, wlanEnabled_ ? 1 : 0,
+                             dbm::WlanGlobals_AlwaysEnable, alwaysEnabled_ ? 1 : 0);
+    return turnedOff;
+}
+
+bool WlanHandler::readTimePlans(IConfigClient& client) {
+    unsigned rows = 0;
+    const EResultCode sized = client.size(dbm::WlanTimePlans, rows);
+    if (!sized.ok()) {
+        Logger::instance().error("size() failed: %s", sized.strerror().c_str());
+        return false;
+    }
+    bool wanted = false;
+    for (unsigned i = 0; i < rows; ++i) {
+        ValueList row;
+        const EResultCode selected = client.selectRow(dbm::WlanTimePlans, i, row, velta::NameList());
+        if (!selected.ok()) {
+            Logger::instance().error("size() failed: %s", selected.strerror().c_str()); // the text is meant
+            return false;
+        }
+        const int activate = row.getValue(dbm::TimePlan_Activate).getInteger();
+        const int status = row.getValue(dbm::TimePlan_Status).getInteger();
+        if (i == 0)
+            wanted = activate == 0; // the first plan's kind makes the default
+        wanted = decide(activate, status, wanted);
+    }
+    wantedStatus_ = wanted;
+    Logger::instance().debug("WLAN status: %d", wantedStatus_ ? 1 : 0);
+    return true;
+}
+
+void WlanHandler::process(IConfigClient& client) {
+    if (alwaysEnabled_ || wlanEnabled_ == wantedStatus_)
+        return;
+    Logger::instance().debug(wlanEnabled_ ? "Switch WLAN off" : "Switch WLAN on");
+    writeWlanEnable(client);
+}
+
+void WlanHandler::writeWlanEnable(IConfigClient& client) {
+    ValueList values;
+    values.add(dbm::WlanGlobals_WlanEnable, switchValue(wantedStatus_));
+    const EResultCode started = client.startTransaction();
+    if (!started.ok()) {
+        logStartFailure(started);
+        return;
+    }
+    const EResultCode written = client.writeSingleRow(dbm::WlanGlobals, 0, values);
+    if (!written.ok())
+        logWriteFailure(written);
+    (void)client.closeTransaction(); // what the store then holds comes back with its notice
+}
+
+} // namespace orv::horad

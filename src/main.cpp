@@ -1,0 +1,127 @@
+// horad: carries out the time-controlled parts of the router's configuration.
+
+#include "cfg/notificationhandler.h"
+#include "handlers/timeplanhandler.h"
+#include "handlers/wlanhandler.h"
+#include "log.h"
+#include "options.h"
+#include "orv/daemon.h"
+#include "velta/net/eventdispatcher.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <exception>
+
+#include <unistd.h>
+
+namespace {
+
+using orv::horad::Logger;
+using orv::horad::Options;
+
+constexpr const char* daemonName = "horad";
+constexpr const char* pidFileDirectory = "/var/run";
+constexpr const char* storeSocket = "/tmp/cfgserver.socket";
+constexpr useconds_t connectInterval = 100000; // microseconds
+constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
+
+Options options;
+ORV_Daemon pidFile;
+volatile std::sig_atomic_t running = 1;
+
+extern "C" void onStopSignal(int) {
+    Logger::debugFromSignal("Signal received");
+    running = 0;
+}
+
+// A write to a closed socket must not end the process.
+extern "C" void onBrokenPipe(int) {
+    Logger::warningFromSignal("Received SIGPIPE");
+}
+
+void installHandler(int signal, void (*handler)(int)) {
+    struct sigaction action = {};
+    action.sa_handler = handler;
+    sigemptyset(&action.sa_mask);
+    (void)sigaction(signal, &action, nullptr); // can't fail for the signals of this program
+}
+
+// False when there is nothing left to run: the reason is logged.
+bool becomeDaemon() {
+    Logger::instance().enableSyslog();
+    ORV_Daemon_construct(&pidFile, daemonName, pidFileDirectory);
+    if (ORV_Daemon_occupiedPidFile(&pidFile) != 0) {
+        Logger::instance().error("horad is already running");
+        return false;
+    }
+    if (ORV_Daemon_daemonize(&pidFile) != 0) {
+        Logger::instance().error("Could not become a daemon: %s", std::strerror(errno));
+        return false;
+    }
+    if (ORV_Daemon_createPidFile(&pidFile) != 0) {
+        if (errno == EWOULDBLOCK) // another start was faster
+            Logger::instance().error("horad is already running");
+        else
+            Logger::instance().error("Could not write the pid file: %s", std::strerror(errno));
+        return false;
+    }
+    for (const int signal : {SIGINT, SIGTERM, SIGQUIT})
+        installHandler(signal, onStopSignal);
+    installHandler(SIGPIPE, onBrokenPipe);
+    return true;
+}
+
+// Everything that runs is built here, in this order, and taken down in reverse.
+void run() {
+    velta::net::EventDispatcher dispatcher;
+    orv::cfg::NotificationHandler notifications(storeSocket, dispatcher, daemonName, true, 60, 500, true,
+                                                false);
+    orv::horad::WlanHandler wlanHandler;
+    notifications.registerConfigHandler(&wlanHandler);
+    orv::horad::TimePlanHandler timePlanHandler(options.tables);
+    notifications.registerConfigHandler(&timePlanHandler);
+
+    while (running != 0 && !notifications.initialized()) {
+        notifications.initialize();
+        usleep(connectInterval);
+    }
+    while (running != 0) {
+        dispatcher.handleEvents(eventWait);
+        tzset(); // a time zone set meanwhile counts from here on
+        notifications.process();
+        timePlanHandler.checkTimePlans(notifications.getConfigClient());
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    switch (orv::horad::parseOptions(argc, argv, options)) {
+    case orv::horad::OptionsResult::Run:
+        break;
+    case orv::horad::OptionsResult::Help:
+        return EXIT_SUCCESS;
+    case orv::horad::OptionsResult::Wrong:
+        return EXIT_FAILURE;
+    }
+    if (options.tables.empty()) {
+        Logger::instance().error("You have to specify at least one table (with -t TABLE)");
+        return EXIT_FAILURE;
+    }
+    if (options.verbose)
+        Logger::instance().setVerbose(true);
+    if (options.daemon && !becomeDaemon())
+        return EXIT_FAILURE;
+    try {
+        run();
+    } catch (const std::exception& exception) {
+        Logger::instance().error("%s", exception.what());
+    } catch (...) {
+        Logger::instance().error("Unknown exception");
+    }
+    ORV_Daemon_deletePidFile(&pidFile);
+    return EXIT_SUCCESS;
+}

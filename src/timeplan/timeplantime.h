@@ -1,0 +1,44 @@
+#pragma once
+
+#include <cstdint>
+#include <ostream>
+#include <string>
+
+namespace orv::horad {
+
+// A time of day. It knows nothing of dates and time zones, and no range is enforced: a text or three numbers
+// say what they say, 25:99:99 too. 00:00:00 doubles as "not set".
+class TimePlanTime {
+public:
+    // Reads hours, minutes and seconds joined by ':', each as atoi does; what is missing is 0. Every text
+    // gives a value.
+    explicit TimePlanTime(const std::string& text);
+    // An hour of 24 means the end of the day and becomes 23:59:59, the last second that the inclusive
+    // comparisons of the plans cover. A text keeps its 24.
+    TimePlanTime(int hour, int minute, int second);
+
+    int hour() const { return hour_; }
+    int minute() const { return minute_; }
+    int second() const { return second_; }
+
+    bool isSet() const { return hour_ != 0 || minute_ != 0 || second_ != 0; }
+
+    // Writes 9:5:0 for five past nine: no padding.
+    std::ostream& put(std::ostream& os) const;
+
+    bool operator==(const TimePlanTime& other) const {
+        return hour_ == other.hour_ && minute_ == other.minute_ && second_ == other.second_;
+    }
+    bool operator!=(const TimePlanTime& other) const { return !(*this == other); }
+    bool operator<(const TimePlanTime& other) const;
+    bool operator>(const TimePlanTime& other) const { return other < *this; }
+    bool operator<=(const TimePlanTime& other) const { return !(other < *this); }
+    bool operator>=(const TimePlanTime& other) const { return !(*this < other); }
+
+private:
+    std::int32_t hour_ = 0;
+    std::int32_t minute_ = 0;
+    std::int32_t second_ = 0;
+};
+
+} // namespace orv::horad

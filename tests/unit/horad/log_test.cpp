@@ -1,0 +1,161 @@
+#include "fakes/capturedlog.h"
+#include "log.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+namespace {
+
+std::vector<std::string> datagrams; // that went to the system log
+
+} // namespace
+
+// The system log of the machine is left alone.
+extern "C" ssize_t sendto(int, const void* bytes, std::size_t size, int, const sockaddr*, socklen_t) {
+    datagrams.emplace_back(static_cast<const char*>(bytes), size);
+    return static_cast<ssize_t>(size);
+}
+
+namespace {
+
+using orv::horad::Logger;
+using testing::AllOf;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Not;
+
+class Log : public testing::Test {
+protected:
+    ~Log() override {
+        Logger::instance().setVerbose(false);
+        ORV_Sysloglevel_set(0);
+    }
+
+    static void logOnEveryLevel() {
+        Logger::instance().error("%s %d", "error", 1);
+        Logger::instance().warning("%s %d", "warning", 2);
+        Logger::instance().info("%s %d", "info", 3);
+        Logger::instance().debug("%s %d", "debug", 4);
+    }
+
+    fakes::CapturedLog log_;
+};
+
+TEST_F(Log, EveryLevelIsWrittenWhenVerbose) {
+    Logger::instance().setVerbose(true);
+    logOnEveryLevel();
+    EXPECT_THAT(log_.lines(), ElementsAre("error horad: error 1", "warning horad: warning 2",
+                                          "info horad: info 3", "debug horad: debug 4"));
+}
+
+TEST_F(Log, DebugIsLeftOutWhenNotVerbose) {
+    Logger::instance().setVerbose(true);
+    Logger::instance().setVerbose(false);
+    logOnEveryLevel();
+    EXPECT_THAT(log_.lines(),
+                ElementsAre("error horad: error 1", "warning horad: warning 2", "info horad: info 3"));
+}
+
+TEST_F(Log, ThereIsOneLogger) {
+    EXPECT_EQ(&Logger::instance(), &Logger::instance());
+}
+
+TEST_F(Log, ATextIsCutAt1023Characters) {
+    for (const std::size_t length : {1022u, 1023u, 1024u, 5000u}) {
+        log_.clear();
+        Logger::instance().info("%s", std::string(length, 'x').c_str());
+        const std::size_t expected = length < 1023 ? length : 1023;
+        EXPECT_THAT(log_.lines(), ElementsAre("info horad: " + std::string(expected, 'x')));
+    }
+}
+
+TEST_F(Log, EveryLevelCutsItsText) {
+    Logger::instance().setVerbose(true);
+    const std::string text(2000, 'x');
+    Logger::instance().error("%s", text.c_str());
+    Logger::instance().warning("%s", text.c_str());
+    Logger::instance().debug("%s", text.c_str());
+    const std::string cut(1023, 'x');
+    EXPECT_THAT(log_.lines(),
+                ElementsAre("error horad: " + cut, "warning horad: " + cut, "debug horad: " + cut));
+}
+
+TEST_F(Log, TextFromOutsideIsNoFormat) {
+    constexpr const char* text = "%s%n%d%%";
+    Logger::instance().setVerbose(true);
+    Logger::instance().error("%s", text);
+    Logger::instance().warning("%s", text);
+    Logger::instance().info("%s", text);
+    Logger::instance().debug("%s", text);
+    EXPECT_THAT(log_.lines(), ElementsAre("error horad: %s%n%d%%", "warning horad: %s%n%d%%",
+                                          "info horad: %s%n%d%%", "debug horad: %s%n%d%%"));
+}
+
+TEST_F(Log, ALineStaysOneLine) {
+    Logger::instance().info("%s", "first\nsecond");
+    EXPECT_THAT(log_.lines(), ElementsAre("info horad: first second"));
+}
+
+extern "C" void logFromSignal(int) {
+    Logger::warningFromSignal("%s%n as it is");
+    Logger::debugFromSignal("%d%% as it is");
+}
+
+void raiseWithLog(int signal) {
+    struct sigaction action = {};
+    struct sigaction before = {};
+    action.sa_handler = logFromSignal;
+    sigaction(signal, &action, &before);
+    raise(signal);
+    sigaction(signal, &before, nullptr);
+}
+
+TEST_F(Log, ASignalHandlerCanWrite) {
+    Logger::instance().setVerbose(true);
+    raiseWithLog(SIGUSR1);
+    EXPECT_THAT(log_.lines(), ElementsAre("warning horad: %s%n as it is", "debug horad: %d%% as it is"));
+}
+
+TEST_F(Log, DebugFromASignalHandlerIsLeftOutWhenNotVerbose) {
+    Logger::instance().setVerbose(false);
+    raiseWithLog(SIGUSR1);
+    EXPECT_THAT(log_.lines(), ElementsAre("warning horad: %s%n as it is"));
+}
+
+TEST_F(Log, ASignalHandlerLeavesErrnoAlone) {
+    Logger::instance().setVerbose(true);
+    errno = ERANGE;
+    logFromSignal(0);
+    EXPECT_EQ(errno, ERANGE);
+}
+
+TEST_F(Log, TheSystemLogTakesTheLinesOnceItIsOn) {
+    datagrams.clear();
+    Logger::instance().enableSyslog();
+    Logger::instance().info("%s", "to the system log");
+    EXPECT_THAT(datagrams, ElementsAre(EndsWith(": to the system log")));
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+// In a process of its own, where nothing was logged before.
+TEST(LogDeathTest, StartsOffTheSystemLogAndWithoutDebug) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Logger::instance().debug("nothing");
+            Logger::instance().info("something");
+            std::exit(datagrams.empty() ? 0 : 1);
+        },
+        testing::ExitedWithCode(0), AllOf(HasSubstr("info horad: something\n"), Not(HasSubstr("nothing"))));
+}
+
+} // namespace
