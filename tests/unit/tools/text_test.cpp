@@ -1,0 +1,69 @@
+#include "tools/text.h"
+
+#include <string>
+
+#include <gtest/gtest.h>
+
+namespace cfgctl {
+namespace {
+
+struct PrintableCase {
+    const char* name;
+    std::string text;
+    std::string shown;
+};
+
+class Printable : public ::testing::TestWithParam<PrintableCase> {};
+
+TEST_P(Printable, SpellsOutWhatCouldDriveATerminal) {
+    EXPECT_EQ(printable(GetParam().text), GetParam().shown);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Texts, Printable,
+    ::testing::Values(
+        PrintableCase{"Plain", "school nights", "school nights"},
+        PrintableCase{"Umlaut",
+                      "n\xc3\xa4"
+                      "chtlich",
+                      "n\xc3\xa4"
+                      "chtlich"},
+        PrintableCase{"NewLine", "a\nb", "a\\nb"}, PrintableCase{"TabAndReturn", "\t\r", "\\t\\r"},
+        PrintableCase{"Escape", "\x1b[2J", "\\x1b[2J"}, PrintableCase{"Nul", std::string(1, '\0'), "\\x00"},
+        PrintableCase{"Delete", "\x7f", "\\x7f"}, PrintableCase{"Backslash", "a\\nb", "a\\\\nb"},
+        PrintableCase{"ControlOfTwoBytes", "\xc2\x9b", "\\u009b"},
+        PrintableCase{"DirectionMark", "\xe2\x80\xae", "\\u202e"},
+        PrintableCase{"ContinuationAlone", "\x9b", "\\x9b"}, PrintableCase{"CutCharacter", "\xc3", "\\xc3"},
+        PrintableCase{"Overlong", "\xc0\xaf", "\\xc0\\xaf"},
+        PrintableCase{"Surrogate", "\xed\xa0\x80", "\\xed\\xa0\\x80"},
+        PrintableCase{"BeyondTheLast", "\xf4\x90\x80\x80", "\\xf4\\x90\\x80\\x80"},
+        PrintableCase{"FourBytes", "\xf0\x9f\x93\xb6", "\xf0\x9f\x93\xb6"}),
+    [](const auto& suite) { return suite.param.name; });
+
+TEST(Utf8, IsToldFromOtherBytes) {
+    EXPECT_TRUE(isUtf8(""));
+    EXPECT_TRUE(isUtf8("\xe2\x82\xac"));
+    EXPECT_FALSE(isUtf8("\xe2\x82"));
+    EXPECT_FALSE(isUtf8("caf\xe9"));
+}
+
+TEST(Width, CountsCharactersNotBytes) {
+    EXPECT_EQ(width("n\xc3\xa4"
+                    "chtlich"),
+              9U);
+}
+
+TEST(Word, NeedsQuotesOnlyWhereItWouldNotReadAsOne) {
+    EXPECT_EQ(asWord("18:30"), "18:30");
+    EXPECT_EQ(asWord(""), "\"\"");
+    EXPECT_EQ(asWord("school nights"), "\"school nights\"");
+    EXPECT_EQ(asWord("say \"no\""), "\"say \\\"no\\\"\"");
+}
+
+TEST(Quotes, CutALongText) {
+    EXPECT_EQ(inQuotes("short"), "\"short\"");
+    EXPECT_EQ(inQuotes(std::string(1000, 'x')), "\"" + std::string(80, 'x') + "...\"");
+}
+
+} // namespace
+} // namespace cfgctl

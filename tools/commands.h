@@ -1,0 +1,47 @@
+#pragma once
+
+#include "cfg/configclient.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace cfgctl {
+
+struct Target {
+    std::string table;
+    std::optional<std::uint32_t> id;
+};
+
+using CellText = std::pair<std::string, std::string>; // column and value
+
+// The command line, taken apart. Which of these a command has stands in main.cpp; the others stay empty.
+struct Arguments {
+    std::string socket = "/tmp/cfgserver.socket";
+    bool json = false;
+    Target target;
+    std::string column;
+    std::vector<CellText> cells;
+    std::vector<std::string> tables; // none stands for all
+    std::string file;
+};
+
+// These throw WrongUse for what has not that form: TABLE or TABLE.ID, TABLE.ID, COLUMN=VALUE with each column
+// once.
+Target parseTarget(const std::string& text);
+Target parseRowTarget(const std::string& text);
+std::vector<CellText> parseCells(const std::vector<std::string>& texts);
+
+// Each returns what is to be printed, and throws Refused where the store does not do it.
+std::string listCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string showCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string getCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string setCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string addCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string removeCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string loadCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string dumpCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+
+} // namespace cfgctl

@@ -1,0 +1,20 @@
+#pragma once
+
+#include <stdexcept>
+
+namespace cfgctl {
+
+// What keeps a command from being done: the store refuses it, or would, or isn't there. The text is for a
+// person; it may hold text from outside as it stands.
+class Refused : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+// The command line makes no sense, whatever the store holds.
+class WrongUse : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+};
+
+} // namespace cfgctl

@@ -1,0 +1,175 @@
+// cfgctl: looks into the configuration store and changes it.
+
+#include "cfg/configclient.h"
+#include "cfg/connection.h"
+#include "orv/sysloglevel.h"
+#include "tools/commands.h"
+#include "tools/errors.h"
+#include "tools/output.h"
+#include "tools/storetables.h"
+#include "tools/text.h"
+#include "tools/watch.h"
+
+#include <CLI/CLI.hpp>
+#include <exception>
+#include <functional>
+#include <iostream>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <unistd.h>
+
+namespace {
+
+using cfgctl::answerTimeout;
+using cfgctl::Arguments;
+
+constexpr int exitDone = 0;
+constexpr int exitRefused = 1;
+constexpr int exitWrongUse = 2;
+
+constexpr unsigned transactionWait = 10000; // milliseconds
+
+constexpr std::size_t complaintLimit = 2000; // bytes; a file may hold names of any length
+
+constexpr const char* usage =
+    R"(Usage: cfgctl [-s SOCKET] [--json] COMMAND
+
+  tables                         The tables and how many rows they have
+  show TABLE                     All rows of a table
+  get TABLE[.ID] COLUMN          One value
+  set TABLE[.ID] COLUMN=VALUE... Change values of a row, all at once
+  add TABLE COLUMN=VALUE...      Add a row; prints its Id
+  remove TABLE.ID                Remove a row
+  watch [TABLE...]               Print every change until interrupted
+  dump [TABLE...]                Tables as JSON
+  load FILE                      Make tables what a dump says ("-" is standard input)
+
+  -s, --socket SOCKET  Where the store listens (/tmp/cfgserver.socket)
+      --json           Print JSON
+  -h, --help           Print this help
+
+A table that has a single row is named without ".ID".
+)";
+
+// Where one of the three was closed by the caller, the connection must not get its number: output would go
+// into it. open() takes the lowest number, and whoever uses such a one still gets an error.
+void occupyStandardDescriptors() {
+    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(descriptor, F_GETFD) < 0)
+            (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
+}
+
+using StoreCommand = std::string (*)(orv::cfg::ConfigClient&, const Arguments&);
+using Command = std::function<void(const Arguments&)>;
+
+Command onStore(StoreCommand command) {
+    return [command](const Arguments& arguments) {
+        orv::cfg::Connection connection(arguments.socket, cfgctl::programName, answerTimeout);
+        cfgctl::connect(connection, arguments.socket);
+        orv::cfg::ConfigClient client(connection, transactionWait);
+        cfgctl::print(command(client, arguments));
+    };
+}
+
+// The command line's grammar; which command was given comes out in `command`.
+void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
+    app.require_subcommand(1);
+    app.fallthrough(); // options may stand behind the command too
+    app.add_option("-s,--socket", arguments.socket);
+    app.add_flag("--json", arguments.json);
+    const auto add = [&](const char* name, const Command& function) {
+        CLI::App* const definition = app.add_subcommand(name);
+        definition->callback([&command, function] { command = function; });
+        return definition;
+    };
+    const auto addWithTable = [&](const char* name, const Command& function) {
+        CLI::App* const definition = add(name, function);
+        definition->add_option("TABLE", arguments.target.table)->required();
+        return definition;
+    };
+    const auto addWithTarget = [&](const char* name, const Command& function,
+                                   cfgctl::Target (*parse)(const std::string&)) {
+        CLI::App* const definition = add(name, function);
+        const auto keep = [&arguments, parse](const std::string& text) { arguments.target = parse(text); };
+        definition->add_option_function<std::string>("TABLE[.ID]", keep)->required();
+        return definition;
+    };
+    using Texts = std::vector<std::string>;
+    const auto keepCells = [&](const Texts& texts) { arguments.cells = cfgctl::parseCells(texts); };
+    const auto addCells = [&](CLI::App* definition) {
+        definition->add_option_function<Texts>("COLUMN=VALUE", keepCells)->required();
+    };
+
+    add("tables", onStore(cfgctl::listCommand));
+    addWithTable("show", onStore(cfgctl::showCommand));
+    CLI::App* const get = addWithTarget("get", onStore(cfgctl::getCommand), cfgctl::parseTarget);
+    get->add_option("COLUMN", arguments.column)->required();
+    addCells(addWithTarget("set", onStore(cfgctl::setCommand), cfgctl::parseTarget));
+    addCells(addWithTable("add", onStore(cfgctl::addCommand)));
+    addWithTarget("remove", onStore(cfgctl::removeCommand), cfgctl::parseRowTarget);
+    add("watch", cfgctl::watchCommand)->add_option("TABLES", arguments.tables);
+    add("dump", onStore(cfgctl::dumpCommand))->add_option("TABLES", arguments.tables);
+    add("load", onStore(cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
+}
+
+void run(const Command& command, const Arguments& arguments) {
+    (void)ORV_Sysloglevel_registerModul(cfgctl::programName);
+    ORV_Sysloglevel_changeTracelevel(cfgctl::programName, 0); // what goes wrong is told here, once
+    command(arguments);
+}
+
+void complain(const std::string& text) {
+    std::cerr << cfgctl::programName << ": " << cfgctl::printable(text.substr(0, complaintLimit))
+              << std::endl;
+}
+
+// What the parser says of a missing command speaks of subcommands, and not of the word that is none.
+std::string describe(const CLI::App& app, const CLI::Error& error) {
+    if (error.get_name() != "RequiredError" || !app.get_subcommands().empty())
+        return error.what();
+    const std::vector<std::string> words = app.remaining();
+    return words.empty() ? "a command is required" : "unknown command: " + words.front();
+}
+
+int wrongUse(const std::string& text) {
+    complain(text);
+    std::cerr << usage;
+    return exitWrongUse;
+}
+
+// False where help was asked for and all is done.
+bool parse(CLI::App& app, int argc, char* argv[]) {
+    try {
+        app.parse(argc, argv);
+        return true;
+    } catch (const CLI::CallForHelp&) {
+        cfgctl::print(usage);
+        return false;
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    occupyStandardDescriptors();
+    Arguments arguments;
+    Command command;
+    CLI::App app;
+    try {
+        defineCommands(app, arguments, command);
+        if (parse(app, argc, argv))
+            run(command, arguments);
+        return exitDone;
+    } catch (const cfgctl::ReaderGone&) {
+        return exitDone;
+    } catch (const CLI::Error& error) {
+        return wrongUse(describe(app, error));
+    } catch (const cfgctl::WrongUse& error) {
+        return wrongUse(error.what());
+    } catch (const std::exception& error) {
+        complain(error.what());
+        return exitRefused;
+    }
+}

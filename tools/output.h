@@ -1,0 +1,13 @@
+#pragma once
+
+#include <string>
+
+namespace cfgctl {
+
+// Nobody reads standard output any more: no failure, whoever stopped has what he wanted.
+struct ReaderGone {};
+
+// Writes the text to standard output at once. Throws Refused with the reason where that fails, ReaderGone.
+void print(const std::string& text);
+
+} // namespace cfgctl

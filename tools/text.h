@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+// Text from the store or a file, for a person's terminal.
+namespace cfgctl {
+
+bool isUtf8(std::string_view text);
+
+// The text with everything that could drive a terminal spelled out: control characters, bytes that are no
+// UTF-8, marks that turn the direction of writing, and, so that no two texts look the same, the backslash.
+std::string printable(std::string_view text);
+
+// How many columns a printable text takes, one a character.
+std::size_t width(std::string_view text);
+
+// Printable, and between quotes where it would not be read as one word: "" or "two words".
+std::string asWord(std::string_view text);
+
+// Between quotes, for an error text: as it stands, cut where it is long.
+std::string inQuotes(std::string_view text);
+
+} // namespace cfgctl
