@@ -229,6 +229,10 @@ int ORV_Daemon_createPidFile(ORV_Daemon* daemon) {
     return result;
 }
 
+void ORV_Daemon_reportFailure(ORV_Daemon* daemon, const char* reason) {
+    tellParent(daemon, reason);
+}
+
 void ORV_Daemon_deletePidFile(ORV_Daemon* daemon) {
     if (daemon->lockedFile >= 0 && leadsTo(daemon->path, daemon->lockedFile))
         (void)unlink(daemon->path);

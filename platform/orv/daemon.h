@@ -25,6 +25,9 @@ int ORV_Daemon_daemonize(ORV_Daemon* daemon);
 // Locks the file, writes it and lets the parent go. Non-zero when another instance holds the file (errno
 // EWOULDBLOCK) or it can't be written; the parent then knows the reason.
 int ORV_Daemon_createPidFile(ORV_Daemon* daemon);
+// Lets the parent go with a reason of the caller's: the daemon ends before it was ready. Harmless once the
+// parent has heard how it went.
+void ORV_Daemon_reportFailure(ORV_Daemon* daemon, const char* reason);
 // Removes the file if this process holds it; harmless otherwise, also on an object that was never
 // constructed.
 void ORV_Daemon_deletePidFile(ORV_Daemon* daemon);

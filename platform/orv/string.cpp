@@ -34,8 +34,12 @@ void SeparatedStringtoList(const std::string& text, std::list<std::string>& part
     if (text.empty())
         return;
     std::size_t begin = 0;
-    for (std::size_t end; (end = text.find(separator, begin)) != std::string::npos; begin = end + 1)
+    std::size_t end = text.find(separator);
+    while (end != std::string::npos) {
         parts.push_back(text.substr(begin, end - begin));
+        begin = end + 1;
+        end = text.find(separator, begin);
+    }
     parts.push_back(text.substr(begin));
 }
 

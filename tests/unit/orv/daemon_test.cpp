@@ -69,6 +69,14 @@ TEST_F(DaemonizeTest, CallerReturnsOnlyWhenTheFileIsWritten) {
     EXPECT_EQ(standardError_.readAll(), "");
 }
 
+TEST_F(DaemonizeTest, CallerHearsAReasonOfTheDaemonsOwn) {
+    start([](ORV_Daemon& daemon) { ORV_Daemon_reportFailure(&daemon, "no configuration to be had"); });
+
+    EXPECT_EQ(exitStatusOf(caller_), 1);
+
+    EXPECT_EQ(standardError_.readAll(), "no configuration to be had\n");
+}
+
 TEST_F(DaemonizeTest, CallerWaitsUntilThen) {
     start([&](ORV_Daemon& daemon) {
         facts_.put("daemonised\n");

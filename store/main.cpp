@@ -1,0 +1,149 @@
+#include "orv/daemon.h"
+#include "store/database.h"
+#include "store/listeningsocket.h"
+#include "store/log.h"
+#include "store/options.h"
+#include "store/schema.h"
+#include "store/server.h"
+#include "velta/net/eventdispatcher.h"
+
+#include <cerrno>
+#include <climits>
+#include <csignal>
+#include <iostream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* pidFileDirectory = "/var/run";
+constexpr auto shutDownPatience = std::chrono::seconds(1);
+
+// The daemon's pid file, and whoever waits for the daemon to be up. Does nothing in the foreground.
+class DaemonMode {
+public:
+    DaemonMode() = default;
+    DaemonMode(const DaemonMode&) = delete;
+    DaemonMode& operator=(const DaemonMode&) = delete;
+    ~DaemonMode() { ORV_Daemon_deletePidFile(&daemon_); }
+
+    // Returns in the daemon.
+    void enter() {
+        ORV_Daemon_construct(&daemon_, "cfgserver", pidFileDirectory);
+        if (ORV_Daemon_occupiedPidFile(&daemon_) != 0)
+            throw std::runtime_error("a daemon is running already, it holds the pid file in " +
+                                     std::string(pidFileDirectory));
+        if (ORV_Daemon_daemonize(&daemon_) != 0)
+            throw std::system_error(errno, std::generic_category(), "can't become a daemon");
+        entered_ = true;
+    }
+
+    // The server is up: whoever started it may go.
+    void ready() {
+        if (entered_ && ORV_Daemon_createPidFile(&daemon_) != 0)
+            throw std::system_error(errno, std::generic_category(), "pid file");
+    }
+
+    void report(const std::string& reason) {
+        const std::string line = "cfgserver: " + reason;
+        ORV_Daemon_reportFailure(&daemon_, line.c_str());
+        if (entered_)
+            store::log::error(reason);
+        else
+            std::cerr << line << std::endl;
+    }
+
+private:
+    ORV_Daemon daemon_;
+    bool entered_ = false;
+};
+
+// Turns the signals that end the server into an event.
+class StopSignals {
+public:
+    explicit StopSignals(velta::net::EventDispatcher& dispatcher) : dispatcher_(dispatcher) {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGTERM, SIGINT, SIGQUIT})
+            sigaddset(&signals, signal);
+        sigprocmask(SIG_BLOCK, &signals, nullptr);
+        descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+        if (descriptor_ < 0)
+            throw std::system_error(errno, std::generic_category(), "signalfd");
+        dispatcher_.add(descriptor_, velta::net::EventDispatcher::Readable, [this](unsigned) { onSignal(); });
+    }
+    ~StopSignals() {
+        dispatcher_.remove(descriptor_);
+        close(descriptor_);
+    }
+    StopSignals(const StopSignals&) = delete;
+    StopSignals& operator=(const StopSignals&) = delete;
+
+    bool arrived() const { return arrived_; }
+
+private:
+    void onSignal() {
+        signalfd_siginfo signal{};
+        if (read(descriptor_, &signal, sizeof signal) != sizeof signal)
+            return;
+        arrived_ = true;
+        store::log::info("ends on signal " + std::to_string(signal.ssi_signo));
+    }
+
+    velta::net::EventDispatcher& dispatcher_;
+    int descriptor_ = -1;
+    bool arrived_ = false;
+};
+
+store::Schema readSchema(const store::Options& options) {
+    store::Schema schema;
+    schema.add(store::defaultSchema(), "built-in");
+    for (const std::string& file : options.schemas)
+        schema.addFile(file);
+    return schema;
+}
+
+void serve(const store::Options& options, store::Schema schema, DaemonMode& daemon) {
+    velta::net::EventDispatcher dispatcher;
+    StopSignals stop(dispatcher);
+    store::Database database(std::move(schema), options.database);
+    store::ListeningSocket socket(options.socket, options.group);
+    store::ServerOptions serverOptions;
+    serverOptions.group = options.group;
+    store::Server server(dispatcher, database, socket, serverOptions);
+    daemon.ready();
+    store::log::info("serves " + std::to_string(database.schema().tables().size()) + " tables from " +
+                     (options.database.empty() ? "memory, they are lost at its end" : options.database) +
+                     " at " + options.socket);
+    while (!stop.arrived())
+        server.handleEvents(UINT_MAX);
+    server.shutDown(shutDownPatience);
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments) {
+    int exitStatus = 0;
+    const std::optional<store::Options> options = store::readOptions(argumentCount, arguments, exitStatus);
+    if (!options)
+        return exitStatus;
+    // A closed standard error or a file at its size limit is an error to answer, no reason to die.
+    (void)std::signal(SIGPIPE, SIG_IGN);
+    (void)std::signal(SIGXFSZ, SIG_IGN);
+    DaemonMode daemon;
+    try {
+        store::log::open(options->verbose, options->daemon);
+        store::Schema schema = readSchema(*options);
+        if (options->daemon)
+            daemon.enter();
+        serve(*options, std::move(schema), daemon);
+    } catch (const std::exception& error) {
+        daemon.report(error.what());
+        return 1;
+    }
+    return 0;
+}

@@ -1,0 +1,66 @@
+#include "store/options.h"
+
+#include <CLI/CLI.hpp>
+#include <charconv>
+#include <filesystem>
+#include <system_error>
+
+#include <grp.h>
+
+namespace store {
+
+namespace {
+
+constexpr int wrongUse = 2;
+
+// A group's number, from its name or the number itself.
+std::optional<gid_t> groupNamed(const std::string& name) {
+    if (const group* entry = getgrnam(name.c_str()); entry != nullptr)
+        return entry->gr_gid;
+    gid_t number = 0;
+    const char* const end = name.data() + name.size();
+    const auto [stop, error] = std::from_chars(name.data(), end, number);
+    return error == std::errc() && stop == end && !name.empty() ? std::optional<gid_t>(number) : std::nullopt;
+}
+
+std::string checkGroup(const std::string& name) {
+    return groupNamed(name) ? std::string() : "there is no group " + name;
+}
+
+void makeAbsolute(std::string& path) {
+    if (!path.empty())
+        path = std::filesystem::absolute(path);
+}
+
+} // namespace
+
+std::optional<Options> readOptions(int argumentCount, char** arguments, int& exitStatus) {
+    Options options;
+    std::string group;
+    CLI::App app("Serves configuration tables to the clients of a socket.", "cfgserver");
+    app.add_option("-s,--socket", options.socket, "The socket's path")->capture_default_str();
+    app.add_option("-f,--file", options.database, "The database file; without it the tables are in memory");
+    app.add_option("--schema", options.schemas, "An SQL file with tables besides the built-in ones")
+        ->allow_extra_args(false);
+    app.add_option("-g,--group", group, "A group whose members may connect")->check(checkGroup);
+    app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
+    app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
+    app.failure_message([](const CLI::App* self, const CLI::Error& error) {
+        return "cfgserver: " + std::string(error.what()) + '\n' + self->help();
+    });
+    try {
+        app.parse(argumentCount, arguments);
+    } catch (const CLI::ParseError& error) {
+        exitStatus = app.exit(error) == 0 ? 0 : wrongUse;
+        return std::nullopt;
+    }
+    if (!group.empty())
+        options.group = groupNamed(group);
+    makeAbsolute(options.socket);
+    makeAbsolute(options.database);
+    for (std::string& schema : options.schemas)
+        makeAbsolute(schema);
+    return options;
+}
+
+} // namespace store

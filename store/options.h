@@ -1,0 +1,24 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include <sys/types.h>
+
+namespace store {
+
+// The command line. Paths are absolute, so that they hold in a daemon as well.
+struct Options {
+    std::string socket = "/tmp/cfgserver.socket";
+    std::string database; // empty: in memory
+    std::vector<std::string> schemas;
+    std::optional<gid_t> group;
+    bool daemon = false;
+    bool verbose = false;
+};
+
+// Nothing when the process is to end at once, with that exit status: after the help, or a wrong use.
+std::optional<Options> readOptions(int argumentCount, char** arguments, int& exitStatus);
+
+} // namespace store

@@ -1,0 +1,239 @@
+#include "store/database.h"
+#include "unit/store/testtables.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using store::Database;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using velta::ValueList;
+namespace code = velta::protocol::code;
+
+class DatabaseTest : public testing::Test {
+protected:
+    std::uint32_t insert(const ValueList& values) {
+        std::uint32_t id = 0;
+        EXPECT_EQ(database.insert("Plans", values, id).strerror(), "success");
+        return id;
+    }
+
+    ValueList rowWithKey(const std::string& column, const std::string& key,
+                         Database::View view = Database::View::LastCommit) {
+        store::Rows rows;
+        return database.readKey("Plans", column, key, view, rows).ok() ? valuesOf(rows).at(0) : ValueList();
+    }
+
+    Database database{schemaOf(testTables), ""};
+};
+
+TEST_F(DatabaseTest, SingleRowTableHasItsRowFromTheStart) {
+    const auto rows = tableOf(database, "Globals");
+
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].getValue("Enable"), switchValue(1));
+    EXPECT_EQ(rows[0].getValue("Text"), textValue("it's"));
+}
+
+TEST_F(DatabaseTest, TableWithoutRowsStillNamesItsColumns) {
+    store::Rows rows;
+
+    ASSERT_TRUE(database.readTable("Plans", Database::View::LastCommit, rows).ok());
+
+    EXPECT_EQ(rows.total, 0U);
+    EXPECT_THAT(rows.columns, ElementsAre("Id", "Name", "Status", "Level", "Runs"));
+    EXPECT_EQ(rows.pieces.size(), 1U);
+}
+
+TEST_F(DatabaseTest, InsertedRowTakesDefaultsForWhatIsNotGiven) {
+    const std::uint32_t id = insert(cell("Status", switchValue(1)));
+    (void)commit(database);
+
+    EXPECT_EQ(id, 1U);
+    const ValueList row = tableOf(database, "Plans").at(0);
+    EXPECT_EQ(row.getValue("Id"), integerValue(1));
+    EXPECT_EQ(row.getValue("Name"), textValue("none"));
+    EXPECT_EQ(row.getValue("Status"), switchValue(1));
+    EXPECT_EQ(row.getValue("Level"), integerValue(-1));
+    EXPECT_EQ(row.getValue("Runs"), counterValue(7));
+}
+
+TEST_F(DatabaseTest, CellsOfEachKindComeBackAsTheyWere) {
+    ValueList values;
+    values.add("Name", textValue("Gr\xc3\xbc\xc3\x9f\x65 \"'; --"));
+    values.add("Status", switchValue(1));
+    values.add("Level", integerValue(INT32_MIN));
+    values.add("Runs", counterValue(-1));
+    insert(values);
+    (void)commit(database);
+
+    const ValueList row = tableOf(database, "Plans").at(0);
+    for (const auto& [name, value] : values)
+        EXPECT_EQ(row.getValue(name), value) << name;
+}
+
+TEST_F(DatabaseTest, RowsComeInIdOrder) {
+    for (const int id : {30, 10, 20})
+        insert(cell("Id", integerValue(id)));
+    (void)commit(database);
+
+    std::vector<int> ids;
+    for (const ValueList& row : tableOf(database, "Plans"))
+        ids.push_back(row.getValue("Id").getInteger());
+    EXPECT_THAT(ids, ElementsAre(10, 20, 30));
+    store::Rows rows;
+    ASSERT_TRUE(database.readRow("Plans", 1, Database::View::LastCommit, rows).ok());
+    EXPECT_EQ(valuesOf(rows).at(0).getValue("Id").getInteger(), 20);
+}
+
+TEST_F(DatabaseTest, KeyFindsTheFirstRowThatHoldsIt) {
+    insert(cell("Name", textValue("a")));
+    insert(cell("Name", textValue("b")));
+    insert(cell("Name", textValue("b")));
+    (void)commit(database);
+
+    EXPECT_EQ(rowWithKey("Name", "b").getValue("Id").getInteger(), 2);
+    EXPECT_EQ(rowWithKey("Id", "3").getValue("Id").getInteger(), 3);
+    EXPECT_EQ(rowWithKey("Level", "-1").getValue("Id").getInteger(), 1);
+}
+
+TEST_F(DatabaseTest, CounterKeyIsUnsigned) {
+    insert(cell("Runs", counterValue(-1)));
+    (void)commit(database);
+
+    EXPECT_EQ(rowWithKey("Runs", "4294967295").size(), 5U);
+    EXPECT_EQ(rowWithKey("Runs", "-1").size(), 0U);
+}
+
+TEST_F(DatabaseTest, NumericKeyMustBeAWholeNumber) {
+    insert({});
+    (void)commit(database);
+
+    for (const char* key : {"", "1x", " 1", "1 OR 1=1"})
+        EXPECT_EQ(rowWithKey("Id", key).size(), 0U) << key;
+}
+
+TEST_F(DatabaseTest, OwnerReadsItsWritesOthersTheLastCommit) {
+    insert({});
+    (void)commit(database);
+
+    ASSERT_TRUE(database.update("Plans", "Id", "1", cell("Status", switchValue(1))).ok());
+
+    EXPECT_EQ(rowWithKey("Id", "1", Database::View::OpenTransaction).getValue("Status").getInteger(), 1);
+    EXPECT_EQ(rowWithKey("Id", "1").getValue("Status").getInteger(), 0);
+}
+
+TEST_F(DatabaseTest, CommitNamesTheTablesThatItChanged) {
+    insert({});
+    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+
+    EXPECT_THAT(commit(database), ElementsAre("Plans", "Globals"));
+}
+
+TEST_F(DatabaseTest, CommitWithoutAChangedCellChangesNothing) {
+    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(1))).ok());
+
+    EXPECT_THAT(commit(database), IsEmpty());
+}
+
+TEST_F(DatabaseTest, WritesThatCancelOutChangeNothing) {
+    const std::uint32_t id = insert({});
+    ASSERT_TRUE(database.remove("Plans", "Id", std::to_string(id)).ok());
+    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(1))).ok());
+
+    EXPECT_THAT(commit(database), IsEmpty());
+    EXPECT_THAT(tableOf(database, "Plans"), IsEmpty());
+}
+
+TEST_F(DatabaseTest, RemovedRowIsGone) {
+    insert({});
+    insert({});
+    (void)commit(database);
+
+    ASSERT_TRUE(database.remove("Plans", "Id", "1").ok());
+
+    EXPECT_THAT(commit(database), ElementsAre("Plans"));
+    ASSERT_EQ(tableOf(database, "Plans").size(), 1U);
+    EXPECT_EQ(tableOf(database, "Plans")[0].getValue("Id").getInteger(), 2);
+}
+
+TEST_F(DatabaseTest, RolledBackWritesAreGone) {
+    insert({});
+    database.rollBack();
+
+    EXPECT_THAT(tableOf(database, "Plans", Database::View::OpenTransaction), IsEmpty());
+    EXPECT_THAT(commit(database), IsEmpty());
+}
+
+TEST_F(DatabaseTest, TableWithVeryManyWritesCountsAsChanged) {
+    for (int i = 0; i < 10001; ++i)
+        insert({});
+    EXPECT_THAT(commit(database), ElementsAre("Plans"));
+    EXPECT_EQ(tableOf(database, "Plans").size(), 10001U);
+}
+
+TEST_F(DatabaseTest, LargeTableComesInPiecesThatFitAFrame) {
+    constexpr int rowCount = 600;
+    for (int i = 0; i < rowCount; ++i)
+        insert(cell("Name", textValue(std::string(4096, 'x'))));
+    (void)commit(database);
+
+    store::Rows rows;
+    ASSERT_TRUE(database.readTable("Plans", Database::View::LastCommit, rows).ok());
+
+    EXPECT_EQ(rows.total, 600U);
+    EXPECT_EQ(rows.pieces.size(), 3U);
+    EXPECT_EQ(valuesOf(rows).size(), 600U);
+}
+
+TEST_F(DatabaseTest, HighestIdLeavesNoFurther) {
+    insert(cell("Id", integerValue(INT32_MAX)));
+
+    std::uint32_t id = 0;
+    EXPECT_EQ(database.insert("Plans", {}, id).code(), code::tooLarge);
+}
+
+ValueList twice() {
+    ValueList values = cell("Level", integerValue(1));
+    values.add("Level", integerValue(2));
+    return values;
+}
+
+TEST_F(DatabaseTest, RefusalsNameWhatWasWrong) {
+    insert({});
+    std::uint32_t id = 0;
+    store::Rows rows;
+    const auto last = Database::View::LastCommit;
+    const std::pair<Database::Result, Database::Result> refusals[] = {
+        {database.readTable("Foo", last, rows), {code::unknownTable, "Foo"}},
+        {database.readTable("plans", last, rows), {code::unknownTable, "plans"}},
+        {database.readTable("sqlite_schema", last, rows), {code::unknownTable, "sqlite_schema"}},
+        {database.readRow("Plans", 5, last, rows), {code::noSuchRow, "Plans at 5"}},
+        {database.readKey("Plans", "Foo", "1", last, rows), {code::unknownColumn, "Plans.Foo"}},
+        {database.readKey("Plans", "Id", "9", last, rows), {code::noSuchRow, "Plans with Id \"9\""}},
+        {database.update("Plans", "Id", "9", cell("Level", integerValue(1))),
+         {code::noSuchRow, "Plans with Id \"9\""}},
+        {database.update("Plans", "Id", "1", cell("Foo", integerValue(1))),
+         {code::unknownColumn, "Plans.Foo"}},
+        {database.update("Plans", "Id", "1", cell("Status", integerValue(1))),
+         {code::wrongKind, "Plans.Status takes a switch, 0 or 1"}},
+        {database.update("Plans", "Id", "1", cell("Id", integerValue(2))),
+         {code::wrongKind, "Plans.Id can't be changed"}},
+        {database.update("Plans", "Id", "1", twice()), {code::badMessage, "Plans.Level is given twice"}},
+        {database.writeSingle("Plans", 0, cell("Level", integerValue(1))), {code::notSingleRow, "Plans"}},
+        {database.writeSingle("Globals", 1, cell("Enable", switchValue(1))),
+         {code::noSuchRow, "Globals at 1"}},
+        {database.insert("Globals", {}, id), {code::singleRow, "Globals takes no further row"}},
+        {database.remove("Globals", "Enable", "1"), {code::singleRow, "Globals keeps its row"}},
+        {database.insert("Plans", cell("Id", integerValue(1)), id), {code::duplicateId, "Plans 1"}},
+        {database.insert("Plans", cell("Id", integerValue(0)), id),
+         {code::wrongKind, "Plans.Id takes an integer from 1"}},
+        {database.remove("Plans", "Id", "9"), {code::noSuchRow, "Plans with Id \"9\""}},
+    };
+    for (const auto& [result, expected] : refusals)
+        EXPECT_EQ(result.strerror(), expected.strerror());
+}
+
+} // namespace

@@ -1,0 +1,153 @@
+#include "store/schema.h"
+#include "store/sqlite.h"
+#include "unit/store/temporarydirectory.h"
+#include "unit/store/testtables.h"
+
+#include <gmock/gmock.h>
+
+namespace {
+
+using testing::HasSubstr;
+using velta::Value;
+
+std::string errorOf(const std::string& sql) {
+    try {
+        (void)schemaOf(sql);
+    } catch (const store::StorageError& error) {
+        return error.what();
+    }
+    return "";
+}
+
+std::string columns(int count) {
+    std::string sql = "CREATE TABLE T (c0 TEXT NOT NULL DEFAULT ''";
+    for (int i = 1; i < count; ++i)
+        sql += ", c" + std::to_string(i) + " TEXT NOT NULL DEFAULT ''";
+    return sql + ")";
+}
+
+TEST(Schema, ReadsNamesTypesAndDefaults) {
+    const store::Schema schema = schemaOf(testTables);
+
+    ASSERT_EQ(schema.tables().size(), 3U);
+    const store::Table& plans = schema.tables()[0];
+    EXPECT_EQ(plans.name, "Plans");
+    ASSERT_EQ(plans.columns.size(), 5U);
+    EXPECT_EQ(plans.columns[0].type, Value::Integer);
+    EXPECT_EQ(plans.columns[1].defaultValue, textValue("none"));
+    EXPECT_EQ(plans.columns[2].type, Value::Switch);
+    EXPECT_EQ(plans.columns[3].defaultValue, integerValue(-1));
+    EXPECT_EQ(plans.columns[4].defaultValue, counterValue(7));
+}
+
+TEST(Schema, TableWithoutIdHasASingleRow) {
+    const store::Schema schema = schemaOf(testTables);
+
+    EXPECT_FALSE(schema.tables()[0].singleRow());
+    EXPECT_TRUE(schema.tables()[1].singleRow());
+}
+
+TEST(Schema, QuoteInADefaultIsUndoubled) {
+    EXPECT_EQ(schemaOf(testTables).tables()[1].columns[1].defaultValue, textValue("it's"));
+}
+
+TEST(Schema, BuiltInOneHasTheDaemonsTables) {
+    const store::Schema schema = schemaOf(store::defaultSchema());
+
+    std::vector<std::string> names;
+    for (const store::Table& table : schema.tables())
+        names.push_back(table.name);
+    EXPECT_THAT(names,
+                testing::ElementsAre("WlanGlobals", "WlanTimePlans", "TimePlans", "TimeFrame", "FileTransfer",
+                                     "FirmwareUpdateTimePlan", "wexd", "AutoReboot", "Reboot"));
+}
+
+TEST(Schema, TakesAsManyColumnsAsTheLimit) {
+    EXPECT_EQ(errorOf(columns(128)), "");
+}
+
+struct BadSchema {
+    const char* name;
+    std::string sql;
+    const char* reason;
+};
+
+class BadSchemaTest : public testing::TestWithParam<BadSchema> {};
+
+TEST_P(BadSchemaTest, IsRefusedWithTheReason) {
+    EXPECT_THAT(errorOf(GetParam().sql), HasSubstr(GetParam().reason));
+}
+
+const char* const onlyCreateTable = "only plain CREATE TABLE";
+
+const BadSchema badSchemas[] = {
+    {"Empty", "", "no table in it"},
+    {"Syntax", "CREATE TABLE", "schema test: "},
+    {"ZeroByte", std::string("CREATE TABLE T (a)\0", 19), "zero byte"},
+    {"TooLarge", std::string(1024 * 1024 + 1, ' '), "larger than 1 MiB"},
+    {"Trigger",
+     "CREATE TABLE T (Id INTEGER PRIMARY KEY); CREATE TRIGGER g AFTER INSERT ON T BEGIN DELETE FROM T; END",
+     onlyCreateTable},
+    {"View", "CREATE VIEW v AS SELECT 1", onlyCreateTable},
+    {"Select", "SELECT 1", onlyCreateTable},
+    {"Attach", "ATTACH '/tmp/unit_store_attached' AS a", onlyCreateTable},
+    {"Pragma", "PRAGMA user_version = 3", onlyCreateTable},
+    {"Insert", "CREATE TABLE T (Id INTEGER PRIMARY KEY); INSERT INTO T VALUES (1)", onlyCreateTable},
+    {"AsSelect", "CREATE TABLE T AS SELECT 1 AS a", onlyCreateTable},
+    {"Temporary", "CREATE TEMP TABLE T (Id INTEGER PRIMARY KEY)", onlyCreateTable},
+    {"Virtual", "CREATE VIRTUAL TABLE T USING fts5(a)", onlyCreateTable},
+    {"TableName", "CREATE TABLE \"a b\" (Id INTEGER PRIMARY KEY)", "table a b: a name"},
+    {"LongName", "CREATE TABLE T (" + std::string(64, 'a') + " TEXT NOT NULL DEFAULT '')", "a name has"},
+    {"ReservedName", "CREATE TABLE T (sqlite_a TEXT NOT NULL DEFAULT '')", "column sqlite_a: a name"},
+    {"ColumnName", "CREATE TABLE T (_a TEXT NOT NULL DEFAULT '')", "table T, column _a: a name"},
+    {"Type", "CREATE TABLE T (a BLOB NOT NULL DEFAULT '')", "column a: the type \"BLOB\""},
+    {"NoType", "CREATE TABLE T (a NOT NULL DEFAULT 0)", "the type \"\""},
+    {"Nullable", "CREATE TABLE T (a TEXT DEFAULT '')", "NOT NULL and DEFAULT"},
+    {"NoDefault", "CREATE TABLE T (a TEXT NOT NULL)", "NOT NULL and DEFAULT"},
+    {"Expression", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT (random()))", "no plain value"},
+    {"BigSwitch", "CREATE TABLE T (a SWITCH NOT NULL DEFAULT 2)", "default 2"},
+    {"BigInteger", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 2147483648)", "no plain value"},
+    {"NegativeCounter", "CREATE TABLE T (a COUNTER NOT NULL DEFAULT -1)", "no plain value"},
+    {"TextForNumber", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT '1')", "no plain value"},
+    {"NumberForText", "CREATE TABLE T (a TEXT NOT NULL DEFAULT 1)", "no plain value"},
+    {"IdNoKey", "CREATE TABLE T (Id INTEGER NOT NULL DEFAULT 0)", "column Id: must be INTEGER PRIMARY KEY"},
+    {"IdText", "CREATE TABLE T (Id TEXT PRIMARY KEY)", onlyCreateTable},
+    {"Unique", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0 UNIQUE)", onlyCreateTable},
+    {"Check", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0 CHECK (a > 0))", onlyCreateTable},
+    {"OtherKey", "CREATE TABLE T (k INTEGER PRIMARY KEY NOT NULL DEFAULT 0)", "only the column \"Id\""},
+    {"Generated", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0, b INTEGER AS (1))", "generated"},
+    {"Columns", columns(129), "more than 128 columns"},
+    {"Twice", "CREATE TABLE T (Id INTEGER PRIMARY KEY); CREATE TABLE t (Id INTEGER PRIMARY KEY)",
+     "already exists"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Schema, BadSchemaTest, testing::ValuesIn(badSchemas),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+TEST(Schema, TableOfAnEarlierTextIsRefusedInAnyCase) {
+    store::Schema schema = schemaOf("CREATE TABLE Plans (Id INTEGER PRIMARY KEY)");
+
+    EXPECT_THROW(schema.add("CREATE TABLE plans (Id INTEGER PRIMARY KEY)", "second"), store::StorageError);
+}
+
+TEST(Schema, FileThatIsMissingIsNamed) {
+    store::Schema schema;
+    try {
+        schema.addFile("/nonexistent/tables.sql");
+        FAIL() << "no error";
+    } catch (const store::StorageError& error) {
+        EXPECT_STREQ(error.what(), "schema /nonexistent/tables.sql: No such file or directory");
+    }
+}
+
+TEST(Schema, FileAddsItsTables) {
+    const TemporaryDirectory directory;
+    writeFile(directory.path("more.sql"), "CREATE TABLE More (Id INTEGER PRIMARY KEY);");
+    store::Schema schema = schemaOf(testTables);
+
+    schema.addFile(directory.path("more.sql"));
+
+    EXPECT_EQ(schema.tables().back().name, "More");
+}
+
+} // namespace

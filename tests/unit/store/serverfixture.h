@@ -1,0 +1,92 @@
+#pragma once
+
+#include "store/server.h"
+#include "unit/store/rawclient.h"
+#include "unit/store/temporarydirectory.h"
+
+#include <chrono>
+#include <functional>
+#include <memory>
+
+#include <gtest/gtest.h>
+
+// A server in the test's own thread: it runs while the test waits for something.
+class ServerTest : public testing::Test {
+protected:
+    using Client = std::unique_ptr<RawClient>;
+
+    explicit ServerTest(const store::ServerOptions& options = {})
+        : server(dispatcher, database, listening, options) {}
+
+    // Whether it came true before the deadline.
+    bool await(const std::function<bool()>& condition) {
+        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        while (!condition()) {
+            if (std::chrono::steady_clock::now() > deadline)
+                return false;
+            server.handleEvents(1);
+        }
+        return true;
+    }
+
+    Client connect() { return std::make_unique<RawClient>(path); }
+    Client greeted() {
+        Client client = connect();
+        EXPECT_EQ(call(*client, ask::hello()).reply.number, velta::protocol::version);
+        return client;
+    }
+    Client subscribed(const velta::NameList& tables, bool leaveOutOwn = false) {
+        Client client = greeted();
+        EXPECT_TRUE(succeeds(*client, ask::subscribe(tables, leaveOutOwn)));
+        return client;
+    }
+
+    Answer next(RawClient& client) {
+        const bool came = await([&client] {
+            client.receive();
+            return !client.answers.empty() || client.atEnd;
+        });
+        if (!came || client.answers.empty()) {
+            ADD_FAILURE() << "no answer";
+            return {};
+        }
+        Answer answer = client.answers.front();
+        client.answers.pop_front();
+        return answer;
+    }
+    Answer call(RawClient& client, const velta::protocol::Request& request) {
+        const std::uint32_t sequence = client.send(request);
+        Answer answer = next(client);
+        EXPECT_EQ(answer.reply.sequence, sequence);
+        return answer;
+    }
+    int codeOf(RawClient& client, const velta::protocol::Request& request) {
+        return call(client, request).reply.result.code();
+    }
+    bool succeeds(RawClient& client, const velta::protocol::Request& request) {
+        return codeOf(client, request) == 0;
+    }
+
+    // One transaction with that one write.
+    void commitEnable(RawClient& client, const std::string& table, int value) {
+        EXPECT_TRUE(succeeds(client, ask::begin(5000)));
+        EXPECT_TRUE(succeeds(client, ask::writeSingle(table, cell("Enable", switchValue(value)))));
+        EXPECT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
+    }
+    int enabled(RawClient& client, const std::string& table) {
+        return call(client, ask::readTable(table)).rows.at(0).getValue("Enable").getInteger();
+    }
+    bool isClosed(RawClient& client) {
+        return await([&client] {
+            client.receive();
+            return client.atEnd;
+        });
+    }
+
+    TemporaryDirectory directory;
+    const std::string path = directory.path("socket");
+    velta::net::EventDispatcher dispatcher;
+    store::Database database{schemaOf(testTables), ""};
+    store::ListeningSocket listening{path, std::nullopt};
+    store::Server server;
+};
