@@ -6,7 +6,6 @@
 namespace cfgctl {
 
 using nlohmann::ordered_json;
-using velta::Value;
 using velta::ValueList;
 using velta::protocol::TableInfo;
 

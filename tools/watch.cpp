@@ -26,7 +26,7 @@ using velta::protocol::TableInfo;
 
 namespace {
 
-constexpr unsigned transactionWait = 0; // watching writes nothing
+constexpr unsigned transactionWait = 0;  // watching writes nothing
 constexpr unsigned idleInterval = 60000; // milliseconds; nothing depends on it
 
 // Holds each table as it was printed last, and as it was read since.

@@ -36,8 +36,9 @@ ConfigClient::ConfigClient(Connection& connection, unsigned transactionWait, Bef
 
 EResultCode ConfigClient::size(const std::string& table, unsigned& rows) {
     snapshots_.erase(table);
+    Request request = requestFor(RequestKind::ReadTable, table);
     Snapshot snapshot;
-    const EResultCode result = readSnapshot(requestFor(RequestKind::ReadTable, table), snapshot);
+    const EResultCode result = readSnapshot(request, snapshot);
     if (!result.ok())
         return counted(result);
     rows = static_cast<unsigned>(snapshot.rows());
@@ -145,7 +146,7 @@ void ConfigClient::connectionLost() {
     dropSnapshots();
 }
 
-EResultCode ConfigClient::readSnapshot(Request request, Snapshot& snapshot) {
+EResultCode ConfigClient::readSnapshot(Request& request, Snapshot& snapshot) {
     return connection_.exchangeRows(request, [&](const RowsPiece& piece) { return snapshot.append(piece); });
 }
 

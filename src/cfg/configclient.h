@@ -55,7 +55,7 @@ public:
     unsigned failures() const { return failures_; }
 
 private:
-    EResultCode readSnapshot(velta::protocol::Request request, Snapshot& snapshot);
+    EResultCode readSnapshot(velta::protocol::Request& request, Snapshot& snapshot);
     EResultCode readOneRow(velta::protocol::Request request, const velta::NameList& columns,
                            velta::ValueList& values);
     EResultCode write(velta::protocol::Request request, std::uint32_t* id = nullptr);
