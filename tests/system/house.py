@@ -1,0 +1,298 @@
+"""A house of its own for each test: private /tmp, /run and /dev, with the real programs in it.
+
+Nothing here sleeps to wait for a result: everything waits for an event, with a deadline.
+"""
+
+import contextlib
+import os
+import queue
+import re
+import signal
+import socket
+import subprocess
+import threading
+import time
+from pathlib import Path
+
+BIN = Path(os.environ.get("HORAD_BIN", Path(__file__).resolve().parents[2] / "build/dev/bin"))
+DEADLINE = 20.0  # seconds: how long an event that must come may take on a loaded machine
+SOCKET = "/tmp/cfgserver.socket"
+
+_FURNISH = r"""
+set -e
+mount -t tmpfs tmpfs /run
+mkdir -p /run/bin /run/dev/shm
+mount --bind "$1" /run/bin
+for device in null zero full random urandom; do
+    : > /run/dev/$device
+    mount --bind /dev/$device /run/dev/$device
+done
+ln -s /proc/self/fd /run/dev/fd
+mount --rbind /run/dev /dev
+mount -t tmpfs tmpfs /tmp
+chmod 1777 /tmp /dev/shm
+echo furnished
+exec cat
+"""
+
+
+class Timeout(AssertionError):
+    pass
+
+
+def wait_until(condition, what, deadline=DEADLINE):
+    """Polls for what no event tells of: the end of a process, a file of another process."""
+    end = time.monotonic() + deadline
+    while True:
+        result = condition()
+        if result:
+            return result
+        if time.monotonic() > end:
+            raise Timeout(f"{what} did not happen within {deadline} s")
+        time.sleep(0.01)
+
+
+class Lines:
+    """The lines of a stream as they come."""
+
+    def __init__(self, stream):
+        self.seen = []
+        self._changed = threading.Condition()
+        self._ended = False
+        self._thread = threading.Thread(target=self._read, args=(stream,), daemon=True)
+        self._thread.start()
+
+    def _read(self, stream):
+        with stream:
+            for line in stream:
+                self._put(line.decode(errors="replace").rstrip("\n"))
+        with self._changed:
+            self._ended = True
+            self._changed.notify_all()
+
+    def _put(self, line):
+        with self._changed:
+            self.seen.append(line)
+            self._changed.notify_all()
+
+    def wait(self, pattern, start=0, deadline=DEADLINE):
+        """The index of the first line from start on that the pattern is found in."""
+        end = time.monotonic() + deadline
+        at = start
+        with self._changed:
+            while True:
+                while at < len(self.seen):
+                    if re.search(pattern, self.seen[at]):
+                        return at
+                    at += 1
+                left = end - time.monotonic()
+                if left <= 0 or self._ended:
+                    why = "the stream ended" if self._ended else f"not within {deadline} s"
+                    raise Timeout(f"no line {pattern!r} ({why}) in:\n" + "\n".join(self.seen))
+                self._changed.wait(left)
+
+    def wait_end(self, deadline=DEADLINE):
+        self._thread.join(deadline)
+        assert not self._thread.is_alive(), "the stream did not end"
+        return self.seen
+
+    def count(self, pattern):
+        return sum(1 for line in self.seen if re.search(pattern, line))
+
+
+class Program:
+    def __init__(self, process):
+        self.process = process
+        self.out = Lines(process.stdout)
+        self.err = Lines(process.stderr)
+
+    @property
+    def pid(self):
+        return self.process.pid
+
+    def send(self, number):
+        self.process.send_signal(number)
+
+    def wait(self, deadline=DEADLINE):
+        """The exit status, with all output read."""
+        try:
+            status = self.process.wait(deadline)
+        except subprocess.TimeoutExpired as late:
+            raise Timeout(f"{self.process.args} did not end") from late
+        self.out.wait_end()
+        self.err.wait_end()
+        return status
+
+    def stop(self, number=signal.SIGTERM):
+        self.send(number)
+        return self.wait()
+
+    def kill(self):
+        if self.process.poll() is None:
+            self.process.kill()
+        self.process.wait()
+
+
+class Syslog:
+    """A system log: the datagrams that arrive at /dev/log."""
+
+    def __init__(self, path):
+        self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
+        self._path = path
+        self._socket.bind(path)
+        os.chmod(path, 0o666)
+        self._socket.settimeout(DEADLINE)
+        self.seen = []
+
+    def wait(self, pattern):
+        """Reads on until a line that the pattern is found in."""
+        while True:
+            try:
+                self.seen.append(self._socket.recv(65536).decode(errors="replace"))
+            except socket.timeout as late:
+                raise Timeout(f"no line {pattern!r} in:\n" + "\n".join(self.seen)) from late
+            if re.search(pattern, self.seen[-1]):
+                return self.seen[-1]
+
+    def close(self):
+        self._socket.close()
+        os.unlink(self._path)
+
+
+class House:
+    def __init__(self):
+        command = ["unshare", "--mount", "--propagation", "private"]
+        if os.geteuid() != 0:
+            command += ["--user", "--map-root-user"]
+        command += ["sh", "-c", _FURNISH, "sh", str(BIN)]
+        self._holder = subprocess.Popen(command, stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        line = self._holder.stdout.readline()
+        assert line == b"furnished\n", "the private file systems could not be made"
+        self._namespace = os.readlink(f"/proc/{self._holder.pid}/ns/mnt")
+        self._programs = []
+
+    # Where a path of the house is seen from outside.
+    def path(self, path):
+        return f"/proc/{self._holder.pid}/root{path}"
+
+    def enter(self):
+        enter = ["nsenter", f"--mount=/proc/{self._holder.pid}/ns/mnt", "--wd=/tmp"]
+        if os.geteuid() != 0:
+            enter += [f"--user=/proc/{self._holder.pid}/ns/user", "--preserve-credentials"]
+        return enter + ["--"]
+
+    def start(self, *command, env=None, stdin=subprocess.DEVNULL):
+        """Starts a program of the house; a bare name is one of ours."""
+        process = subprocess.Popen(
+            self.enter() + self._resolve(command),
+            stdin=stdin,
+            stdout=subprocess.PIPE,
+            stderr=subprocess.PIPE,
+            env={**os.environ, **(env or {})},
+        )
+        program = Program(process)
+        self._programs.append(program)
+        return program
+
+    def run(self, *command, env=None, input=None, deadline=DEADLINE):
+        """Runs a program to its end: (status, output, errors)."""
+        done = subprocess.run(
+            self.enter() + self._resolve(command),
+            input=input if input is not None else b"",
+            capture_output=True,
+            timeout=deadline,
+            env={**os.environ, **(env or {})},
+        )
+        return done.returncode, done.stdout.decode(errors="replace"), done.stderr.decode(errors="replace")
+
+    @staticmethod
+    def _resolve(command):
+        program, *arguments = (str(word) for word in command)
+        return [f"/run/bin/{program}" if "/" not in program and (BIN / program).exists() else program, *arguments]
+
+    # --- our three programs ---
+
+    def cfgserver(self, *arguments, env=None):
+        server = self.start("cfgserver", *arguments, env=env)
+        server.err.wait(r"cfgserver: .*(serv|listen)")
+        return server
+
+    def cfgctl(self, *arguments, input=None):
+        """The output of a cfgctl that has to succeed."""
+        status, out, err = self.run("cfgctl", *arguments, input=input)
+        assert status == 0, f"cfgctl {arguments}: {status}\n{err}"
+        return out
+
+    def horad(self, *arguments, at=None, tz=None, env=None):
+        """A horad in the foreground; `at` sets its clock, which then goes on as usual."""
+        env = dict(env or {})
+        command = ["horad", *arguments]
+        if tz:
+            env["TZ"] = tz
+        if at:
+            env.update(faketime(at))
+        return self.start(*command, env=env)
+
+    def watch(self, *arguments):
+        watch = self.start("cfgctl", "watch", *arguments)
+        watch.err.wait("watching")
+        return watch
+
+    def get(self, cell):
+        row, column = cell.split(" ")
+        return self.cfgctl("get", row, column).rstrip("\n")
+
+    def add(self, table, **cells):
+        return int(self.cfgctl("add", table, *(f"{name}={value}" for name, value in cells.items())))
+
+    def set(self, row, **cells):
+        self.cfgctl("set", row, *(f"{name}={value}" for name, value in cells.items()))
+
+    def wait_value(self, cell, value, deadline=DEADLINE):
+        wait_until(lambda: self.get(cell) == str(value), f"{cell} = {value}", deadline)
+
+    def wait_gone(self, pid):
+        wait_until(lambda: not is_alive(pid), f"the end of process {pid}")
+
+    def syslog(self):
+        return Syslog(self.path("/dev/log"))
+
+    def processes(self):
+        """The processes that live in this house, the holder left out."""
+        found = []
+        for entry in os.listdir("/proc"):
+            if entry.isdigit() and int(entry) != self._holder.pid:
+                with contextlib.suppress(OSError):
+                    if os.readlink(f"/proc/{entry}/ns/mnt") == self._namespace and is_alive(int(entry)):
+                        found.append(int(entry))
+        return found
+
+    def close(self):
+        for pid in self.processes():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, signal.SIGKILL)
+        for program in self._programs:
+            program.kill()
+        self._holder.stdin.close()
+        self._holder.wait()
+
+
+def is_alive(pid):
+    try:
+        with open(f"/proc/{pid}/stat", "rb") as stat:
+            return stat.read().rsplit(b")", 1)[1].split()[0] not in (b"Z", b"X")
+    except OSError:
+        return False
+
+
+def faketime(moment):
+    """The environment in which a program's clock starts at the moment, local time, and goes on as usual."""
+    libraries = list(Path("/usr/lib").glob("*/faketime/libfaketime.so.1"))
+    assert libraries, "faketime is not installed"
+    return {
+        "LD_PRELOAD": str(libraries[0]),
+        "FAKETIME": f"@{moment}",
+        "FAKETIME_DONT_FAKE_MONOTONIC": "1",
+        "FAKETIME_NO_CACHE": "1",
+        "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
+    }
