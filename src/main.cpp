@@ -27,6 +27,7 @@ constexpr const char* pidFileDirectory = "/var/run";
 constexpr const char* storeSocket = "/tmp/cfgserver.socket";
 constexpr useconds_t connectInterval = 100000; // microseconds
 constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
+constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
 
 Options options;
 ORV_Daemon pidFile;
@@ -61,6 +62,12 @@ bool becomeDaemon() {
         Logger::instance().error("Could not become a daemon: %s", std::strerror(errno));
         return false;
     }
+    // Whoever started the daemon may stop it from the moment on when the pid file is there.
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : stopSignals)
+        sigaddset(&held, signal);
+    (void)sigprocmask(SIG_BLOCK, &held, nullptr);
     if (ORV_Daemon_createPidFile(&pidFile) != 0) {
         if (errno == EWOULDBLOCK) // another start was faster
             Logger::instance().error("horad is already running");
@@ -68,9 +75,10 @@ bool becomeDaemon() {
             Logger::instance().error("Could not write the pid file: %s", std::strerror(errno));
         return false;
     }
-    for (const int signal : {SIGINT, SIGTERM, SIGQUIT})
+    for (const int signal : stopSignals)
         installHandler(signal, onStopSignal);
     installHandler(SIGPIPE, onBrokenPipe);
+    (void)sigprocmask(SIG_UNBLOCK, &held, nullptr);
     return true;
 }
 

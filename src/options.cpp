@@ -32,11 +32,11 @@ void printUsage() {
         std::cout << line << std::endl;
 }
 
-// No check on purpose: what is no number is 0. A number that 32 bits can't hold is the largest they hold, as
-// where long has 32 bits.
+// No check on purpose: what is no number is 0. What 32 bits can't hold counts as it does where long has 32
+// bits: the largest number, and for a negative one its two's complement.
 std::uint32_t toSeconds(const char* text) {
-    const unsigned long number = std::strtoul(text, nullptr, 10);
-    return static_cast<std::uint32_t>(std::min<unsigned long>(number, UINT32_MAX));
+    const long long number = std::strtoll(text, nullptr, 10);
+    return static_cast<std::uint32_t>(std::min<long long>(number, UINT32_MAX));
 }
 
 } // namespace

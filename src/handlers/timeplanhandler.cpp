@@ -44,8 +44,8 @@ TimePlan planFrom(const ValueList& row) {
     return plan;
 }
 
-// The key of a row. Three characters and no more, on purpose: the rows of these tables have ids of up to
-// three digits, and an id of 1234 addresses the row 123.
+// The key of a row: three characters and no more, on purpose. Ids of more than three digits are not
+// supported, 1234 addresses the row 123.
 std::string keyOf(int id) {
     constexpr std::size_t keyLength = 3;
     return std::to_string(id).substr(0, keyLength);
@@ -149,7 +149,7 @@ bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& tabl
     const EResultCode updated = client.updateRow(table, dbm::Id, keyOf(id), values);
     if (!updated.ok())
         logWriteFailure(updated);
-    (void)client.closeTransaction(); // nothing to be done about a failure that the next reading does not do
+    (void)client.closeTransaction(); // the next reading brings back what the store then holds
     return true;
 }
 

@@ -12,7 +12,7 @@ class TimePlanTime {
 public:
     // Reads hours, minutes and seconds joined by ':', each as atoi does; what is missing is 0. Every text
     // gives a value.
-    explicit TimePlanTime(const std::string& text);
+    TimePlanTime(const std::string& text);
     // An hour of 24 means the end of the day and becomes 23:59:59, the last second that the inclusive
     // comparisons of the plans cover. A text keeps its 24.
     TimePlanTime(int hour, int minute, int second);

@@ -10,6 +10,7 @@ import time
 import pytest
 
 from house import SOCKET, is_alive, wait_until
+from wire import BEGIN, HELLO, MAGIC, SUBSCRIBE, ScriptedStore, text
 
 PID_FILE = "/var/run/horad"
 ARGUMENTS = ["-t", "WlanTimePlans"]
@@ -94,6 +95,9 @@ def test_without_verbose_the_signal_is_not_logged(store, log):
 def test_sigpipe_is_logged_and_nothing_else(store, log):
     pid = start_daemon(store)
     log.wait("Initial reading of config")
+    for _ in range(2):  # the handler stays
+        os.kill(pid, signal.SIGPIPE)
+        log.wait("SIGPIPE")
     os.kill(pid, signal.SIGPIPE)
     assert re.match(r"<28>horad\[\d+\]: Received SIGPIPE", log.wait("SIGPIPE"))  # daemon facility, warning
     plan = store.add("WlanTimePlans", Activate=0)
@@ -120,6 +124,56 @@ def test_the_shutdown_goes_connection_dispatcher_pid_file(store, log):
         for what in (r"close\(\d+<(UNIX|socket)", r"close\(\d+<anon_inode:\[eventpoll\]>", r"unlink", r"exit_group\(0\)")
     ]
     assert order == sorted(order), calls
+
+
+def traced(house, calls, *arguments, more=()):
+    """A horad under strace, whose trace of these calls goes to /tmp/trace."""
+    return house.start("strace", "-f", "-o", "/tmp/trace", "-e", f"trace={calls}", *more, "/run/bin/horad",
+                       *arguments, env={"ASAN_OPTIONS": "detect_leaks=0"})
+
+
+def test_an_exception_is_logged_with_its_text_and_ends_with_0(house, log):
+    refuse = ("-e", "inject=epoll_create1:error=EMFILE")
+    horad = traced(house, "epoll_create1", *ARGUMENTS, more=refuse)
+    assert horad.wait() == 0
+    assert horad.err.count("error horad: epoll_create1: Too many open files") == 1
+    daemon = traced(house, "epoll_create1", "-d", *ARGUMENTS, more=refuse)
+    assert daemon.wait() == 0
+    log.wait("<27>horad.*epoll_create1: Too many open files")
+    assert not os.path.exists(house.path("/run/horad"))
+
+
+def test_an_idle_iteration_waits_for_two_seconds(store):
+    horad = traced(store, "epoll_wait", *ARGUMENTS)
+    horad.err.wait("Initial reading of config")
+    wait_until(lambda: read(store, "/tmp/trace").count("= 0") >= 2, "two iterations without an event")
+    waits = [line for line in read(store, "/tmp/trace").splitlines() if line.endswith("= 0")]
+    assert all(", 2000) " in line for line in waits), waits
+
+
+def test_it_introduces_itself_and_waits_half_a_second_for_a_transaction(house):
+    """A server that takes everything: what the daemon's client sends."""
+    with socket.socket(socket.AF_UNIX, socket.SOCK_STREAM) as listener:
+        listener.settimeout(20)
+        listener.bind(house.path(SOCKET))
+        listener.listen(1)
+        house.horad(*ARGUMENTS)
+        server = ScriptedStore(listener.accept()[0])
+        hello, _ = server.answer_until(HELLO)
+        assert hello == struct.pack(">I", MAGIC) + text("horad") + struct.pack(">I", 1)
+        subscription, _ = server.answer_until(SUBSCRIBE)
+        assert subscription == struct.pack(">II", 0, 2) + text("WlanGlobals") + text("WlanTimePlans")
+        begin, tables = server.answer_until(BEGIN)
+        assert begin == struct.pack(">I", 500)
+        assert tables == ["WlanGlobals", "WlanTimePlans", "WlanTimePlans"]  # the WLAN's handler reads first
+
+
+def test_the_handlers_read_in_the_order_of_their_registration(store):
+    horad = store.horad("-v", *ARGUMENTS)
+    wlan = horad.err.wait("Table  was changed")
+    first = horad.err.wait("of handler 0 returned", wlan)
+    plans = horad.err.wait("Initial reading of config", first)
+    horad.err.wait("of handler 1 returned", plans)
 
 
 def test_a_second_daemon_says_so_and_leaves_the_first_alone(store, log):
@@ -169,6 +223,7 @@ def test_without_a_store_it_goes_on_connecting_and_stays_silent(house):
             attempts.append(time.monotonic())
             connection.close()
     assert all(later - earlier >= 0.09 for earlier, later in zip(attempts, attempts[1:])), attempts
+    assert attempts[-1] - attempts[0] < 3, attempts  # five intervals of 100 ms, on a loaded machine
     os.unlink(house.path(SOCKET))
     house.server = house.cfgserver()
     horad.err.wait("Initial reading of config")

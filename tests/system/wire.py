@@ -5,7 +5,8 @@ import struct
 
 MAGIC = 0x48524346
 HELLO, TABLES, COLUMNS, READ_TABLE, READ_ROW, READ_KEY, SUBSCRIBE, BEGIN, COMMIT, ABORT = range(1, 11)
-DONE, FAILED = 128, 129
+DONE, FAILED, ROWS = 128, 129, 132
+SWITCH = 1
 
 
 def text(value):
@@ -67,3 +68,35 @@ class Client:
 
     def close(self):
         self.socket.close()
+
+
+class ScriptedStore:
+    """The store's end of one connection: every table has one row of switches, all of them 1."""
+
+    COLUMNS = ["Id", "WlanEnable", "Activate"]
+
+    def __init__(self, connection):
+        self._client = Client.__new__(Client)
+        self._client.socket = connection
+        connection.settimeout(20)
+
+    def answer_until(self, last):
+        """Answers requests up to one of that kind: its body, and the tables that were read on the way."""
+        read = []
+        while True:
+            kind, sequence, body = self._client.receive()
+            if kind in (READ_TABLE, READ_ROW):
+                size = struct.unpack(">I", body[:4])[0]
+                read.append(body[4:4 + size].decode())
+                self._send(ROWS, sequence, self._one_row())
+            else:
+                self._send(DONE, sequence, struct.pack(">I", 1))
+            if kind == last:
+                return body, read
+
+    def _send(self, kind, sequence, body):
+        self._client.socket.sendall(frame(struct.pack(">BI", kind, sequence) + body))
+
+    def _one_row(self):
+        names = struct.pack(">I", len(self.COLUMNS)) + b"".join(text(name) for name in self.COLUMNS)
+        return struct.pack(">BII", 1, 1, 1) + names + struct.pack(">BI", SWITCH, 1) * len(self.COLUMNS)
