@@ -14,6 +14,7 @@
 #include <cstring>
 #include <ctime>
 #include <exception>
+#include <iostream>
 
 #include <unistd.h>
 
@@ -56,6 +57,8 @@ bool becomeDaemon() {
     ORV_Daemon_construct(&pidFile, daemonName, pidFileDirectory);
     if (ORV_Daemon_occupiedPidFile(&pidFile) != 0) {
         Logger::instance().error("horad is already running");
+        std::cerr << "horad is already running"
+                  << std::endl; // the one who started it does not read the log now
         return false;
     }
     if (ORV_Daemon_daemonize(&pidFile) != 0) {
@@ -107,6 +110,7 @@ void run() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    ORV_Daemon_occupyStandardStreams();
     switch (orv::horad::parseOptions(argc, argv, options)) {
     case orv::horad::OptionsResult::Run:
         break;

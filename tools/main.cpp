@@ -2,6 +2,7 @@
 
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
+#include "orv/daemon.h"
 #include "orv/sysloglevel.h"
 #include "tools/commands.h"
 #include "tools/errors.h"
@@ -17,7 +18,6 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -52,14 +52,6 @@ constexpr const char* usage =
 
 A table that has a single row is named without ".ID".
 )";
-
-// Where one of the three was closed by the caller, the connection must not get its number: output would go
-// into it. open() takes the lowest number, and whoever uses such a one still gets an error.
-void occupyStandardDescriptors() {
-    for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (fcntl(descriptor, F_GETFD) < 0)
-            (void)open("/dev/null", descriptor == STDIN_FILENO ? O_WRONLY : O_RDONLY);
-}
 
 using StoreCommand = std::string (*)(orv::cfg::ConfigClient&, const Arguments&);
 using Command = std::function<void(const Arguments&)>;
@@ -153,7 +145,7 @@ bool parse(CLI::App& app, int argc, char* argv[]) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    occupyStandardDescriptors();
+    ORV_Daemon_occupyStandardStreams();
     Arguments arguments;
     Command command;
     CLI::App app;

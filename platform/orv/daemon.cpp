@@ -128,8 +128,8 @@ bool leadsTo(const char* path, int descriptor) {
 // The locked file, or -1 with errno: EWOULDBLOCK when an instance holds it, EBUSY when it is not to be had
 // just now.
 int openLocked(const char* path) {
-    constexpr mode_t readableForAll = S_IRUSR | S_IWUSR | S_IRGRP | S_IROTH;
-    int file = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, readableForAll);
+    constexpr mode_t ownersAlone = S_IRUSR | S_IWUSR; // who may open it may also lock it
+    int file = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, ownersAlone);
     if (file < 0)
         return -1;
     if (lockWithoutWaiting(file, LOCK_EX) != 0) {
@@ -183,6 +183,12 @@ std::string reasonFor(const ORV_Daemon* daemon, int error) {
 }
 
 } // namespace
+
+void ORV_Daemon_occupyStandardStreams() {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+        if (fcntl(stream, F_GETFD) < 0)
+            (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY); // takes the lowest number
+}
 
 void ORV_Daemon_construct(ORV_Daemon* daemon, const char* name, const char* directory) {
     *daemon = ORV_Daemon();

@@ -12,6 +12,10 @@ struct ORV_Daemon {
     int parentPipe = -1; // where the parent of a daemonised process waits to hear how it went
 };
 
+// Fills the standard streams that the caller has closed with something that can't be used, so that no file or
+// socket gets their numbers and with them what was meant for a stream. First of all in main().
+void ORV_Daemon_occupyStandardStreams();
+
 // All that return an int return 0 for success, except for occupiedPidFile.
 
 void ORV_Daemon_construct(ORV_Daemon* daemon, const char* name, const char* directory);

@@ -26,11 +26,6 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-// Notices name tables, of which a store has some dozens. From so many on, a table that waits already is not
-// kept again; whoever then still fills the bytes is no store.
-constexpr std::size_t unmergedNotices = 1000;
-constexpr std::size_t noticeLimit = 128 * 1024; // bytes of memory
-
 std::string systemText(const std::string& what) {
     return what + ": " + std::strerror(errno);
 }
@@ -59,21 +54,23 @@ EResultCode Connection::open() {
     return result;
 }
 
-void Connection::close() {
+void Connection::shut(const EResultCode& why) {
     if (!isOpen())
         return;
     if (onClose_)
-        onClose_();
+        onClose_(why);
     ::close(socket_);
     socket_ = -1;
     greeted_ = false;
     (void)std::exchange(frames_, FrameReader()); // an assignment would keep the old one's memory
-    (void)takeNotices();
+    (void)notices_.take();
 }
 
 EResultCode Connection::connectSocket() {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
+    if (socketPath_.empty()) // would be a name of no file
+        return EResultCode(code::notConnected, "the path of the socket is empty");
     if (socketPath_.size() >= sizeof address.sun_path)
         return EResultCode(code::notConnected, socketPath_ + ": path is too long for a socket");
     std::copy(socketPath_.begin(), socketPath_.end(), address.sun_path);
@@ -124,7 +121,7 @@ EResultCode Connection::exchangeRows(Request& request, const PieceHandler& onPie
         Reply reply;
         result = awaitReply(request, ReplyKind::Rows, deadline, reply);
         if (!result.ok())
-            return result;
+            break;
         if (const char* fault = onPiece(reply.rows))
             return broken(fault);
         last = reply.rows.last;
@@ -240,22 +237,9 @@ EResultCode Connection::nextReply(Reply& reply, bool& found) {
             found = true;
             return {};
         }
-        if (!keepNotice(reply.names))
+        if (!notices_.keep(reply.names))
             return broken("more notices than a store can have");
     }
-}
-
-bool Connection::keepNotice(const velta::NameList& tables) {
-    for (const std::string& table : tables) {
-        if (notices_.size() >= unmergedNotices &&
-            std::find(notices_.begin(), notices_.end(), table) != notices_.end())
-            continue;
-        notices_.push_back(table);
-        noticeBytes_ += sizeof(std::string) + table.size();
-        if (noticeBytes_ > noticeLimit)
-            return false;
-    }
-    return true;
 }
 
 void Connection::receive() {
@@ -277,28 +261,24 @@ bool Connection::takeBuffered() {
     return !found;
 }
 
-velta::NameList Connection::takeNotices() {
-    noticeBytes_ = 0;
-    return std::exchange(notices_, {});
-}
-
 EResultCode Connection::lost(EResultCode why) {
     if (greeted_)
         complain("connection lost: " + why.strerror());
-    close();
+    shut(why);
     return why;
 }
 
 EResultCode Connection::giveUp(EResultCode why) {
     complain("can't use the configuration store: " + why.strerror());
-    close();
+    shut(why);
     return why;
 }
 
 EResultCode Connection::broken(const char* what) {
     complain(std::string("the configuration store sent ") + what + ", connection closed");
-    close();
-    return EResultCode(code::badMessage, what);
+    const EResultCode why(code::badMessage, what);
+    shut(why);
+    return why;
 }
 
 void Connection::complain(const std::string& text) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "cfg/notices.h"
 #include "orv/sysloglevel.h"
 #include "velta/namelist.h"
 #include "velta/protocol/frame.h"
@@ -26,6 +27,7 @@ public:
     // Called for each piece of a table while it comes in; its cells hold for the time of the call. Returns
     // null, or what is wrong with the piece: the connection closes then.
     using PieceHandler = std::function<const char*(const velta::protocol::RowsPiece&)>;
+    using CloseHandler = std::function<void(const EResultCode& why)>;
     using Callback = std::function<void()>;
 
     // `answerTimeout`: seconds to wait for an answer, the greeting's included.
@@ -42,12 +44,13 @@ public:
     // From here on a complaint is logged even if it is the same as the one before.
     void forgetComplaint() { lastComplaint_.clear(); }
     // Harmless on a closed one. The notices that came in are forgotten.
-    void close();
+    void close() { shut({}); }
     bool isOpen() const { return socket_ >= 0; }
     // For a dispatcher to wait on; -1 where closed.
     int descriptor() const { return socket_; }
-    // Called whenever an open connection closes, for whatever reason, while its descriptor still is one.
-    void onClose(Callback callback) { onClose_ = std::move(callback); }
+    // Called whenever an open connection closes, while its descriptor still is one. The reason is success
+    // where close() was called.
+    void onClose(CloseHandler handler) { onClose_ = std::move(handler); }
     // Called when more than its answer came in with an exchange: receive() and takeNotices() have something
     // that the descriptor does not tell of.
     void onLeftover(Callback callback) { onLeftover_ = std::move(callback); }
@@ -64,7 +67,7 @@ public:
     void receive();
     // The tables of the notices since the last call, in order of arrival, each as often as it was notified
     // unless that is very often.
-    velta::NameList takeNotices();
+    velta::NameList takeNotices() { return notices_.take(); }
 
 private:
     using Clock = std::chrono::steady_clock;
@@ -81,8 +84,8 @@ private:
     EResultCode readAvailable();
     bool takeBuffered();
     EResultCode nextReply(velta::protocol::Reply& reply, bool& found);
-    bool keepNotice(const velta::NameList& tables);
     EResultCode lost(EResultCode why);
+    void shut(const EResultCode& why);
     EResultCode broken(const char* what);
     void complain(const std::string& text);
 
@@ -95,9 +98,8 @@ private:
     std::string lastComplaint_; // whoever tries again and again logs it once
     std::uint32_t sequence_ = 0;
     velta::protocol::FrameReader frames_;
-    velta::NameList notices_;
-    std::size_t noticeBytes_ = 0;
-    Callback onClose_;
+    Notices notices_;
+    CloseHandler onClose_;
     Callback onLeftover_;
 };
 

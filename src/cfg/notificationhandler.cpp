@@ -19,6 +19,11 @@ namespace {
 
 constexpr std::chrono::milliseconds attemptInterval(100);
 constexpr std::chrono::seconds outdatedPatience(1);
+// A reading that failed is tried again in each of the next deliveries; one that failed so often has a lasting
+// reason, a table that is not there, and rests for some deliveries after each try, so that it does not fill
+// the log.
+constexpr unsigned eagerTries = 10;
+constexpr unsigned patientRest = 29;
 
 const std::string allTables; // the table name of a reading of everything
 
@@ -35,9 +40,12 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
       reconnect_(reconnect),
       mergeChanges_(mergeChanges),
       leaveOutOwn_(leaveOutOwn) {
-    connection_.onClose([this] {
+    connection_.onClose([this](const EResultCode& why) {
         dispatcher_.remove(connection_.descriptor());
         client_.connectionLost();
+        // Who does not answer is not asked again in the same breath: each time would cost the whole time-out.
+        if (why.code() == code::timedOut)
+            lastAttempt_ = Clock::now();
     });
     connection_.onLeftover([this] { dispatcher_.wake(); });
 }
@@ -141,28 +149,39 @@ void NotificationHandler::collectNotices() {
 }
 
 void NotificationHandler::addReading(std::size_t follower, const std::string& table) {
-    if (!mergeChanges_ || !isReadingDue(follower, table))
+    Reading* const due = findReading(follower, table);
+    if (due != nullptr)
+        due->rest = 0; // what changed may be what it failed for
+    if (due == nullptr || !mergeChanges_)
         readings_.push_back(Reading{follower, table});
 }
 
 // A reading of everything is a reading of each table too.
-bool NotificationHandler::isReadingDue(std::size_t follower, const std::string& table) const {
-    return std::any_of(readings_.begin(), readings_.end(), [&](const Reading& reading) {
+NotificationHandler::Reading* NotificationHandler::findReading(std::size_t follower,
+                                                               const std::string& table) {
+    const auto found = std::find_if(readings_.begin(), readings_.end(), [&](const Reading& reading) {
         return reading.follower == follower && (reading.table == table || reading.table == allTables);
     });
+    return found != readings_.end() ? &*found : nullptr;
 }
 
 void NotificationHandler::deliver() {
     for (Follower& follower : followers_)
         follower.readingFailed = false;
-    for (const Reading& reading : std::exchange(readings_, {}))
-        read(reading);
+    for (Reading& reading : std::exchange(readings_, {})) {
+        if (reading.rest > 0) {
+            --reading.rest;
+            tryLater(reading);
+        } else {
+            read(reading);
+        }
+    }
     for (Follower& follower : followers_)
         if (follower.actionDue && !follower.readingFailed)
             act(follower);
 }
 
-void NotificationHandler::read(const Reading& reading) {
+void NotificationHandler::read(Reading& reading) {
     Follower& follower = followers_[reading.follower];
     const unsigned failuresBefore = client_.failures();
     const bool answer = follower.handler->configChanged(client_, reading.table);
@@ -171,8 +190,14 @@ void NotificationHandler::read(const Reading& reading) {
     follower.actionDue = true;
     if (client_.failures() == failuresBefore)
         return;
-    follower.readingFailed = true;
-    if (!isReadingDue(reading.follower, reading.table))
+    ++reading.failures;
+    reading.rest = reading.failures < eagerTries ? 0 : patientRest;
+    tryLater(reading);
+}
+
+void NotificationHandler::tryLater(const Reading& reading) {
+    followers_[reading.follower].readingFailed = true;
+    if (findReading(reading.follower, reading.table) == nullptr)
         readings_.push_back(reading);
 }
 

@@ -68,6 +68,8 @@ private:
     struct Reading {
         std::size_t follower;
         std::string table;
+        unsigned failures = 0;
+        unsigned rest = 0; // deliveries to let pass before the next try
     };
 
     EResultCode connect();
@@ -77,9 +79,10 @@ private:
     EResultCode subscribe();
     void collectNotices();
     void addReading(std::size_t follower, const std::string& table);
-    bool isReadingDue(std::size_t follower, const std::string& table) const;
+    Reading* findReading(std::size_t follower, const std::string& table);
     void deliver();
-    void read(const Reading& reading);
+    void read(Reading& reading);
+    void tryLater(const Reading& reading);
     void act(Follower& follower);
     void debug(const std::string& text) const;
 

@@ -52,6 +52,15 @@ def test_the_foreground_has_no_sigpipe_handler(store):
     assert horad.stop(signal.SIGPIPE) == -signal.SIGPIPE
 
 
+@pytest.mark.parametrize("closed", [">&- 2>&-", "<&- >&- 2>&-", "2>&-"])
+def test_closed_streams_do_not_become_the_connection(store, closed):
+    horad = store.start("sh", "-c", f"exec /run/bin/horad -v {' '.join(ARGUMENTS)} {closed}")
+    plan = store.add("WlanTimePlans", Activate=0)
+    store.wait_value(f"WlanTimePlans.{plan} TimePlanStatus", 1)
+    store.wait_value("WlanGlobals WlanEnable", 1)
+    assert is_alive(horad.pid) and store.server.err.count("warning") == 0
+
+
 def test_the_foreground_keeps_off_the_system_log(store, log):
     horad = store.horad(*ARGUMENTS)
     horad.err.wait("info horad: Initial reading of config")
@@ -178,9 +187,9 @@ def test_the_handlers_read_in_the_order_of_their_registration(store):
 
 def test_a_second_daemon_says_so_and_leaves_the_first_alone(store, log):
     pid = start_daemon(store)
-    status, _, _ = store.run("horad", "-d", *ARGUMENTS)
-    assert status == 1
-    log.wait("horad is already running")
+    status, _, err = store.run("horad", "-d", *ARGUMENTS)
+    assert (status, err) == (1, "horad is already running\n")
+    log.wait("<27>horad.*horad is already running")
     assert is_alive(pid) and pid_in_file(store) == pid
 
 

@@ -20,7 +20,7 @@ protected:
     void SetUp() override {
         server.setTable("A", {row(1, "one"), row(2, "two"), row(3, "three")});
         server.setTable("B", {row(7, "seven")});
-        connection.onClose([this] { client.connectionLost(); });
+        connection.onClose([this](const EResultCode&) { client.connectionLost(); });
         ASSERT_TRUE(connection.open().ok());
     }
 
@@ -118,6 +118,16 @@ TEST_F(ConfigClientTest, DroppedSnapshotsAreAskedForAgain) {
     client.dropSnapshots();
     EXPECT_EQ(nameIn("A", 0), "changed");
     EXPECT_EQ(server.count(RequestKind::ReadRow), 1u);
+}
+
+TEST_F(ConfigClientTest, EverySnapshotGoesWithAnAbort) {
+    size("A");
+    size("B");
+    server.setTable("A", {row(1, "before the transaction")});
+    ASSERT_TRUE(client.abortTransaction().ok());
+    EXPECT_EQ(nameIn("A", 0), "before the transaction");
+    EXPECT_EQ(nameIn("B", 0), "seven");
+    EXPECT_EQ(server.count(RequestKind::ReadRow), 2u);
 }
 
 TEST_F(ConfigClientTest, RowWithoutASnapshotComesFromTheStore) {

@@ -184,7 +184,7 @@ TEST_F(ConnectionTest, FailureThatTheStoreAnsweredLeavesTheConnectionOpen) {
 TEST_F(ConnectionTest, ClosingIsToldOnceWhileTheDescriptorIsOne) {
     ASSERT_TRUE(connection.open().ok());
     std::vector<int> descriptors;
-    connection.onClose([&] { descriptors.push_back(connection.descriptor()); });
+    connection.onClose([&](const EResultCode&) { descriptors.push_back(connection.descriptor()); });
     const int descriptor = connection.descriptor();
     connection.close();
     connection.close();

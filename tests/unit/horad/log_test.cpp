@@ -3,6 +3,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <vector>
@@ -27,6 +28,7 @@ namespace {
 
 using orv::horad::Logger;
 using testing::AllOf;
+using testing::ContainsRegex;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
@@ -156,6 +158,39 @@ TEST(LogDeathTest, StartsOffTheSystemLogAndWithoutDebug) {
             std::exit(datagrams.empty() ? 0 : 1);
         },
         testing::ExitedWithCode(0), AllOf(HasSubstr("info horad: something\n"), Not(HasSubstr("nothing"))));
+}
+
+extern "C" void showWhatWasSent(int) {
+    for (const std::string& datagram : datagrams)
+        std::fprintf(stderr, "sent %s\n", datagram.c_str());
+}
+
+// With the system log on, ends the process by an assertion that fails, and shows what went to the system log.
+void failAnAssertion() {
+    std::signal(SIGABRT, showWhatWasSent);
+    ORV_ASSERT(1 + 1 == 3);
+}
+
+TEST(LogDeathTest, AFailedAssertionGoesToTheSystemLogOnceItIsOn) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Logger::instance().enableSyslog();
+            failAnAssertion();
+        },
+        testing::KilledBySignal(SIGABRT), ContainsRegex("sent <27>.*assertion failed: 1 \\+ 1 == 3"));
+}
+
+TEST(LogDeathTest, AFailedAssertionStaysOffTheSystemLogBefore) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            Logger::instance();
+            ORV_Sysloglevel_set(1); // the facility alone
+            failAnAssertion();
+        },
+        testing::KilledBySignal(SIGABRT),
+        AllOf(HasSubstr("assertion failed: 1 + 1 == 3"), Not(HasSubstr("sent "))));
 }
 
 } // namespace

@@ -106,6 +106,7 @@ const SettingsCase settingsCases[] = {
     {{"-r", "4294967295"}, false, false, UINT32_MAX, {}},
     {{"-r", "4294967296"}, false, false, UINT32_MAX, {}},
     {{"-r", "99999999999999999999999999"}, false, false, UINT32_MAX, {}},
+    {{"-r", "-5"}, false, false, 4294967291, {}},
     // what is no option is passed over
     {{"word", "-v"}, false, true, 0, {}},
     {{"-v", "--", "-d", "-x"}, false, true, 0, {}},

@@ -40,7 +40,7 @@ TEST_F(PidFileTest, IsReadableForAllAndNotInherited) {
     ASSERT_EQ(ORV_Daemon_createPidFile(&daemon), 0);
 
     umask(before);
-    EXPECT_EQ(fs::status(file_).permissions(), static_cast<fs::perms>(0644));
+    EXPECT_EQ(fs::status(file_).permissions(), static_cast<fs::perms>(0600));
     EXPECT_EQ(fcntl(daemon.lockedFile, F_GETFD), FD_CLOEXEC);
     ORV_Daemon_deletePidFile(&daemon);
 }

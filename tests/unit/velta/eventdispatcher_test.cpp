@@ -252,6 +252,40 @@ TEST_F(EventDispatcherTest, ADescriptorTheKernelRefusesThrows) {
     EXPECT_THROW(dispatcher_.add(-1, EventDispatcher::Readable, counting()), std::system_error);
 }
 
+TEST_F(EventDispatcherTest, WakingEndsTheNextWaitAtOnce) {
+    Pair quiet;
+    dispatcher_.add(quiet.nearEnd(), EventDispatcher::Readable, counting());
+    const Clock::time_point begin = Clock::now();
+
+    dispatcher_.wake();
+    dispatcher_.handleEvents(longTime);
+
+    EXPECT_LT(Clock::now() - begin, std::chrono::milliseconds(longTime));
+    EXPECT_EQ(calls_, 0);
+}
+
+TEST_F(EventDispatcherTest, WakingEndsOneWaitOnly) {
+    dispatcher_.wake();
+    dispatcher_.wake();
+    dispatcher_.handleEvents(0);
+    const Clock::time_point begin = Clock::now();
+
+    dispatcher_.handleEvents(20);
+
+    EXPECT_GE(Clock::now() - begin, std::chrono::milliseconds(19));
+}
+
+TEST_F(EventDispatcherTest, WokenItStillCallsBackWhatIsReady) {
+    Pair pair;
+    dispatcher_.add(pair.nearEnd(), EventDispatcher::Readable, counting());
+    pair.send();
+
+    dispatcher_.wake();
+    dispatcher_.handleEvents(longTime);
+
+    EXPECT_EQ(calls_, 1);
+}
+
 void ignoreSignal(int) {}
 
 TEST_F(EventDispatcherTest, SignalEndsTheWaitEarly) {

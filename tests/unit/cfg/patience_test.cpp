@@ -1,0 +1,95 @@
+// What fails for long, and what does not answer: neither may flood the log nor hold the daemon up again and
+// again.
+
+#include "cfg/notificationhandler.h"
+#include "unit/cfg/support.h"
+
+#include <algorithm>
+
+namespace orv::cfg {
+
+using fakes::ScriptedServer;
+using support::Calls;
+using support::RecordingHandler;
+using support::row;
+using velta::protocol::RequestKind;
+namespace code = velta::protocol::code;
+
+namespace {
+
+class PatienceTest : public testing::Test {
+protected:
+    void SetUp() override {
+        server.setTable("A", {row(1, "one")});
+        notifications.registerConfigHandler(&handler);
+        notifications.initialize();
+        ASSERT_TRUE(notifications.initialized());
+        calls.clear();
+    }
+
+    void readingsFail() {
+        handler.onChange = [](RecordingHandler::Client& client, const std::string&) {
+            unsigned rows = 0;
+            EXPECT_EQ(client.size("Missing", rows).code(), code::unknownTable);
+        };
+    }
+
+    void notify() {
+        server.notify({"A"});
+        dispatcher.handleEvents(5000);
+    }
+
+    long readingsIn(int deliveries) {
+        calls.clear();
+        for (int i = 0; i < deliveries; ++i)
+            notifications.process();
+        return std::count(calls.begin(), calls.end(), "handler reads A");
+    }
+
+    ScriptedServer server;
+    velta::net::EventDispatcher dispatcher;
+    Calls calls;
+    RecordingHandler handler{calls, "handler", {"A"}};
+    NotificationHandler notifications{
+        server.socketPath(), dispatcher, support::clientName, true, 1, 500, true, false};
+};
+
+} // namespace
+
+TEST_F(PatienceTest, ReadingThatKeepsFailingIsTriedTenTimesInARowAndThenNowAndAgain) {
+    readingsFail();
+    notify();
+    EXPECT_EQ(readingsIn(10), 10);
+    EXPECT_EQ(readingsIn(29), 0);
+    EXPECT_EQ(readingsIn(1), 1);
+    EXPECT_EQ(readingsIn(60), 2);
+}
+
+TEST_F(PatienceTest, HandlerDoesNotActWhileItsReadingRests) {
+    readingsFail();
+    notify();
+    (void)readingsIn(15);
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), "handler acts"), 0);
+}
+
+TEST_F(PatienceTest, ChangeEndsTheRestOfAFailedReading) {
+    readingsFail();
+    notify();
+    (void)readingsIn(15);
+    handler.onChange = nullptr;
+    notify();
+    EXPECT_EQ(readingsIn(1), 1);
+    EXPECT_EQ(calls, (Calls{"handler reads A", "handler acts"}));
+}
+
+TEST_F(PatienceTest, StoreThatDoesNotAnswerIsNotAskedAgainInTheSameBreath) {
+    server.neverAnswer(RequestKind::Begin);
+    const std::size_t greetings = server.count(RequestKind::Hello);
+
+    EXPECT_EQ(notifications.getConfigClient().startTransaction().code(), code::timedOut);
+    EXPECT_EQ(notifications.getConfigClient().startTransaction().code(), code::notConnected);
+
+    EXPECT_EQ(server.count(RequestKind::Hello), greetings);
+}
+
+} // namespace orv::cfg
