@@ -19,13 +19,15 @@ namespace store {
 
 // Rows as they travel: the cells one after the other, in pieces that each fit into a message.
 struct Rows {
+    static constexpr std::size_t mostBytes = 64 * 1024 * 1024;
     struct Piece {
         std::uint32_t rows = 0;
         std::string cells;
     };
     velta::NameList columns;
     std::uint32_t total = 0;
-    std::vector<Piece> pieces; // at least one
+    std::vector<Piece> pieces;     // at least one
+    std::size_t limit = mostBytes; // of all cells; a reading that would take more fails as too large
 };
 
 // The tables of a schema in an SQLite file, with one transaction at a time.
@@ -95,6 +97,7 @@ private:
     Result exists(Entry& entry, std::int64_t rowId, bool& there);
     Result differs(Entry& entry, std::int64_t rowId, bool& different);
     Result tableChanged(Entry& entry, const TouchedRows::OfTable& touched, bool& changed);
+    Result commitWritten();
     Result changedTables(velta::NameList& changed);
 
     Schema schema_;

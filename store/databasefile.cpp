@@ -51,6 +51,15 @@ void DatabaseFile::openLocked() {
                        (regular ? " is in use by another server" : " is not a regular file"));
 }
 
+bool DatabaseFile::isInPlace() const {
+    if (inMemory())
+        return true;
+    struct stat held {};
+    struct stat found {};
+    return fstat(descriptor_, &held) == 0 && stat(path_.c_str(), &found) == 0 &&
+           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+}
+
 void DatabaseFile::makeScratch() {
     for (const char* directory : memoryDirectories) {
         std::string place = std::string(directory) + "/cfgserver.XXXXXX";

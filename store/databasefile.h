@@ -19,6 +19,8 @@ public:
     bool inMemory() const { return !scratchDirectory_.empty(); }
     // For a person.
     std::string name() const { return inMemory() ? "memory" : path_; }
+    // Whether a later start would find this very file: not once it was removed, moved away or replaced.
+    bool isInPlace() const;
     // Once SQLite has opened everything, a file in memory needs no name any more: it is gone with the
     // process, however that ends. A file on disk keeps its name.
     void dropName();

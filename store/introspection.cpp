@@ -47,4 +47,12 @@ std::vector<DeclaredColumn> declaredColumns(Connection& connection, const std::s
     return columns;
 }
 
+bool isStrict(Connection& connection, const std::string& table) {
+    Statement statement(connection.handle(),
+                        "SELECT strict FROM pragma_table_list WHERE schema = 'main' AND name = ?1");
+    Statement::Run run(statement);
+    run.bind(1, table);
+    return nextRow(run, connection) && run.number(0) != 0;
+}
+
 } // namespace store

@@ -18,8 +18,9 @@ struct DeclaredColumn {
     bool generated = false;
 };
 
-// In the order in which they were made, SQLite's own tables left out. Both throw StorageError.
+// In the order in which they were made, SQLite's own tables left out. All throw StorageError.
 std::vector<std::string> declaredTables(Connection& connection);
 std::vector<DeclaredColumn> declaredColumns(Connection& connection, const std::string& table);
+bool isStrict(Connection& connection, const std::string& table);
 
 } // namespace store

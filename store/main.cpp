@@ -68,7 +68,7 @@ public:
     explicit StopSignals(velta::net::EventDispatcher& dispatcher) : dispatcher_(dispatcher) {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int signal : {SIGTERM, SIGINT, SIGQUIT})
+        for (const int signal : {SIGTERM, SIGINT, SIGQUIT, SIGHUP})
             sigaddset(&signals, signal);
         sigprocmask(SIG_BLOCK, &signals, nullptr);
         descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
@@ -116,9 +116,9 @@ void serve(const store::Options& options, store::Schema schema, DaemonMode& daem
     serverOptions.group = options.group;
     store::Server server(dispatcher, database, socket, serverOptions);
     daemon.ready();
-    store::log::info("serves " + std::to_string(database.schema().tables().size()) + " tables from " +
-                     (options.database.empty() ? "memory, they are lost at its end" : options.database) +
-                     " at " + options.socket);
+    store::log::info("serves " + std::to_string(database.schema().tables().size()) + " tables at " +
+                     options.socket + " from " +
+                     (options.database.empty() ? "memory: they are lost when it ends" : options.database));
     while (!stop.arrived())
         server.handleEvents(UINT_MAX);
     server.shutDown(shutDownPatience);
@@ -127,6 +127,7 @@ void serve(const store::Options& options, store::Schema schema, DaemonMode& daem
 } // namespace
 
 int main(int argumentCount, char** arguments) {
+    ORV_Daemon_occupyStandardStreams();
     int exitStatus = 0;
     const std::optional<store::Options> options = store::readOptions(argumentCount, arguments, exitStatus);
     if (!options)

@@ -12,6 +12,7 @@ namespace store {
 namespace {
 
 constexpr int wrongUse = 2;
+constexpr gid_t noGroup = static_cast<gid_t>(-1); // to the kernel, "leave it as it is"
 
 // A group's number, from its name or the number itself.
 std::optional<gid_t> groupNamed(const std::string& name) {
@@ -20,11 +21,16 @@ std::optional<gid_t> groupNamed(const std::string& name) {
     gid_t number = 0;
     const char* const end = name.data() + name.size();
     const auto [stop, error] = std::from_chars(name.data(), end, number);
-    return error == std::errc() && stop == end && !name.empty() ? std::optional<gid_t>(number) : std::nullopt;
+    const bool read = error == std::errc() && stop == end && !name.empty();
+    return read && number != noGroup ? std::optional<gid_t>(number) : std::nullopt;
 }
 
 std::string checkGroup(const std::string& name) {
     return groupNamed(name) ? std::string() : "there is no group " + name;
+}
+
+std::string checkPath(const std::string& path) {
+    return path.empty() ? "an empty path" : "";
 }
 
 void makeAbsolute(std::string& path) {
@@ -38,9 +44,13 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     Options options;
     std::string group;
     CLI::App app("Serves configuration tables to the clients of a socket.", "cfgserver");
-    app.add_option("-s,--socket", options.socket, "The socket's path")->capture_default_str();
-    app.add_option("-f,--file", options.database, "The database file; without it the tables are in memory");
+    app.add_option("-s,--socket", options.socket, "The socket's path")
+        ->check(checkPath)
+        ->capture_default_str();
+    app.add_option("-f,--file", options.database, "The database file; without it the tables are in memory")
+        ->check(checkPath);
     app.add_option("--schema", options.schemas, "An SQL file with tables besides the built-in ones")
+        ->check(checkPath)
         ->allow_extra_args(false);
     app.add_option("-g,--group", group, "A group whose members may connect")->check(checkGroup);
     app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");

@@ -16,7 +16,13 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr std::uint32_t leaveOutOwn = 1; // in the number of Subscribe
+constexpr std::uint32_t leaveOutOwn = 1;       // in the number of Subscribe
+constexpr std::size_t smallAnswer = 64 * 1024; // bytes of cells
+
+bool isOfStorage(const Result& result) {
+    return result.code() == code::storageFailed || result.code() == code::storageFull ||
+           result.code() == code::readOnly;
+}
 
 Reply replyTo(const velta::protocol::Request& request, ReplyKind kind) {
     Reply reply;
@@ -41,8 +47,12 @@ void answerRows(Session& session, const velta::protocol::Request& request, Rows&
 } // namespace
 
 RequestHandler::RequestHandler(Database& database, TransactionQueue& queue, Clock::duration longestTurn,
-                               Committed committed)
-    : database_(database), queue_(queue), longestTurn_(longestTurn), committed_(std::move(committed)) {}
+                               Committed committed, Crowded crowded)
+    : database_(database),
+      queue_(queue),
+      longestTurn_(longestTurn),
+      committed_(std::move(committed)),
+      crowded_(std::move(crowded)) {}
 
 void RequestHandler::handle(Session& session, const Request& request) {
     if (!session.hasGreeted())
@@ -51,6 +61,14 @@ void RequestHandler::handle(Session& session, const Request& request) {
         session.failed(request.sequence, code::transactionExpired);
     else
         answer(session, request);
+}
+
+void RequestHandler::fail(Session& session, const Request& request, const Result& result) {
+    session.failed(request.sequence, result);
+    if (!isOfStorage(result) || result.strerror() == loggedFailure_)
+        return;
+    loggedFailure_ = result.strerror();
+    log::error("the database can't be used as it should: " + loggedFailure_);
 }
 
 void RequestHandler::greet(Session& session, const Request& request) {
@@ -127,11 +145,17 @@ void RequestHandler::listColumns(Session& session, const Request& request) {
 void RequestHandler::read(Session& session, const Request& request) {
     const auto view =
         queue_.owns(session.id()) ? Database::View::OpenTransaction : Database::View::LastCommit;
+    const bool crowded = crowded_();
     Rows rows;
-    if (const Result result = readInto(rows, request, view); result.ok())
+    if (crowded)
+        rows.limit = smallAnswer;
+    const Result result = readInto(rows, request, view);
+    if (result.ok())
         answerRows(session, request, rows);
+    else if (crowded && result.code() == code::tooLarge)
+        fail(session, request, {code::tooLarge, request.table + ", while so many answers wait to be read"});
     else
-        session.failed(request.sequence, result);
+        fail(session, request, result);
 }
 
 Result RequestHandler::readInto(Rows& rows, const Request& request, Database::View view) {
@@ -209,7 +233,7 @@ void RequestHandler::commit(Session& session, const Request& request) {
     if (result.ok())
         session.done(request.sequence);
     else
-        session.failed(request.sequence, result);
+        fail(session, request, result);
 }
 
 void RequestHandler::abort(Session& session, const Request& request) {
@@ -231,7 +255,7 @@ void RequestHandler::write(Session& session, const Request& request) {
     if (const Result result = writeFrom(request, number); result.ok())
         session.done(request.sequence, number);
     else
-        session.failed(request.sequence, result);
+        fail(session, request, result);
 }
 
 Result RequestHandler::writeFrom(const Request& request, std::uint32_t& number) {

@@ -5,7 +5,9 @@
 #include "store/transactionqueue.h"
 
 #include <functional>
+#include <map>
 #include <set>
+#include <string>
 
 namespace store {
 
@@ -17,9 +19,12 @@ public:
     // answered.
     using Committed = std::function<void(const velta::NameList& tables, ClientId by)>;
 
+    // Whether so much output waits to be read that only small answers are given.
+    using Crowded = std::function<bool()>;
+
     // No client waits longer for its turn than `longestTurn`.
     RequestHandler(Database& database, TransactionQueue& queue, Clock::duration longestTurn,
-                   Committed committed);
+                   Committed committed, Crowded crowded);
 
     void handle(Session& session, const velta::protocol::Request& request);
 
@@ -35,6 +40,8 @@ public:
 private:
     using Request = velta::protocol::Request;
 
+    // Answers that it failed. A failure of the storage is logged too, one that lasts only once.
+    void fail(Session& session, const Request& request, const Database::Result& result);
     void greet(Session& session, const Request& request);
     void answer(Session& session, const Request& request);
     void listTables(Session& session, const Request& request);
@@ -52,6 +59,8 @@ private:
     TransactionQueue& queue_;
     const Clock::duration longestTurn_;
     const Committed committed_;
+    const Crowded crowded_;
+    std::string loggedFailure_;                 // of the storage, the last one
     std::map<ClientId, std::uint32_t> waiting_; // the sequence numbers of Begins that wait
     std::set<ClientId> expired_;                // clients that have not heard of it yet
 };

@@ -7,8 +7,7 @@ namespace store {
 
 namespace {
 
-constexpr std::size_t answerLimit = 64 * 1024 * 1024; // bytes of all the cells of a table
-constexpr std::size_t headRoom = 1024;                // more than the message takes besides names and cells
+constexpr std::size_t headRoom = 1024; // more than the message takes besides names and cells
 constexpr std::size_t bytesBesideName = 4;
 
 std::size_t roomForCells(const Table& table) {
@@ -33,7 +32,7 @@ bool RowCollector::add(const Statement::Run& run) {
     for (std::size_t i = 0; i < table_.columns.size(); ++i)
         writeCell(writer, table_.columns[i].type, run, static_cast<int>(i));
     bytes_ += row_.size();
-    if (bytes_ > answerLimit)
+    if (bytes_ > rows_.limit)
         return false;
     if (rows_.pieces.back().cells.size() + row_.size() > room_)
         rows_.pieces.emplace_back();

@@ -3,6 +3,7 @@
 #include "store/cells.h"
 #include "store/introspection.h"
 #include "store/sqlite.h"
+#include "store/sqlwords.h"
 
 #include <cerrno>
 #include <cstring>
@@ -34,6 +35,23 @@ constexpr TypeName typeNames[] = {
     {Value::Counter, "COUNTER"},
     {Value::Text, "TEXT"},
 };
+
+// What SQLite would take and the store would not heed. None of them can be a name with its type: SQLite
+// keeps the single words for itself, and no pair of words makes a column that we would take.
+struct Phrase {
+    const char* first;
+    const char* second; // null: any, or none
+
+    std::string text() const { return second == nullptr ? first : std::string(first) + ' ' + second; }
+};
+
+constexpr Phrase notHeeded[] = {
+    {"COLLATE", nullptr}, {"REFERENCES", nullptr}, {"AUTOINCREMENT", nullptr}, {"CONSTRAINT", nullptr},
+    {"ON", "CONFLICT"},   {"NOT", "EXISTS"},       {"WITHOUT", "ROWID"},
+};
+
+constexpr const char* onlyPlain =
+    "only plain CREATE TABLE statements may stand in it, with no constraint but NOT NULL and DEFAULT";
 
 bool sameName(const std::string& a, const std::string& b) {
     return strcasecmp(a.c_str(), b.c_str()) == 0;
@@ -72,16 +90,32 @@ int allowCreateTable(void*, int action, const char* name, const char*, const cha
     throw StorageError("schema " + origin + ": " + reason);
 }
 
+bool standsAt(const std::vector<std::string>& words, std::size_t at, const Phrase& phrase) {
+    if (!sameName(words[at], phrase.first))
+        return false;
+    return phrase.second == nullptr || (at + 1 < words.size() && sameName(words[at + 1], phrase.second));
+}
+
+void checkWords(const std::string& sql, const std::string& origin) {
+    const std::optional<std::vector<std::string>> words = wordsOf(sql);
+    if (!words)
+        refuse(origin, "a comment is not closed");
+    for (std::size_t at = 0; at < words->size(); ++at)
+        for (const Phrase& phrase : notHeeded)
+            if (standsAt(*words, at, phrase))
+                refuse(origin, phrase.text() + " is not possible, " + onlyPlain);
+}
+
 void runOnlyCreateTable(Connection& scratch, const std::string& sql, const std::string& origin) {
     if (sql.size() > sizeLimit)
         refuse(origin, "larger than 1 MiB");
     if (sql.find('\0') != std::string::npos)
         refuse(origin, "not a text, it holds a zero byte");
+    checkWords(sql, origin);
     sqlite3_set_authorizer(scratch.handle(), allowCreateTable, nullptr);
     const int code = sqlite3_exec(scratch.handle(), sql.c_str(), nullptr, nullptr, nullptr);
     if ((code & 0xff) == SQLITE_AUTH)
-        refuse(origin, "only plain CREATE TABLE statements may stand in it, with no constraint but NOT NULL "
-                       "and DEFAULT");
+        refuse(origin, onlyPlain);
     if (code != SQLITE_OK)
         refuse(origin, sqlite3_errmsg(scratch.handle()));
     sqlite3_set_authorizer(scratch.handle(), nullptr, nullptr);
@@ -146,6 +180,8 @@ Table checkedTable(Connection& scratch, const std::string& name, const std::stri
     const std::string place = origin + ": table " + name;
     if (!isName(name))
         refuse(place, "a name has a letter in front, then letters, digits and _, at most 63 in all");
+    if (isStrict(scratch, name))
+        refuse(place, "STRICT is not possible");
     Table table{name, {}};
     for (const DeclaredColumn& column : declaredColumns(scratch, name))
         table.columns.push_back(checkedColumn(column, place + ", column " + column.name));

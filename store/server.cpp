@@ -39,8 +39,10 @@ Server::Server(EventDispatcher& dispatcher, Database& database, ListeningSocket&
       socket_(socket),
       options_(options),
       queue_(options.transaction),
-      handler_(database, queue_, options.turn,
-               [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }) {
+      handler_(
+          database, queue_, options.turn,
+          [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); },
+          [this] { return unsent() > options_.output; }) {
     dispatcher_.add(socket_.descriptor(), EventDispatcher::Readable, [this](unsigned) { accept(); });
 }
 
@@ -60,7 +62,7 @@ void Server::shutDown(std::chrono::milliseconds patience) {
     for (auto& [id, client] : clients_)
         client.session->pause();
     const Clock::time_point end = Clock::now() + patience;
-    for (Clock::time_point now = Clock::now(); hasOutput() && now < end; now = Clock::now()) {
+    for (Clock::time_point now = Clock::now(); unsent() > 0 && now < end; now = Clock::now()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count() + 1;
         dispatcher_.handleEvents(static_cast<unsigned>(left));
         (void)dropClosed();
@@ -68,9 +70,11 @@ void Server::shutDown(std::chrono::milliseconds patience) {
     clients_.clear();
 }
 
-bool Server::hasOutput() const {
-    return std::any_of(clients_.begin(), clients_.end(),
-                       [](const auto& entry) { return entry.second.session->hasOutput(); });
+std::size_t Server::unsent() const {
+    std::size_t bytes = 0;
+    for (const auto& [id, client] : clients_)
+        bytes += client.session->unsent();
+    return bytes;
 }
 
 void Server::accept() {
@@ -138,8 +142,8 @@ void Server::settle() {
     while (again) {
         again = dropClosed();
         again = expireTransaction(now) || again;
+        again = admitNext(now) || again; // before it is too late for one whose turn it is now
         again = endWaiting(now) || again;
-        again = admitNext(now) || again;
     }
 }
 
@@ -189,11 +193,22 @@ bool Server::admitNext(Clock::time_point now) {
 
 void Server::closeSilent(Clock::time_point now) {
     for (auto& [id, client] : clients_) {
-        if (client.session->hasGreeted() || now < client.greetUntil || client.session->isClosed())
+        Session& session = *client.session;
+        if (session.isClosed() || now < patienceEnd(client))
             continue;
-        log::warning(client.session->text() + " did not greet in time, connection closed");
-        client.session->close();
+        log::warning(session.text() +
+                     (session.hasGreeted() ? " does not read its answers" : " did not greet in time") +
+                     ", connection closed");
+        session.close();
     }
+}
+
+// When a client that does not do its part is closed.
+Clock::time_point Server::patienceEnd(const Client& client) const {
+    if (!client.session->hasGreeted())
+        return client.greetUntil;
+    const std::optional<Clock::time_point> stalled = client.session->stalledSince();
+    return stalled ? *stalled + options_.reading : Clock::time_point::max();
 }
 
 void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
@@ -207,8 +222,7 @@ unsigned Server::untilDeadline(unsigned milliseconds) const {
     if (acceptAgain_)
         next = std::min(next, *acceptAgain_);
     for (const auto& [id, client] : clients_)
-        if (!client.session->hasGreeted())
-            next = std::min(next, client.greetUntil);
+        next = std::min(next, patienceEnd(client));
     const Clock::time_point now = Clock::now();
     if (next <= now)
         return 0;

@@ -22,6 +22,8 @@ struct ServerOptions {
     std::chrono::milliseconds greeting = std::chrono::seconds(10); // for a new connection to greet
     std::chrono::milliseconds turn = std::chrono::seconds(60);     // at most, to wait for a transaction
     std::chrono::milliseconds transaction = std::chrono::seconds(60);
+    std::size_t output = 64 * 1024 * 1024; // bytes; while more wait to be read, only small answers are given
+    std::chrono::milliseconds reading = std::chrono::seconds(60); // for a client to take any of much output
 };
 
 // Serves a database to the clients of a socket, in one thread.
@@ -57,9 +59,10 @@ private:
     bool endWaiting(Clock::time_point now);
     bool admitNext(Clock::time_point now);
     void closeSilent(Clock::time_point now);
+    Clock::time_point patienceEnd(const Client& client) const;
     void tellCommitted(const velta::NameList& tables, ClientId by);
     unsigned untilDeadline(unsigned milliseconds) const;
-    bool hasOutput() const;
+    std::size_t unsent() const;
 
     velta::net::EventDispatcher& dispatcher_;
     ListeningSocket& socket_;

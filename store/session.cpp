@@ -19,7 +19,7 @@ using velta::net::EventDispatcher;
 using velta::protocol::FrameReader;
 
 constexpr std::size_t readSize = 16 * 1024;
-// Bytes of output up to which the next request is taken, and below which sent bytes stay in the buffer.
+// Bytes of output up to which the next request is taken.
 constexpr std::size_t nearlySent = 64 * 1024;
 
 bool wouldBlock() {
@@ -175,23 +175,28 @@ void Session::flush() {
 void Session::send() {
     if (output_.empty())
         putNotice();
-    while (unsent() > 0) {
-        const ssize_t size =
-            ::send(descriptor_, output_.data() + sent_, unsent(), MSG_NOSIGNAL | MSG_DONTWAIT);
+    bool moved = false;
+    while (!output_.empty()) {
+        const std::string_view bytes = output_.front();
+        const ssize_t size = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (size < 0) {
             if (!wouldBlock())
                 close();
-            return;
+            break;
         }
-        sent_ += static_cast<std::size_t>(size);
-        if (unsent() > 0)
-            continue;
-        sent_ = 0;
-        if (output_.capacity() > nearlySent)
-            std::string().swap(output_); // one large answer must not cost its memory for ever
-        output_.clear();
-        putNotice();
+        output_.drop(static_cast<std::size_t>(size));
+        moved = true;
+        if (output_.empty())
+            putNotice();
     }
+    watchProgress(moved);
+}
+
+void Session::watchProgress(bool moved) {
+    if (unsent() <= nearlySent)
+        stalledSince_.reset();
+    else if (moved || !stalledSince_)
+        stalledSince_ = Clock::now();
 }
 
 bool Session::wantsInput() const {

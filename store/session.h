@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/output.h"
 #include "store/peer.h"
 #include "store/transactionqueue.h"
 #include "velta/namelist.h"
@@ -9,6 +10,7 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -31,7 +33,11 @@ public:
 
     ClientId id() const { return id_; }
     bool isClosed() const { return closed_; }
-    bool hasOutput() const { return !output_.empty(); }
+    // Bytes of output that wait.
+    std::size_t unsent() const { return output_.size(); }
+    // Since when nothing of its output could be sent, if so much waits that no request is taken. A notice
+    // alone is never that much.
+    std::optional<Clock::time_point> stalledSince() const { return stalledSince_; }
     // Who it is, for a log line.
     std::string text() const;
 
@@ -45,7 +51,7 @@ public:
     // Append an answer; it goes out when the request is through.
     void done(std::uint32_t sequence, std::uint32_t number = 0);
     void failed(std::uint32_t sequence, const velta::protocol::EResultCode& result);
-    void reply(const velta::protocol::Reply& reply) { velta::protocol::encode(reply, output_); }
+    void reply(const velta::protocol::Reply& reply) { output_.append(reply); }
 
     void subscribe(std::set<std::string> tables, bool leaveOutOwn);
     // Tables that a commit changed, of this client or of another. They go out in one notice once the output
@@ -65,9 +71,9 @@ private:
     void work();
     bool handleNext();
     void send();
+    void watchProgress(bool moved);
     void setInterest();
     bool wantsInput() const;
-    std::size_t unsent() const { return output_.size() - sent_; }
 
     velta::net::EventDispatcher& dispatcher_;
     const int descriptor_;
@@ -81,8 +87,8 @@ private:
     bool closed_ = false;
     unsigned interest_;
     velta::protocol::FrameReader input_;
-    std::string output_;
-    std::size_t sent_ = 0; // bytes at the front of the output
+    Output output_;
+    std::optional<Clock::time_point> stalledSince_;
     std::set<std::string> subscribed_;
     std::set<std::string> owed_; // changed tables that the client was not told of yet
     bool leaveOutOwn_ = false;

@@ -4,6 +4,7 @@
 
 namespace store {
 
+namespace code = velta::protocol::code;
 using Result = Database::Result;
 
 Result Database::beginWriting() {
@@ -28,14 +29,19 @@ Result Database::commit(velta::NameList& changed) {
     Result result = failure_;
     if (result.ok() && writing_)
         result = changedTables(changed);
-    if (result.ok() && !changed.empty()) {
-        Statement::Run run(commit_);
-        result = resultOf(run.step(), writer_.handle());
-    }
+    if (result.ok() && !changed.empty())
+        result = commitWritten();
     if (!result.ok())
         changed.clear();
     rollBack(); // ends what did not commit
     return result;
+}
+
+Result Database::commitWritten() {
+    if (!file_.isInPlace()) // it would be kept where no start looks for it
+        return {code::storageFailed, "the database file was removed, moved or replaced: " + file_.path()};
+    Statement::Run run(commit_);
+    return resultOf(run.step(), writer_.handle());
 }
 
 void Database::rollBack() {

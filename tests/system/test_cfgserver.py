@@ -31,6 +31,23 @@ def test_a_wrong_option_shows_the_usage_and_ends_with_2(house):
     assert status == 2 and "--nonsense" in err and "--schema" in err
 
 
+@pytest.mark.parametrize("option, value", [("-f", ""), ("-s", ""), ("--schema", ""), ("-g", ""), ("-g", "4294967295"), ("-g", "no such group")])
+def test_a_value_that_cannot_be_is_wrong_use(house, option, value):
+    status, _, err = house.run("cfgserver", option, value)
+    assert status == 2 and err.startswith("cfgserver: ") and option in err.splitlines()[0], err
+
+
+def test_a_commit_into_a_removed_database_is_refused_and_logged_once(house):
+    server = house.cfgserver("-f", "/tmp/store.db")
+    os.unlink(house.path("/tmp/store.db"))
+    for _ in range(2):
+        status, _, err = house.run("cfgctl", "set", "WlanGlobals", "WlanEnable=1")
+        assert status == 1 and "removed" in err, err
+    server.err.wait("removed")
+    assert house.get("WlanGlobals WlanEnable") == "0"
+    assert server.err.count("removed") == 1
+
+
 def test_a_commit_survives_kill_9(house):
     server = house.cfgserver("-f", "/tmp/store.db")
     house.set("WlanGlobals", WlanEnable=1)
@@ -39,7 +56,7 @@ def test_a_commit_survives_kill_9(house):
     assert house.get("WlanGlobals WlanEnable") == "1"
 
 
-@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGQUIT])
+@pytest.mark.parametrize("number", [signal.SIGTERM, signal.SIGINT, signal.SIGQUIT, signal.SIGHUP])
 def test_a_stop_signal_rolls_back_what_is_open_and_ends_with_0(house, number):
     server = house.cfgserver("-f", "/tmp/store.db")
     client = Client(house.path(SOCKET))

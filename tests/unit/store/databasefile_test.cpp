@@ -79,6 +79,41 @@ TEST(DatabaseFile, DirectoryIsRefused) {
     EXPECT_THAT(errorOf(directory.path(".")), testing::HasSubstr("can't be opened: Is a directory"));
 }
 
+struct Displacement {
+    const char* name;
+    void (*act)(const std::string& path);
+};
+
+class DisplacedDatabaseTest : public testing::TestWithParam<Displacement> {};
+
+TEST_P(DisplacedDatabaseTest, TakesNoCommit) {
+    const TemporaryDirectory directory;
+    Database database(schemaOf(testTables), directory.path("db"));
+    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Text", textValue("lost"))).ok());
+
+    GetParam().act(directory.path("db"));
+    velta::NameList changed;
+    const Database::Result result = database.commit(changed);
+
+    EXPECT_EQ(result.code(), velta::protocol::code::storageFailed);
+    EXPECT_THAT(result.strerror(), testing::HasSubstr("the database file was removed, moved or replaced"));
+    EXPECT_THAT(changed, testing::IsEmpty());
+    EXPECT_EQ(tableOf(database, "Globals").at(0).getValue("Text"), textValue("it's"));
+}
+
+const Displacement displacements[] = {
+    {"Removed", [](const std::string& path) { std::filesystem::remove(path); }},
+    {"Moved", [](const std::string& path) { std::filesystem::rename(path, path + ".old"); }},
+    {"Replaced",
+     [](const std::string& path) {
+         writeFile(path + ".new", "");
+         std::filesystem::rename(path + ".new", path);
+     }},
+};
+
+INSTANTIATE_TEST_SUITE_P(DatabaseFile, DisplacedDatabaseTest, testing::ValuesIn(displacements),
+                         [](const auto& test) { return std::string(test.param.name); });
+
 // Root may write anything, so what is to be refused is done as nobody.
 class AsNobody {
 public:

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <stdexcept>
 
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -19,6 +20,11 @@ RawClient::RawClient(const std::string& path)
 
 RawClient::~RawClient() {
     disconnect();
+}
+
+bool RawClient::isHungUp() const {
+    pollfd watched{descriptor_, 0, 0};
+    return poll(&watched, 1, 0) > 0 && (watched.revents & POLLHUP) != 0;
 }
 
 void RawClient::disconnect() {

@@ -116,12 +116,50 @@ const BadSchema badSchemas[] = {
     {"Check", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0 CHECK (a > 0))", onlyCreateTable},
     {"OtherKey", "CREATE TABLE T (k INTEGER PRIMARY KEY NOT NULL DEFAULT 0)", "only the column \"Id\""},
     {"Generated", "CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0, b INTEGER AS (1))", "generated"},
+    {"Collate", "CREATE TABLE T (a TEXT NOT NULL DEFAULT '' collate NOCASE)", "COLLATE is not possible"},
+    {"References",
+     "CREATE TABLE P (Id INTEGER PRIMARY KEY); CREATE TABLE T (a INTEGER NOT NULL DEFAULT 0 REFERENCES P)",
+     "REFERENCES is not possible"},
+    {"OnConflict", "CREATE TABLE T (a INTEGER NOT NULL ON CONFLICT REPLACE DEFAULT 0)",
+     "ON CONFLICT is not possible"},
+    {"Autoincrement", "CREATE TABLE T (Id INTEGER PRIMARY KEY AUTOINCREMENT)",
+     "AUTOINCREMENT is not possible"},
+    {"Constraint", "CREATE TABLE T (a TEXT CONSTRAINT c NOT NULL DEFAULT '')", "CONSTRAINT is not possible"},
+    {"IfNotExists", "CREATE TABLE IF NOT/**/EXISTS T (Id INTEGER PRIMARY KEY)", "NOT EXISTS is not possible"},
+    {"Strict", "CREATE TABLE T (Id INTEGER PRIMARY KEY) STRICT", "table T: STRICT is not possible"},
+    {"WithoutRowId", "CREATE TABLE T (Id INTEGER PRIMARY KEY) WITHOUT ROWID",
+     "WITHOUT ROWID is not possible"},
+    {"OpenComment", "CREATE TABLE T (Id INTEGER PRIMARY KEY); /* CREATE TABLE U (", "comment is not closed"},
     {"Columns", columns(129), "more than 128 columns"},
     {"Twice", "CREATE TABLE T (Id INTEGER PRIMARY KEY); CREATE TABLE t (Id INTEGER PRIMARY KEY)",
      "already exists"},
 };
 
 INSTANTIATE_TEST_SUITE_P(Schema, BadSchemaTest, testing::ValuesIn(badSchemas),
+                         [](const auto& test) { return std::string(test.param.name); });
+
+struct GoodSchema {
+    const char* name;
+    const char* sql;
+};
+
+class GoodSchemaTest : public testing::TestWithParam<GoodSchema> {};
+
+TEST_P(GoodSchemaTest, IsTaken) {
+    EXPECT_EQ(errorOf(GetParam().sql), "");
+}
+
+const GoodSchema goodSchemas[] = {
+    {"WordInText", "CREATE TABLE T (a TEXT NOT NULL DEFAULT 'it''s COLLATE /* -- ')"},
+    {"WordInName",
+     "CREATE TABLE T (\"Collate\" TEXT NOT NULL DEFAULT '', [References] SWITCH NOT NULL DEFAULT 0,"
+     " `Constraint` SWITCH NOT NULL DEFAULT 0)"},
+    {"WordInComment", "CREATE TABLE T -- no REFERENCES '\n(/* no COLLATE \" */ Id INTEGER PRIMARY KEY)"},
+    {"WordAsName",
+     "CREATE TABLE Conflict (Strict SWITCH NOT NULL DEFAULT 0, Without SWITCH NOT NULL DEFAULT 0)"},
+};
+
+INSTANTIATE_TEST_SUITE_P(Schema, GoodSchemaTest, testing::ValuesIn(goodSchemas),
                          [](const auto& test) { return std::string(test.param.name); });
 
 TEST(Schema, TableOfAnEarlierTextIsRefusedInAnyCase) {

@@ -124,10 +124,7 @@ TEST_F(ServerTest, UnknownTableIsNamed) {
 
 TEST_F(ServerTest, LargeTableComesInSeveralPieces) {
     const Client client = greeted();
-    ASSERT_TRUE(succeeds(*client, ask::begin(0)));
-    for (int i = 0; i < 600; ++i)
-        ASSERT_TRUE(succeeds(*client, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
-    ASSERT_TRUE(succeeds(*client, ask::plain(RequestKind::Commit)));
+    addLargeRows(*client);
 
     client->send(ask::readTable("Plans"));
     std::vector<bool> last;
@@ -186,10 +183,7 @@ TEST_F(ServerTest, AnswersAreSentBeforeItShutsDown) {
 
 TEST_F(ServerTest, ShutDownDoesNotWaitForOneThatNeverReads) {
     const Client client = greeted();
-    ASSERT_TRUE(succeeds(*client, ask::begin(0)));
-    for (int i = 0; i < 600; ++i)
-        ASSERT_TRUE(succeeds(*client, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
-    ASSERT_TRUE(succeeds(*client, ask::plain(RequestKind::Commit)));
+    addLargeRows(*client);
     client->send(ask::readTable("Plans"));
     server.handleEvents(1000);
 

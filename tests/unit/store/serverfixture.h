@@ -73,6 +73,14 @@ protected:
         EXPECT_TRUE(succeeds(client, ask::writeSingle(table, cell("Enable", switchValue(value)))));
         EXPECT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
     }
+    // The table "Plans" is then over 2 MiB, more than a socket takes: output is left with the server.
+    void addLargeRows(RawClient& client) {
+        ASSERT_TRUE(succeeds(client, ask::begin(0)));
+        for (int i = 0; i < 600; ++i)
+            ASSERT_TRUE(
+                succeeds(client, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
+        ASSERT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
+    }
     int enabled(RawClient& client, const std::string& table) {
         return call(client, ask::readTable(table)).rows.at(0).getValue("Enable").getInteger();
     }

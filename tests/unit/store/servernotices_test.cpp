@@ -29,15 +29,6 @@ protected:
         return client.notices.size();
     }
 
-    // The table "Plans" is then more than a socket takes: output is left with the server.
-    void addLargeRows() {
-        ASSERT_TRUE(succeeds(*writer, ask::begin(0)));
-        for (int i = 0; i < 600; ++i)
-            ASSERT_TRUE(
-                succeeds(*writer, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
-        ASSERT_TRUE(succeeds(*writer, ask::plain(RequestKind::Commit)));
-    }
-
     const Client writer = greeted();
 };
 
@@ -100,7 +91,7 @@ TEST_F(NoticeTest, LaterSubscriptionReplacesTheEarlier) {
 
 TEST_F(NoticeTest, EarlierCommitIsToldBeforeALaterBeginIsAnswered) {
     const Client client = subscribed({"Globals"});
-    addLargeRows();
+    addLargeRows(*writer);
     const std::uint32_t begin = client->sendAll({ask::readTable("Plans"), ask::begin(5000)});
     server.handleEvents(1000);
     commitEnable(*writer, "Globals", 0);
@@ -116,7 +107,7 @@ TEST_F(NoticeTest, EarlierCommitIsToldBeforeALaterBeginIsAnswered) {
 
 TEST_F(NoticeTest, SlowSubscriberGetsEachTableOnce) {
     const Client slow = subscribed({"Globals", "Other"});
-    addLargeRows();
+    addLargeRows(*writer);
     slow->send(ask::readTable("Plans"));
     server.handleEvents(1000);
     for (int i = 0; i < 200; ++i)

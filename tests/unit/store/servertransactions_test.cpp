@@ -1,5 +1,7 @@
 #include "unit/store/serverfixture.h"
 
+#include <thread>
+
 namespace {
 
 using ask::RequestKind;
@@ -140,6 +142,30 @@ TEST_F(ExpiryTest, TransactionHeldForTooLongIsRolledBackAndTheNextHasItsTurn) {
     EXPECT_EQ(enabled(*waiter, "Globals"), 1);
     EXPECT_EQ(codeOf(*holder, ask::plain(RequestKind::Commit)), code::transactionExpired);
     EXPECT_EQ(codeOf(*holder, ask::plain(RequestKind::Commit)), code::noTransaction);
+}
+
+class EqualTimesTest : public ServerTest {
+protected:
+    EqualTimesTest() : ServerTest(options()) {}
+
+    static store::ServerOptions options() {
+        store::ServerOptions equal;
+        equal.transaction = std::chrono::milliseconds(50);
+        equal.turn = equal.transaction;
+        return equal;
+    }
+};
+
+TEST_F(EqualTimesTest, WaiterIsGrantedWhatExpiresAtTheEndOfItsTime) {
+    const Client holder = greeted();
+    const Client waiter = greeted();
+    ASSERT_TRUE(succeeds(*holder, ask::begin(0)));
+    waiter->send(ask::begin(UINT32_MAX));
+    server.handleEvents(0);
+
+    std::this_thread::sleep_for(2 * options().turn); // both times are up when the server looks next
+
+    EXPECT_EQ(next(*waiter).reply.result.code(), code::success);
 }
 
 class LongestTurnTest : public ServerTest {

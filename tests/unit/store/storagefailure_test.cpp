@@ -1,7 +1,9 @@
 #include "store/database.h"
+#include "unit/store/serverfixture.h"
 #include "unit/store/temporarydirectory.h"
 #include "unit/store/testtables.h"
 
+#include <algorithm>
 #include <csignal>
 
 #include <gmock/gmock.h>
@@ -111,6 +113,41 @@ TEST(StorageFailure, TableDroppedByAForeignHandFailsItsOperationsOnly) {
     EXPECT_EQ(database.writeSingle("Other", 0, cell("Enable", switchValue(1))).code(), code::storageFailed);
     EXPECT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
+}
+
+class StorageFailureLogTest : public ServerTest {
+protected:
+    // The lines that the server logs while so many commits fail.
+    std::size_t linesOfFailures(int commits) {
+        const Client client = greeted();
+        testing::internal::CaptureStderr();
+        {
+            const FileSizeLimit limit(4096);
+            for (int i = 0; i < commits; ++i) {
+                EXPECT_TRUE(succeeds(*client, ask::begin(0)));
+                EXPECT_TRUE(succeeds(*client, ask::writeSingle("Globals", largeText)));
+                EXPECT_EQ(codeOf(*client, ask::plain(ask::RequestKind::Commit)), code::storageFailed);
+            }
+        }
+        const std::string log = testing::internal::GetCapturedStderr();
+        EXPECT_THAT(log, testing::HasSubstr("disk I/O error"));
+        return static_cast<std::size_t>(std::count(log.begin(), log.end(), '\n'));
+    }
+
+    const velta::ValueList largeText = cell("Text", textValue(std::string(4000, 'x')));
+};
+
+TEST_F(StorageFailureLogTest, FailureThatLastsIsLoggedOnce) {
+    EXPECT_EQ(linesOfFailures(5), 1U);
+}
+
+TEST_F(StorageFailureLogTest, WrongRequestIsNotLogged) {
+    const Client client = greeted();
+    testing::internal::CaptureStderr();
+
+    EXPECT_EQ(codeOf(*client, ask::readTable("Unknown")), code::unknownTable);
+
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 } // namespace

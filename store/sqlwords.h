@@ -1,0 +1,12 @@
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace store {
+
+// The words of a text in SQL that stand outside of quotes and comments. Nothing when a comment is not closed.
+std::optional<std::vector<std::string>> wordsOf(const std::string& sql);
+
+} // namespace store
