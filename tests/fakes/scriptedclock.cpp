@@ -17,6 +17,12 @@ std::time_t realTime() {
     return now.tv_sec;
 }
 
+// Where long has 32 bits the functions that take 64-bit times have names of their own behind the usual ones.
+constexpr bool sixtyFourBesideThirtyTwo = sizeof(std::time_t) > sizeof(long);
+constexpr const char* nameOfLocaltime = sixtyFourBesideThirtyTwo ? "__localtime64" : "localtime";
+constexpr const char* nameOfLocaltimeR = sixtyFourBesideThirtyTwo ? "__localtime64_r" : "localtime_r";
+constexpr const char* nameOfMktime = sixtyFourBesideThirtyTwo ? "__mktime64" : "mktime";
+
 // The function that ours stands in front of.
 template <typename Function>
 Function* realOne(const char* name) {
@@ -39,13 +45,13 @@ std::time_t time(std::time_t* result) noexcept {
 
 std::tm* localtime(const std::time_t* seconds) noexcept {
     ++calls.localtime;
-    static auto* const real = realOne<std::tm*(const std::time_t*)>("localtime");
+    static auto* const real = realOne<std::tm*(const std::time_t*)>(nameOfLocaltime);
     return real(seconds);
 }
 
 std::tm* localtime_r(const std::time_t* seconds, std::tm* result) noexcept {
     ++calls.localtime;
-    static auto* const real = realOne<std::tm*(const std::time_t*, std::tm*)>("localtime_r");
+    static auto* const real = realOne<std::tm*(const std::time_t*, std::tm*)>(nameOfLocaltimeR);
     return real(seconds, result);
 }
 
@@ -58,7 +64,7 @@ std::size_t strftime(char* text, std::size_t size, const char* format, const std
 
 std::time_t mktime(std::tm* moment) noexcept {
     ++calls.mktime;
-    static auto* const real = realOne<std::time_t(std::tm*)>("mktime");
+    static auto* const real = realOne<std::time_t(std::tm*)>(nameOfMktime);
     return real(moment);
 }
 

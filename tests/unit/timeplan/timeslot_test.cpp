@@ -1,8 +1,8 @@
 #include "fakes/scriptedclock.h"
 #include "timeplan/timeplan.h"
 
-#include <climits>
 #include <ctime>
+#include <limits>
 #include <string>
 #include <vector>
 
@@ -36,7 +36,7 @@ long utc(int year, int month, int day, const std::string& time) {
     moment.tm_year = year - 1900;
     moment.tm_mon = month - 1;
     moment.tm_mday = day;
-    return timegm(&moment) + secondsOf(time);
+    return static_cast<long>(timegm(&moment)) + secondsOf(time);
 }
 
 struct Slot {
@@ -199,9 +199,12 @@ TEST_F(TimeSlot, AMomentThatCantBeConvertedIsInNoSlot) {
     for (int day = Mon; day <= Sun; ++day)
         wholeWeek.push_back({day, "00:00:00", "23:59:59"});
     const TimePlan plan = planOf(wholeWeek);
-    for (const long seconds : {LONG_MAX, LONG_MIN}) {
+    for (const std::time_t seconds :
+         {std::numeric_limits<std::time_t>::max(), std::numeric_limits<std::time_t>::min()}) {
         EXPECT_FALSE(LocalMoment::at(seconds));
-        EXPECT_FALSE(plan.isInTimeslot(seconds));
+        if (sizeof(long) == sizeof(std::time_t)) { // else every long can be converted
+            EXPECT_FALSE(plan.isInTimeslot(static_cast<long>(seconds)));
+        }
     }
 }
 
