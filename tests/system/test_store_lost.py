@@ -26,14 +26,15 @@ def restart(house, number):
 
 @pytest.mark.parametrize("number", [signal.SIGKILL, signal.SIGTERM])
 def test_horad_goes_on_when_the_store_is_back(disk, number):
+    plan = disk.add("WlanTimePlans", Activate=0)
     horad = disk.horad("-v", "-t", "WlanTimePlans")
-    horad.err.wait("Initial reading of config")
+    disk.wait_value(f"WlanTimePlans.{plan} TimePlanStatus", 1)  # the loop runs, the first reading is long over
     restart(disk, number)
     lost = horad.err.wait("warning horad: .*connection lost")
     back = horad.err.wait("info horad: Connected to the configuration store again", lost)
     horad.err.wait("Initial reading of config", back)
-    disk.add("WlanTimePlans", Activate=1, **slot_around_now())
-    disk.wait_value(WLAN, 1)
+    disk.cfgctl("remove", f"WlanTimePlans.{plan}")
+    disk.wait_value(WLAN, 0)
 
 
 def test_what_changed_meanwhile_is_seen(disk):

@@ -1,0 +1,36 @@
+"""The daemon as the router runs it, 32-bit and big-endian, on a store of this machine."""
+
+import os
+import shutil
+import time
+
+import pytest
+
+from plans import slot
+
+HORAD = os.environ.get("HORAD_MIPS")
+pytestmark = pytest.mark.skipif(not HORAD, reason="HORAD_MIPS names no horad built for the router")
+
+
+def test_the_wlan_switches(store):
+    shutil.copy(HORAD, store.path("/tmp/horad"))
+    watch = store.watch("WlanGlobals")
+    horad = store.start("qemu-mips", "-L", "/usr/mips-linux-gnu", "/tmp/horad", "-v", "-t", "WlanTimePlans")
+    horad.err.wait("Initial reading of config")
+    begin = int(time.time()) + 4
+    plan = store.add("WlanTimePlans", TimePlanName="f\u00fcr heute", Activate=1, **slot(begin, begin + 4))
+    on = watch.out.wait("WlanGlobals WlanEnable: 0 -> 1")
+    assert time.time() >= begin
+    watch.out.wait("WlanGlobals WlanEnable: 1 -> 0", on)
+    assert time.time() >= begin + 4
+    horad.err.wait(f"Deactivated timeplan: Id: {plan} Name: f\u00fcr heute Status: 0 ")
+    assert horad.err.count("error|warning") == 0
+
+
+def test_numbers_keep_their_sign_and_their_32_bits(store):
+    shutil.copy(HORAD, store.path("/tmp/horad"))
+    store.cfgctl("add", "TimePlans", "Id=2147483647", "Activate=0")  # its key is cut to 214
+    store.cfgctl("add", "TimePlans", "Id=214", "Activate=1")
+    horad = store.start("qemu-mips", "-L", "/usr/mips-linux-gnu", "/tmp/horad", "-v", "-t", "TimePlans")
+    horad.err.wait("Activated timeplan: Id: 2147483647 ")
+    horad.err.wait("Deactivated timeplan: Id: 214 ")
