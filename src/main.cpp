@@ -51,29 +51,43 @@ void installHandler(int signal, void (*handler)(int)) {
     (void)sigaction(signal, &action, nullptr); // can't fail for the signals of this program
 }
 
-// False when there is nothing left to run: the reason is logged.
+// Holds the stop signals back: whoever started the daemon may send one from the moment on when the pid file
+// is there.
+class StopSignalsHeld {
+public:
+    StopSignalsHeld() {
+        sigemptyset(&signals_);
+        for (const int signal : stopSignals)
+            sigaddset(&signals_, signal);
+        (void)sigprocmask(SIG_BLOCK, &signals_, nullptr);
+    }
+    ~StopSignalsHeld() { (void)sigprocmask(SIG_UNBLOCK, &signals_, nullptr); }
+    StopSignalsHeld(const StopSignalsHeld&) = delete;
+    StopSignalsHeld& operator=(const StopSignalsHeld&) = delete;
+
+private:
+    sigset_t signals_;
+};
+
+constexpr const char* alreadyRunning = "horad is already running";
+
+// False when there is nothing left to run: the reason is logged, and whoever started the daemon is told.
 bool becomeDaemon() {
     Logger::instance().enableSyslog();
     ORV_Daemon_construct(&pidFile, daemonName, pidFileDirectory);
     if (ORV_Daemon_occupiedPidFile(&pidFile) != 0) {
-        Logger::instance().error("horad is already running");
-        std::cerr << "horad is already running"
-                  << std::endl; // the one who started it does not read the log now
+        Logger::instance().error("%s", alreadyRunning);
+        std::cerr << alreadyRunning << std::endl;
         return false;
     }
     if (ORV_Daemon_daemonize(&pidFile) != 0) {
         Logger::instance().error("Could not become a daemon: %s", std::strerror(errno));
         return false;
     }
-    // Whoever started the daemon may stop it from the moment on when the pid file is there.
-    sigset_t held;
-    sigemptyset(&held);
-    for (const int signal : stopSignals)
-        sigaddset(&held, signal);
-    (void)sigprocmask(SIG_BLOCK, &held, nullptr);
+    const StopSignalsHeld held;
     if (ORV_Daemon_createPidFile(&pidFile) != 0) {
         if (errno == EWOULDBLOCK) // another start was faster
-            Logger::instance().error("horad is already running");
+            Logger::instance().error("%s", alreadyRunning);
         else
             Logger::instance().error("Could not write the pid file: %s", std::strerror(errno));
         return false;
@@ -81,7 +95,6 @@ bool becomeDaemon() {
     for (const int signal : stopSignals)
         installHandler(signal, onStopSignal);
     installHandler(SIGPIPE, onBrokenPipe);
-    (void)sigprocmask(SIG_UNBLOCK, &held, nullptr);
     return true;
 }
 

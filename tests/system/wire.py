@@ -5,8 +5,9 @@ import struct
 
 MAGIC = 0x48524346
 HELLO, TABLES, COLUMNS, READ_TABLE, READ_ROW, READ_KEY, SUBSCRIBE, BEGIN, COMMIT, ABORT = range(1, 11)
+WRITE_SINGLE = 11
 DONE, FAILED, ROWS = 128, 129, 132
-SWITCH = 1
+SWITCH, INTEGER = 1, 2
 
 
 def text(value):
@@ -65,6 +66,11 @@ class Client:
 
     def abort(self):
         return self.ask(ABORT)
+
+    def write_single(self, table, column, number):
+        """Writes an integer into the one row of a table."""
+        values = struct.pack(">I", 1) + text(column) + struct.pack(">Bi", INTEGER, number)
+        return self.ask(WRITE_SINGLE, text(table) + struct.pack(">I", 0) + values)
 
     def close(self):
         self.socket.close()
