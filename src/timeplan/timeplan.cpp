@@ -4,8 +4,7 @@ namespace orv::horad {
 
 namespace {
 
-constexpr std::size_t daysAWeek = 7;
-constexpr const char* dayNames[daysAWeek] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+constexpr const char* dayNames[WeekSlots::days] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
 
 } // namespace
 
@@ -17,9 +16,10 @@ bool TimePlan::isInTimeslot(long seconds) const {
 }
 
 bool TimePlan::isInTimeslot(const LocalMoment& moment) const {
-    const std::size_t today = (static_cast<std::size_t>(moment.weekDay()) + daysAWeek - 1) % daysAWeek;
-    const Slot& slot = days_[today];
-    const Slot& dayBefore = days_[(today + daysAWeek - 1) % daysAWeek];
+    constexpr std::size_t back = WeekSlots::days - 1; // one day back in a week
+    const std::size_t today = (static_cast<std::size_t>(moment.weekDay()) + back) % WeekSlots::days;
+    const Slot slot = week_.day(today);
+    const Slot dayBefore = week_.day((today + back) % WeekSlots::days);
     const TimePlanTime& now = moment.time();
     const bool carriedOver = dayBefore.isSet() && dayBefore.runsPastMidnight() && now <= dayBefore.stop;
     const bool reached = slot.isSet() && slot.start <= now && (slot.runsPastMidnight() || now <= slot.stop);
@@ -27,29 +27,30 @@ bool TimePlan::isInTimeslot(const LocalMoment& moment) const {
 }
 
 void TimePlan::clear() {
-    days_.fill(Slot{});
+    week_ = WeekSlots();
     populated_ = false;
 }
 
 bool TimePlan::operator==(const TimePlan& other) const {
     return id_ == other.id_ && name_ == other.name_ && status_ == other.status_ && marked_ == other.marked_ &&
-           days_ == other.days_;
+           week_ == other.week_;
 }
 
 std::ostream& operator<<(std::ostream& os, const TimePlan& plan) {
     os << "Id: " << plan.id_ << std::endl;
     os << "Name: " << plan.name_ << std::endl;
     os << "Status: " << plan.status_ << std::endl;
-    for (std::size_t day = 0; day < daysAWeek; ++day) {
+    for (std::size_t day = 0; day < WeekSlots::days; ++day) {
         os << dayNames[day] << ": ";
-        plan.days_[day].start.put(os) << " - ";
-        plan.days_[day].stop.put(os) << std::endl;
+        const Slot slot = plan.week_.day(day);
+        slot.start.put(os) << " - ";
+        slot.stop.put(os) << std::endl;
     }
     return os;
 }
 
 void TimePlan::setDay(std::size_t day, const TimePlanTime& start, const TimePlanTime& stop) {
-    days_[day] = Slot{start, stop};
+    week_.setDay(day, Slot{start, stop});
 }
 
 } // namespace orv::horad

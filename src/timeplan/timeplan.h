@@ -2,8 +2,8 @@
 
 #include "timeplan/localmoment.h"
 #include "timeplan/timeplantime.h"
+#include "timeplan/weekslots.h"
 
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
@@ -53,23 +53,14 @@ public:
     friend std::ostream& operator<<(std::ostream& os, const TimePlan& plan);
 
 private:
-    struct Slot {
-        TimePlanTime start = TimePlanTime(0, 0, 0);
-        TimePlanTime stop = TimePlanTime(0, 0, 0);
-
-        bool isSet() const { return start.isSet() || stop.isSet(); }
-        bool runsPastMidnight() const { return stop <= start; }
-        bool operator==(const Slot& other) const { return start == other.start && stop == other.stop; }
-    };
-
     // Monday is day 0 here.
     void setDay(std::size_t day, const TimePlanTime& start, const TimePlanTime& stop);
 
     std::int32_t id_;
     std::string name_;
+    WeekSlots week_;
     bool status_;
     bool marked_ = true;
-    std::array<Slot, 7> days_;
     bool populated_ = true;
 };
 

@@ -15,7 +15,21 @@ public:
     TimePlanTime(const std::string& text);
     // An hour of 24 means the end of the day and becomes 23:59:59, the last second that the inclusive
     // comparisons of the plans cover. A text keeps its 24.
-    TimePlanTime(int hour, int minute, int second);
+    TimePlanTime(int hour, int minute, int second) : hour_(hour), minute_(minute), second_(second) {
+        if (hour == 24) {
+            hour_ = 23;
+            minute_ = 59;
+            second_ = 59;
+        }
+    }
+    // The three numbers as they are, an hour of 24 too.
+    static TimePlanTime verbatim(int hour, int minute, int second) {
+        TimePlanTime time(0, 0, 0);
+        time.hour_ = hour;
+        time.minute_ = minute;
+        time.second_ = second;
+        return time;
+    }
 
     int hour() const { return hour_; }
     int minute() const { return minute_; }
@@ -30,7 +44,11 @@ public:
         return hour_ == other.hour_ && minute_ == other.minute_ && second_ == other.second_;
     }
     bool operator!=(const TimePlanTime& other) const { return !(*this == other); }
-    bool operator<(const TimePlanTime& other) const;
+    bool operator<(const TimePlanTime& other) const {
+        if (hour_ != other.hour_)
+            return hour_ < other.hour_;
+        return minute_ != other.minute_ ? minute_ < other.minute_ : second_ < other.second_;
+    }
     bool operator>(const TimePlanTime& other) const { return other < *this; }
     bool operator<=(const TimePlanTime& other) const { return !(other < *this); }
     bool operator>=(const TimePlanTime& other) const { return !(*this < other); }

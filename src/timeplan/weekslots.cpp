@@ -1,0 +1,43 @@
+#include "timeplan/weekslots.h"
+
+namespace orv::horad {
+
+Slot WeekSlots::day(std::size_t day) const {
+    if (full_)
+        return (*full_)[day];
+    return Slot{unpack(clock_[day].start), unpack(clock_[day].stop)};
+}
+
+void WeekSlots::setDay(std::size_t day, const Slot& slot) {
+    if (!full_ && fits(slot.start) && fits(slot.stop)) {
+        clock_[day] = ClockSlot{pack(slot.start), pack(slot.stop)};
+        return;
+    }
+    FullWeek week;
+    for (std::size_t i = 0; i < days; ++i)
+        week[i] = i == day ? slot : this->day(i);
+    full_ = std::make_shared<const FullWeek>(week);
+}
+
+bool WeekSlots::operator==(const WeekSlots& other) const {
+    for (std::size_t i = 0; i < days; ++i)
+        if (!(day(i) == other.day(i)))
+            return false;
+    return true;
+}
+
+bool WeekSlots::fits(const TimePlanTime& time) {
+    const auto fitsByte = [](int number) { return number >= 0 && number <= UINT8_MAX; };
+    return fitsByte(time.hour()) && fitsByte(time.minute()) && fitsByte(time.second());
+}
+
+WeekSlots::ClockTime WeekSlots::pack(const TimePlanTime& time) {
+    return ClockTime{static_cast<std::uint8_t>(time.hour()), static_cast<std::uint8_t>(time.minute()),
+                     static_cast<std::uint8_t>(time.second())};
+}
+
+TimePlanTime WeekSlots::unpack(const ClockTime& time) {
+    return TimePlanTime::verbatim(time.hour, time.minute, time.second);
+}
+
+} // namespace orv::horad

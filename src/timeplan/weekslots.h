@@ -1,0 +1,54 @@
+#pragma once
+
+#include "timeplan/timeplantime.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+namespace orv::horad {
+
+// From a start to a stop, both inclusive. Both 00:00:00 means that there is none.
+struct Slot {
+    TimePlanTime start = TimePlanTime(0, 0, 0);
+    TimePlanTime stop = TimePlanTime(0, 0, 0);
+
+    bool isSet() const { return start.isSet() || stop.isSet(); }
+    bool runsPastMidnight() const { return stop <= start; }
+    bool operator==(const Slot& other) const { return start == other.start && stop == other.stop; }
+};
+
+// A slot for each day of the week. A router keeps its plans in memory all the time: a time that a clock can
+// show takes three bytes here. A week with any other time, and a text can say any, is kept at full width.
+class WeekSlots {
+public:
+    static constexpr std::size_t days = 7;
+
+    // Which day is the first is its user's to say.
+    Slot day(std::size_t day) const;
+    void setDay(std::size_t day, const Slot& slot);
+
+    bool operator==(const WeekSlots& other) const;
+
+private:
+    struct ClockTime {
+        std::uint8_t hour = 0;
+        std::uint8_t minute = 0;
+        std::uint8_t second = 0;
+    };
+    struct ClockSlot {
+        ClockTime start;
+        ClockTime stop;
+    };
+    using FullWeek = std::array<Slot, days>;
+
+    static bool fits(const TimePlanTime& time);
+    static ClockTime pack(const TimePlanTime& time);
+    static TimePlanTime unpack(const ClockTime& time);
+
+    std::array<ClockSlot, days> clock_{};
+    std::shared_ptr<const FullWeek> full_; // takes the place of clock_ where it is set
+};
+
+} // namespace orv::horad
