@@ -2,10 +2,13 @@
 #include "unit/orv/capture.h"
 
 #include <cstdint>
+#include <cstdlib>
 #include <regex>
 #include <string>
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace {
 
@@ -184,12 +187,18 @@ TEST_F(SysloglevelTest, LineForAMissingSystemLogIsLostAndNothingElse) {
 }
 
 TEST_F(SysloglevelTest, ModulesBeyondTheRoomShareTheLast) {
-    ORV_Sysloglevel_Modul* last = nullptr;
-    for (int i = 0; i < 16; ++i)
-        last = ORV_Sysloglevel_registerModul(("module" + std::to_string(i)).c_str());
-
-    EXPECT_EQ(ORV_Sysloglevel_registerModul("one too many"), last);
-    EXPECT_EQ(ORV_Sysloglevel_registerModul("horad"), module_);
+    const pid_t child = fork(); // the room that is filled here is the process's
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        ORV_Sysloglevel_Modul* last = nullptr;
+        for (int i = 0; i < 16; ++i)
+            last = ORV_Sysloglevel_registerModul(("module" + std::to_string(i)).c_str());
+        const bool shared = ORV_Sysloglevel_registerModul("one too many") == last && last != module_;
+        _exit(shared && ORV_Sysloglevel_registerModul("horad") == module_ ? EXIT_SUCCESS : EXIT_FAILURE);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, EXIT_SUCCESS);
 }
 
 TEST(VAStr, FormatsLikePrintf) {
