@@ -38,7 +38,8 @@ void checkOrigin(Connection& connection) {
     if (version != formatVersion)
         throw StorageError("has format " + std::to_string(version) + ", this server knows format " +
                            std::to_string(formatVersion));
-    const std::string damage = connection.text("PRAGMA quick_check(1)");
+    std::string damage = connection.text("PRAGMA quick_check(1)");
+    std::replace(damage.begin(), damage.end(), '\n', ' '); // it has a heading
     if (damage != "ok")
         throw StorageError("is damaged: " + damage);
 }

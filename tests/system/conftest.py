@@ -3,6 +3,16 @@ import pytest
 from house import House
 
 
+def pytest_addoption(parser):
+    parser.addoption("--fire", type=int, default=1, metavar="N", help="the tests under fire run N times as long")
+
+
+@pytest.fixture
+def fire(request):
+    """How many times longer than usual the tests under fire run."""
+    return request.config.getoption("--fire")
+
+
 @pytest.fixture
 def house():
     home = House()

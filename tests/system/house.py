@@ -5,7 +5,6 @@ Nothing here sleeps to wait for a result: everything waits for an event, with a 
 
 import contextlib
 import os
-import queue
 import re
 import signal
 import socket
@@ -287,12 +286,20 @@ def is_alive(pid):
 
 def faketime(moment):
     """The environment in which a program's clock starts at the moment, local time, and goes on as usual."""
+    return {**_faketime(f"@{moment}"), "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
+
+
+def fast_clock(times):
+    """The environment in which a program's clocks run so many times as fast, and it waits as much shorter."""
+    return _faketime(f"+0 x{times}")
+
+
+def _faketime(clock):
     libraries = list(Path("/usr/lib").glob("*/faketime/libfaketime.so.1"))
     assert libraries, "faketime is not installed"
     return {
         "LD_PRELOAD": str(libraries[0]),
-        "FAKETIME": f"@{moment}",
-        "FAKETIME_DONT_FAKE_MONOTONIC": "1",
+        "FAKETIME": clock,
         "FAKETIME_NO_CACHE": "1",
         "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
     }

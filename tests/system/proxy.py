@@ -1,6 +1,8 @@
-"""Stands between a client and the store and cuts the connection at a request of the test's choice."""
+"""Stands between a client and the store and cuts the connection at a place of the test's choice."""
 
 import contextlib
+import os
+import select
 import socket
 import struct
 import threading
@@ -8,12 +10,13 @@ import threading
 
 class Proxy:
     """Forwards requests one by one. The request with the number `cut` (from 1) is the last of its connection: it is
-    not forwarded, or, with `after`, forwarded but its answer is not. Whoever connects then waits for resume()."""
+    not forwarded, or, with `after`, forwarded but its answer is not. Whoever connects then waits for resume(), or,
+    with `vanish`, finds nothing at the path."""
 
-    def __init__(self, path, store, cut, after):
-        self._store = store
-        self._cut, self._after = cut, after
-        self._requests = 0
+    def __init__(self, path, store, cut=None, after=False):
+        self._path, self._store = path, store
+        self.arm(cut, after)
+        self.cut_kind = None
         self.is_cut = threading.Event()
         self._resumed = threading.Event()
         self._listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
@@ -21,8 +24,24 @@ class Proxy:
         self._listener.listen(8)
         threading.Thread(target=self._run, daemon=True).start()
 
+    def arm(self, cut, after, vanish=False):
+        """Counts the requests from here on; nobody may be asking."""
+        self._requests = 0
+        self._after, self._vanish, self._cut = after, vanish, cut
+
+    def hang_up(self):
+        """Cuts a connection over which nothing is asked."""
+        self._hide()
+        self._client.shutdown(socket.SHUT_RDWR)
+
     def resume(self):
+        if self._vanish:
+            os.rename(self._path + ".gone", self._path)
         self._resumed.set()
+
+    def _hide(self):
+        if self._vanish:
+            os.rename(self._path, self._path + ".gone")
 
     def _run(self):
         self._serve()
@@ -32,7 +51,7 @@ class Proxy:
             self._serve()
 
     def _serve(self):
-        client = self._listener.accept()[0]
+        client = self._client = self._listener.accept()[0]
         store = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         store.connect(self._store)
         answers = threading.Thread(target=self._forward_answers, args=(store, client), daemon=True)
@@ -52,13 +71,19 @@ class Proxy:
             self._requests += 1
             cut = self._requests == self._cut
             if cut and not self._after:
+                self._note_cut(frame)
                 return
             if cut:
                 self._hold.set()
             store.sendall(frame)
             if cut:
                 store.recv(1, socket.MSG_PEEK)  # the answer is there: the store has done it
+                self._note_cut(frame)
                 return
+
+    def _note_cut(self, frame):
+        self.cut_kind = frame[4]
+        self._hide()
 
     def _forward_answers(self, store, client):
         with contextlib.suppress(OSError):
@@ -85,3 +110,83 @@ class Proxy:
                 return b""
             data += more
         return data
+
+
+class ByteProxy:
+    """Forwards bytes, and cuts the connection behind a byte of the store's."""
+
+    def __init__(self, path, store):
+        self._store = store
+        self._left = None  # bytes of the store up to the cut
+        self._passed = b""
+        self._lock = threading.Lock()
+        self._hang_up, self._hung_up = socket.socketpair()
+        self.is_cut = threading.Event()
+        self._open = threading.Event()
+        self._open.set()
+        self._listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        self._listener.bind(path)
+        self._listener.listen(8)
+        threading.Thread(target=self._run, daemon=True).start()
+
+    def cut_after(self, size):
+        """Passes so many bytes more of what the store sends from here on, also over a new connection."""
+        with self._lock:
+            self.is_cut.clear()
+            self._passed = b""
+            self._left = size
+
+    def frames(self, count):
+        """The bytes of the first frames of the store since the last cut_after()."""
+        size = 0
+        for _ in range(count):
+            size += 4 + struct.unpack(">I", self._passed[size:size + 4])[0]
+        assert size <= len(self._passed)
+        return size
+
+    @contextlib.contextmanager
+    def outage(self):
+        """Ends the connection and takes none meanwhile."""
+        self._open.clear()
+        self._hang_up.send(b"!")
+        yield
+        self._open.set()
+
+    def _run(self):
+        while True:
+            self._open.wait()
+            with contextlib.suppress(OSError):
+                self._serve()
+            if self._left == 0:
+                self._left = None
+                self.is_cut.set()
+
+    def _serve(self):
+        client = self._listener.accept()[0]
+        store = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+        with client, store:
+            store.connect(self._store)
+            going_on = True
+            while going_on:
+                ready = select.select([client, store, self._hung_up], [], [])[0]
+                if self._hung_up in ready:
+                    self._hung_up.recv(1)
+                    return
+                if client in ready:
+                    data = client.recv(65536)
+                    store.sendall(data)
+                    going_on = bool(data)
+                if store in ready:
+                    going_on = self._pass(store.recv(65536), client) and going_on
+
+    def _pass(self, data, client):
+        """False at the end."""
+        with self._lock:
+            if not data or self._left == 0:
+                return False
+            data = data[:self._left]
+            self._passed += data
+            client.sendall(data)
+            if self._left is not None:
+                self._left -= len(data)
+            return self._left != 0

@@ -5,9 +5,10 @@ import struct
 
 MAGIC = 0x48524346
 HELLO, TABLES, COLUMNS, READ_TABLE, READ_ROW, READ_KEY, SUBSCRIBE, BEGIN, COMMIT, ABORT = range(1, 11)
-WRITE_SINGLE = 11
-DONE, FAILED, ROWS = 128, 129, 132
-SWITCH, INTEGER = 1, 2
+WRITE_SINGLE, UPDATE, INSERT = 11, 12, 13
+DONE, FAILED, ROWS, NOTICE = 128, 129, 132, 133
+SWITCH, INTEGER, COUNTER, TEXT = 1, 2, 3, 4
+BUSY, NO_TRANSACTION, TRANSACTION_EXPIRED, STORAGE_FAILED = 9, 10, 12, 20
 
 
 def text(value):
@@ -19,12 +20,59 @@ def frame(message):
     return struct.pack(">I", len(message)) + message
 
 
+def request(kind, sequence, body=b""):
+    return frame(struct.pack(">BI", kind, sequence) + body)
+
+
+def single(table, column, number, kind=INTEGER):
+    """The body of a WriteSingle of one number."""
+    return text(table) + struct.pack(">II", 0, 1) + text(column) + struct.pack(">Bi", kind, number)
+
+
+def result_code(answer):
+    """0 for an answer that is not Failed."""
+    kind, body = answer
+    return struct.unpack(">I", body[:4])[0] if kind == FAILED else 0
+
+
+class Fields:
+    """Takes the fields of a message one by one."""
+
+    def __init__(self, raw):
+        self._raw, self._at = raw, 0
+
+    def number(self, form=">I"):
+        size = struct.calcsize(form)
+        self._at += size
+        return struct.unpack(form, self._raw[self._at - size:self._at])[0]
+
+    def text(self):
+        size = self.number()
+        self._at += size
+        return self._raw[self._at - size:self._at].decode()
+
+    def names(self):
+        return [self.text() for _ in range(self.number())]
+
+    def value(self):
+        kind = self.number(">B")
+        return self.text() if kind == TEXT else self.number(">i" if kind == INTEGER else ">I") if kind else None
+
+    def rows(self):
+        """The rows of a Rows reply that is in one piece."""
+        assert self.number(">B") == 1, "more pieces follow"
+        self.number()
+        count, columns = self.number(), self.names()
+        return [{column: self.value() for column in columns} for _ in range(count)]
+
+
 class Client:
     def __init__(self, path, greet=True):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self.socket.settimeout(20)
         self.socket.connect(path)
         self._sequence = 0
+        self._notices = []  # that came before an answer
         if greet:
             assert self.ask(HELLO, struct.pack(">I", MAGIC) + text("wire.py") + struct.pack(">I", 1))[0] == DONE
 
@@ -36,14 +84,16 @@ class Client:
             answer, sequence, rest = self.receive()
             if sequence == self._sequence:
                 return answer, rest
+            if answer == NOTICE:
+                self._notices.append(Fields(rest).names())
 
     def receive(self):
-        size = struct.unpack(">I", self._exactly(4))[0]
-        message = self._exactly(size)
+        size = struct.unpack(">I", self.exactly(4))[0]
+        message = self.exactly(size)
         kind, sequence = struct.unpack(">BI", message[:5])
         return kind, sequence, message[5:]
 
-    def _exactly(self, size):
+    def exactly(self, size):
         data = b""
         while len(data) < size:
             more = self.socket.recv(size - len(data))
@@ -69,8 +119,31 @@ class Client:
 
     def write_single(self, table, column, number):
         """Writes an integer into the one row of a table."""
-        values = struct.pack(">I", 1) + text(column) + struct.pack(">Bi", INTEGER, number)
-        return self.ask(WRITE_SINGLE, text(table) + struct.pack(">I", 0) + values)
+        return self.ask(WRITE_SINGLE, single(table, column, number))
+
+    def update_switch(self, table, row, column, number):
+        values = struct.pack(">I", 1) + text(column) + struct.pack(">BI", SWITCH, number)
+        return self.ask(UPDATE, text(table) + text("Id") + text(str(row)) + values)
+
+    def commit(self):
+        return self.ask(COMMIT)
+
+    def subscribe(self, *tables):
+        names = struct.pack(">I", len(tables)) + b"".join(text(table) for table in tables)
+        return self.ask(SUBSCRIBE, struct.pack(">I", 0) + names)
+
+    def read(self, table):
+        kind, body = self.ask(READ_TABLE, text(table))
+        assert kind == ROWS, body
+        return Fields(body).rows()
+
+    def notice(self):
+        """The tables of the next notice; nothing else may come before it."""
+        if self._notices:
+            return self._notices.pop(0)
+        kind, _, body = self.receive()
+        assert kind == NOTICE, kind
+        return Fields(body).names()
 
     def close(self):
         self.socket.close()

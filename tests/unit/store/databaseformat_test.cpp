@@ -39,6 +39,7 @@ protected:
         const std::string before = contentOf(path);
         EXPECT_THAT(errorWith(schema), HasSubstr("database " + path));
         EXPECT_THAT(errorWith(schema), HasSubstr(reason));
+        EXPECT_THAT(errorWith(schema), testing::Not(HasSubstr("\n"))); // it is a line of a log
         EXPECT_TRUE(contentOf(path) == before);
     }
 
