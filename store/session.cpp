@@ -135,11 +135,12 @@ bool Session::isHungUp() const {
 void Session::work() {
     bool handled = true;
     while (handled && !closed_) {
+        send(); // what goes makes room for the next request, and nobody tells of one that is in already
         handled = false;
         while (wantsInput() && handleNext())
             handled = true;
-        send();
     }
+    send();
     setInterest();
 }
 

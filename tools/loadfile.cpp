@@ -20,6 +20,7 @@ namespace {
 constexpr std::size_t tableLimit = 1000;
 constexpr std::size_t rowLimit = 100000; // of all tables together
 constexpr std::size_t columnLimit = 1000;
+constexpr std::size_t reasonLimit = 300; // bytes of what the parser says, which may repeat much of the file
 
 // Takes the events of the JSON parser and makes tables of them, so that nothing is kept of a file that is
 // none: a level too deep or a value of the wrong kind ends it at once.
@@ -169,7 +170,8 @@ std::string LoadParser::where() const {
 bool LoadParser::parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
     std::string text = error.what();
     const std::size_t tagEnd = text.find("] "); // the library's number for it stands in front
-    throw Refused(tagEnd == std::string::npos ? text : text.substr(tagEnd + 2));
+    text.erase(0, tagEnd == std::string::npos ? 0 : tagEnd + 2);
+    throw Refused(text.size() > reasonLimit ? text.substr(0, reasonLimit) + "..." : text);
 }
 
 std::string readAll(std::istream& in) {

@@ -33,6 +33,10 @@ void RawClient::disconnect() {
     descriptor_ = -1;
 }
 
+void RawClient::finishSending() const {
+    (void)shutdown(descriptor_, SHUT_WR); // fails only where the server is gone
+}
+
 std::size_t RawClient::sendBytes(const std::string& bytes) const {
     const ssize_t size = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     return size < 0 ? 0 : static_cast<std::size_t>(size);

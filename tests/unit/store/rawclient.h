@@ -32,6 +32,8 @@ public:
     // Reads what is there, not much more than so many bytes of it.
     void receive(std::size_t most = SIZE_MAX);
     void disconnect();
+    // From now on it only reads.
+    void finishSending() const;
     // Whether the server closed the connection; what it sent before may be unread.
     bool isHungUp() const;
 

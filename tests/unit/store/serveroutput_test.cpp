@@ -62,6 +62,21 @@ TEST_F(OutputTest, LargeTableIsAnsweredAgainOnceTheOthersAreRead) {
     EXPECT_TRUE(readsAll(*writer));
 }
 
+// Now and then all that waits to be sent goes in one go, while the next request is in already.
+TEST_F(ServerTest, RequestsThatCameTogetherAreAllAnsweredHoweverLargeTheAnswers) {
+    constexpr int rows = 24; // of 4 KiB: more than is left unsent when a request is taken
+    constexpr std::size_t requests = 20;
+    const Client client = greeted();
+    ASSERT_TRUE(succeeds(*client, ask::begin(0)));
+    for (int i = 0; i < rows; ++i)
+        ASSERT_TRUE(succeeds(*client, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
+
+    client->sendAll(std::vector<ask::Request>(requests, ask::readTable("Plans")));
+
+    for (std::size_t i = 0; i < requests; ++i)
+        ASSERT_EQ(next(*client).rows.size(), std::size_t{rows}) << i;
+}
+
 class StallTest : public OutputTest {
 protected:
     StallTest() : OutputTest(options()) {}

@@ -93,6 +93,13 @@ INSTANTIATE_TEST_SUITE_P(
         BadFile{"TooManyRows", "{\"T\": [{}" + repeated(",{}", 100000) + "]}", "more than 100000 rows"}),
     [](const auto& suite) { return suite.param.name; });
 
+TEST(LoadFile, WithALongTextThatIsBrokenIsRefusedInAShortOne) {
+    const std::string error = errorOf([] { return parseLoadFile("{\"T\": \"" + repeated("x", 1000000)); });
+
+    EXPECT_THAT(error, HasSubstr("parse error at line 1, column 1000008"));
+    EXPECT_LT(error.size(), 400U);
+}
+
 TEST(LoadFile, ThatIsMissingIsRefused) {
     EXPECT_EQ(errorOf([] { return readLoadFile("/nowhere/file"); }), "No such file or directory");
 }

@@ -1,0 +1,64 @@
+#pragma once
+
+#include "unit/store/rawclient.h"
+
+#include <chrono>
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <set>
+#include <string>
+
+namespace fuzz {
+
+// A connection, with what was asked over it and is not answered yet, whatever way the bytes went.
+class Client {
+public:
+    using Request = velta::protocol::Request;
+    using Time = std::chrono::steady_clock::time_point;
+
+    Client(const std::string& path, bool oneTooMany)
+        : tooMany(oneTooMany), connected(std::chrono::steady_clock::now()), raw_(path) {}
+
+    // As much of it as the kernel takes; that much is off the front.
+    void send(std::string& bytes);
+    void finishSending();
+    // Whether something came, the end included.
+    bool receive();
+
+    bool atEnd() const { return raw_.atEnd; }
+    // The next answer, with all its pieces.
+    bool hasAnswer() const;
+    const Answer& answer() const { return answers_.front(); }
+    void dropAnswer() { answers_.pop_front(); }
+    std::deque<velta::NameList> takeNotices();
+
+    std::deque<Request> asked;
+    const bool tooMany;      // the server has to turn it away
+    bool broken = false;     // it sent what is no request
+    bool finished = false;   // it sends no more
+    bool deaf = false;       // it reads nothing for now
+    std::string outbox;      // what it holds back
+    bool collecting = false; // it holds back for now
+
+    // What the answers have shown.
+    bool greeted = false;
+    bool refused = false;
+    bool expired = false; // its transaction is, and it was not told yet
+    std::set<std::string> subscribed;
+    bool leaveOutOwn = false;
+    bool subscribedNow = false;              // since the last look
+    std::optional<std::uint64_t> waitsSince; // which look found it waiting for its turn
+    Time waitsUntil;
+    const Time connected;
+
+private:
+    void noteSent(const char* bytes, std::size_t size);
+    void takeAnswers();
+
+    RawClient raw_;
+    velta::protocol::FrameReader sent_;
+    std::deque<Answer> answers_; // of the last one pieces may be missing
+};
+
+} // namespace fuzz
