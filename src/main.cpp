@@ -12,10 +12,10 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
 #include <exception>
 #include <iostream>
 
+#include <malloc.h>
 #include <unistd.h>
 
 namespace {
@@ -28,6 +28,7 @@ constexpr const char* pidFileDirectory = "/var/run";
 constexpr const char* storeSocket = "/tmp/cfgserver.socket";
 constexpr useconds_t connectInterval = 100000; // microseconds
 constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
+constexpr int largestHeapBlock = 128 * 1024;   // bytes
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
 
 Options options;
@@ -114,7 +115,6 @@ void run() {
     }
     while (running != 0) {
         dispatcher.handleEvents(eventWait);
-        tzset(); // a time zone set meanwhile counts from here on
         notifications.process();
         timePlanHandler.checkTimePlans(notifications.getConfigClient());
     }
@@ -123,6 +123,8 @@ void run() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    // Fixed, so that the rows of a reading go back to the system and leave no holes between the plans.
+    (void)mallopt(M_MMAP_THRESHOLD, largestHeapBlock);
     ORV_Daemon_occupyStandardStreams();
     switch (orv::horad::parseOptions(argc, argv, options)) {
     case orv::horad::OptionsResult::Run:

@@ -248,6 +248,11 @@ void Connection::receive() {
         (void)takeBuffered();
 }
 
+void Connection::takeLeftover() {
+    if (isOpen() && frames_.pending() > 0)
+        (void)takeBuffered();
+}
+
 // False where the connection closed. The next operation finds it so; there is nobody here to tell.
 bool Connection::takeBuffered() {
     Reply reply;

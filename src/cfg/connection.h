@@ -65,6 +65,8 @@ public:
 
     // Takes in what has arrived, without waiting.
     void receive();
+    // Takes in what came with an earlier answer, without asking the socket.
+    void takeLeftover();
     // The tables of the notices since the last call, in order of arrival, each as often as it was notified
     // unless that is very often.
     velta::NameList takeNotices() { return notices_.take(); }

@@ -71,7 +71,7 @@ void NotificationHandler::process() {
     client_.dropSnapshots();
     if (!initialized_)
         return;
-    connection_.receive();
+    connection_.takeLeftover(); // the dispatcher tells of the rest
     if (!connection_.isOpen() && !connectAgain().ok())
         return;
     collectNotices();

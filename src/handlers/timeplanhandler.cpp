@@ -120,7 +120,7 @@ void TimePlanHandler::checkTimePlans(IConfigClient& client) {
     const std::time_t now = std::time(nullptr);
     if (now == static_cast<std::time_t>(-1))
         return;
-    const std::optional<LocalMoment> moment = LocalMoment::at(now);
+    const std::optional<LocalMoment> moment = clock_.at(now);
     for (auto& [table, plans] : plans_)
         for (TimePlan& plan : plans)
             checkPlan(client, table, moment && plan.isInTimeslot(*moment), plan);

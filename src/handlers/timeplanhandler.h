@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
+#include "timeplan/localclock.h"
 #include "timeplan/timeplan.h"
 
 #include <list>
@@ -33,6 +34,7 @@ private:
 
     std::list<std::string> tables_;
     std::map<std::string, Plans> plans_; // by table, in row order
+    LocalClock clock_;
 };
 
 } // namespace orv::horad

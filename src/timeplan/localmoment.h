@@ -16,6 +16,11 @@ public:
 
     int weekDay() const { return weekDay_; } // 0 is Sunday, as in the C library
     const TimePlanTime& time() const { return time_; }
+    // So many seconds later; it has to be the same minute.
+    LocalMoment laterInItsMinute(int seconds) const {
+        return LocalMoment(weekDay_,
+                           TimePlanTime::verbatim(time_.hour(), time_.minute(), time_.second() + seconds));
+    }
 
 private:
     LocalMoment(int weekDay, const TimePlanTime& time) : weekDay_(weekDay), time_(time) {}

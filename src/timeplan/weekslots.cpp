@@ -2,12 +2,6 @@
 
 namespace orv::horad {
 
-Slot WeekSlots::day(std::size_t day) const {
-    if (full_)
-        return (*full_)[day];
-    return Slot{unpack(clock_[day].start), unpack(clock_[day].stop)};
-}
-
 void WeekSlots::setDay(std::size_t day, const Slot& slot) {
     if (!full_ && fits(slot.start) && fits(slot.stop)) {
         clock_[day] = ClockSlot{pack(slot.start), pack(slot.stop)};
@@ -34,10 +28,6 @@ bool WeekSlots::fits(const TimePlanTime& time) {
 WeekSlots::ClockTime WeekSlots::pack(const TimePlanTime& time) {
     return ClockTime{static_cast<std::uint8_t>(time.hour()), static_cast<std::uint8_t>(time.minute()),
                      static_cast<std::uint8_t>(time.second())};
-}
-
-TimePlanTime WeekSlots::unpack(const ClockTime& time) {
-    return TimePlanTime::verbatim(time.hour, time.minute, time.second);
 }
 
 } // namespace orv::horad

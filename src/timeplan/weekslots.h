@@ -26,7 +26,11 @@ public:
     static constexpr std::size_t days = 7;
 
     // Which day is the first is its user's to say.
-    Slot day(std::size_t day) const;
+    Slot day(std::size_t day) const {
+        if (full_)
+            return (*full_)[day];
+        return Slot{unpack(clock_[day].start), unpack(clock_[day].stop)};
+    }
     void setDay(std::size_t day, const Slot& slot);
 
     bool operator==(const WeekSlots& other) const;
@@ -45,7 +49,9 @@ private:
 
     static bool fits(const TimePlanTime& time);
     static ClockTime pack(const TimePlanTime& time);
-    static TimePlanTime unpack(const ClockTime& time);
+    static TimePlanTime unpack(const ClockTime& time) {
+        return TimePlanTime::verbatim(time.hour, time.minute, time.second);
+    }
 
     std::array<ClockSlot, days> clock_{};
     std::shared_ptr<const FullWeek> full_; // takes the place of clock_ where it is set

@@ -5,9 +5,9 @@ import time
 DAYS = ["Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"]
 
 
-def slot(begin, end):
+def slot(begin, end, local=time.localtime):
     """The columns of a plan whose only slot runs from one moment to another, less than a day later."""
-    first, last = time.localtime(begin), time.localtime(end)
+    first, last = local(begin), local(end)
     day = DAYS[first.tm_wday]
     return {f"Start{day}": time.strftime("%H:%M:%S", first), f"Stop{day}": time.strftime("%H:%M:%S", last)}
 

@@ -1,6 +1,9 @@
 """The statuses of generic time plan tables."""
 
-from plans import slot_around_now, slot_later
+import time
+
+from house import fast_clock
+from plans import slot, slot_around_now, slot_later
 
 
 def test_every_table_of_the_command_line_is_kept_and_no_other(store):
@@ -65,3 +68,21 @@ def test_an_unknown_table_is_an_error_line_and_the_others_go_on(store):
     horad = store.horad("-t", "Typo", "-t", "TimePlans")
     horad.err.wait(r"error horad: size\(\) failed: unknown table: Typo")
     store.wait_value(f"TimePlans.{plan} TimePlanStatus", 1)
+
+
+def set_zone(house, name):
+    status, _, err = house.run("mount", "--bind", f"/usr/share/zoneinfo/Etc/{name}", "/etc/localtime")
+    assert status == 0, err
+
+
+def test_a_time_zone_that_is_set_while_it_runs_counts_within_a_minute(store):
+    half_a_day_on = time.time() + 12 * 3600
+    set_zone(store, "GMT+6")
+    plan = store.add("TimePlans", **slot(half_a_day_on - 9 * 3600, half_a_day_on - 3 * 3600, time.gmtime))
+    at_any_time = store.add("TimePlans", Activate=0)
+    horad = store.start("env", "-u", "TZ", "/run/bin/horad", "-v", "-t", "TimePlans", env=fast_clock(20))
+    horad.err.wait("Activated timeplan: Id: %d " % at_any_time)
+    assert store.get(f"TimePlans.{plan} TimePlanStatus") == "0"
+
+    set_zone(store, "GMT-6")
+    horad.err.wait("Activated timeplan: Id: %d " % plan)

@@ -91,9 +91,13 @@ TEST_F(ReconnectTest, ProcessConnectsSubscribesAndReadsEverythingAgain) {
     EXPECT_EQ(calls, (Calls{"first reads A", "first acts"}));
 }
 
-TEST_F(ReconnectTest, LossThatTheDispatcherHasNotSeenIsFoundByProcess) {
+TEST_F(ReconnectTest, LossBehindTheDispatchersBackIsFoundInItsNextRound) {
     const CapturedLog log;
     server.closeClients();
+    notifications->process();
+    EXPECT_TRUE(calls.empty());
+
+    dispatcher.handleEvents(20000);
     notifications->process();
     EXPECT_EQ(calls, everythingAnew);
 }

@@ -131,8 +131,8 @@ TEST_F(DatabaseFormatTest, FileThatIsNoDatabaseIsRefused) {
 
 TEST_F(DatabaseFormatTest, DamagedDatabaseIsRefused) {
     std::string bytes = contentOf(path);
-    ASSERT_GT(bytes.size(), 8192U);
-    bytes.replace(4096, bytes.size() - 4096, bytes.size() - 4096, '\x5a'); // all but the first page
+    ASSERT_GT(bytes.size(), 4096U);
+    bytes.replace(2048, bytes.size() - 2048, bytes.size() - 2048, '\x5a'); // all but the first page
     writeFile(path, bytes);
 
     expectRefused(testTables, "damaged");
