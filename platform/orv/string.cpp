@@ -19,7 +19,7 @@ bool isDigit(char character) {
 
 } // namespace
 
-int toInteger(const std::string& text) {
+int toInteger(std::string_view text) {
     std::size_t at = std::min(text.find_first_not_of(whiteSpace), text.size());
     const bool negative = at < text.size() && text[at] == '-';
     if (at < text.size() && (text[at] == '-' || text[at] == '+'))

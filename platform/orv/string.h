@@ -3,13 +3,14 @@
 #include <list>
 #include <map>
 #include <string>
+#include <string_view>
 
 namespace orv::string {
 
 // Reads the leading decimal number of a text as atoi does: blanks and one sign in front, whatever stands
 // behind it ignored, 0 where there is none. What 32 bits can't hold becomes the nearest number they hold, on
 // every machine.
-int toInteger(const std::string& text);
+int toInteger(std::string_view text);
 
 // Appends the parts of a text between the separators, empty ones included; an empty text has no part.
 void SeparatedStringtoList(const std::string& text, std::list<std::string>& parts, char separator);

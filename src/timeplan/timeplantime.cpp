@@ -2,11 +2,14 @@
 
 #include "orv/string.h"
 
+#include <string_view>
+
 namespace orv::horad {
 
 using orv::string::toInteger;
 
-TimePlanTime::TimePlanTime(const std::string& text) {
+TimePlanTime::TimePlanTime(const std::string& whole) {
+    const std::string_view text = whole;
     const std::size_t first = text.find(':');
     hour_ = toInteger(text.substr(0, first));
     if (first == std::string::npos)
