@@ -109,20 +109,3 @@ def test_a_slot_begins_by_the_summer_clock(store):
     store.add("WlanTimePlans", Activate=1, StartSun="03:00:00", StopSun="04:00:00")
     store.horad("-t", "WlanTimePlans", at="2027-03-28 01:59:55", tz="Europe/Berlin")
     store.wait_value(WLAN, 1)
-
-
-def test_a_new_time_zone_counts_without_a_restart(store):
-    """The zone of the house: a file at /etc/localtime that is replaced while the daemon runs."""
-    store.run("sh", "-c", "cp -r /etc /tmp/etc && rm /tmp/etc/localtime && mount --bind /tmp/etc /etc && "
-              "cp /usr/share/zoneinfo/Etc/UTC /etc/localtime")
-    there = time.gmtime(time.time() + 12 * 3600)  # twelve hours from UTC, within the slot
-    day = ["Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"][there.tm_wday]
-    begin = time.strftime("%H:%M:%S", time.gmtime(time.time() + 11 * 3600))
-    end = time.strftime("%H:%M:%S", time.gmtime(time.time() + 13 * 3600))
-    if begin > end:  # the slot runs past midnight: it belongs to the day on which it begins
-        day = ["Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"][time.gmtime(time.time() + 11 * 3600).tm_wday]
-    store.add("WlanTimePlans", Activate=1, TimePlanStatus=1, **{f"Start{day}": begin, f"Stop{day}": end})
-    store.horad("-t", "WlanTimePlans")
-    store.wait_value("WlanTimePlans.1 TimePlanStatus", 0)
-    store.run("sh", "-c", "cp /usr/share/zoneinfo/Etc/GMT-12 /etc/localtime.new && mv /etc/localtime.new /etc/localtime")
-    store.wait_value("WlanTimePlans.1 TimePlanStatus", 1)
