@@ -56,6 +56,10 @@ Cell::Cell(const std::string& column, int number) : name(column), value(Value::I
     value.setInteger(number);
 }
 
+Cell::Cell(const std::string& column, unsigned number) : name(column), value(Value::Counter) {
+    value.setInteger(static_cast<int>(number));
+}
+
 Cell::Cell(const std::string& column, const std::string& text) : name(column), value(Value::Text) {
     value.setText(text);
 }

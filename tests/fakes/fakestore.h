@@ -13,6 +13,7 @@ namespace fakes {
 // A cell with a number or a text in it, for rows that stand in a test.
 struct Cell {
     Cell(const std::string& column, int number);
+    Cell(const std::string& column, unsigned number); // a counter
     Cell(const std::string& column, const std::string& text);
     Cell(const std::string& column, const char* text) : Cell(column, std::string(text)) {}
 

@@ -1,6 +1,7 @@
 #include "fakes/scriptedclock.h"
 
 #include <cerrno>
+#include <chrono>
 #include <cstdlib>
 #include <optional>
 
@@ -8,17 +9,20 @@
 
 namespace {
 
-std::optional<std::time_t> scriptedNow;
-fakes::TimeCalls calls;
+using std::chrono::microseconds;
+using std::chrono::seconds;
 
-std::time_t realTime() {
-    timespec now{};
-    clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec;
-}
+enum class Source { Real, Scripted, None };
+
+Source source = Source::Real;
+std::time_t scriptedSeconds; // any, however far away
+microseconds scriptedFraction;
+microseconds scriptedStep;
+fakes::TimeCalls calls;
 
 // Where long has 32 bits the functions that take 64-bit times have names of their own behind the usual ones.
 constexpr bool sixtyFourBesideThirtyTwo = sizeof(std::time_t) > sizeof(long);
+constexpr const char* nameOfClockGettime = sixtyFourBesideThirtyTwo ? "__clock_gettime64" : "clock_gettime";
 constexpr const char* nameOfLocaltime = sixtyFourBesideThirtyTwo ? "__localtime64" : "localtime";
 constexpr const char* nameOfLocaltimeR = sixtyFourBesideThirtyTwo ? "__localtime64_r" : "localtime_r";
 constexpr const char* nameOfMktime = sixtyFourBesideThirtyTwo ? "__mktime64" : "mktime";
@@ -29,18 +33,58 @@ Function* realOne(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+int realClockGettime(clockid_t clock, timespec* result) {
+    static auto* const real = realOne<int(clockid_t, timespec*)>(nameOfClockGettime);
+    return real(clock, result);
+}
+
+void moveOn(microseconds step) {
+    const microseconds fraction = scriptedFraction + step;
+    const seconds whole = std::chrono::floor<seconds>(fraction);
+    scriptedSeconds += static_cast<std::time_t>(whole.count());
+    scriptedFraction = fraction - whole;
+}
+
+// Nothing where there is no time to be had.
+std::optional<timespec> now() {
+    timespec result{};
+    if (source == Source::Real)
+        (void)realClockGettime(CLOCK_REALTIME, &result);
+    if (source == Source::None)
+        return std::nullopt;
+    if (source == Source::Scripted) {
+        result.tv_sec = scriptedSeconds;
+        result.tv_nsec = static_cast<long>(scriptedFraction.count() * 1000);
+        moveOn(scriptedStep);
+    }
+    return result;
+}
+
 } // namespace
 
 extern "C" {
 
 std::time_t time(std::time_t* result) noexcept {
     ++calls.time;
-    const std::time_t now = scriptedNow.value_or(realTime());
-    if (now == static_cast<std::time_t>(-1))
+    const std::optional<timespec> moment = now();
+    const std::time_t answer = moment ? moment->tv_sec : static_cast<std::time_t>(-1);
+    if (!moment)
         errno = EOVERFLOW;
     else if (result != nullptr)
-        *result = now;
-    return now;
+        *result = answer;
+    return answer;
+}
+
+int clock_gettime(clockid_t clock, timespec* result) noexcept {
+    if (clock != CLOCK_REALTIME)
+        return realClockGettime(clock, result);
+    ++calls.clockGettime;
+    const std::optional<timespec> moment = now();
+    if (moment)
+        *result = *moment;
+    else
+        errno = EINVAL;
+    return moment ? 0 : -1;
 }
 
 std::tm* localtime(const std::time_t* seconds) noexcept {
@@ -73,15 +117,27 @@ std::time_t mktime(std::tm* moment) noexcept {
 namespace fakes {
 
 ScriptedClock::~ScriptedClock() {
-    scriptedNow.reset();
+    source = Source::Real;
+    scriptedStep = microseconds(0);
 }
 
 void ScriptedClock::set(std::time_t now) {
-    scriptedNow = now;
+    source = Source::Scripted;
+    scriptedSeconds = now;
+    scriptedFraction = microseconds(0);
+}
+
+void ScriptedClock::set(microseconds sinceEpoch) {
+    set(std::time_t{0});
+    moveOn(sinceEpoch);
+}
+
+void ScriptedClock::tick(microseconds step) {
+    scriptedStep = step;
 }
 
 void ScriptedClock::fail() {
-    scriptedNow = static_cast<std::time_t>(-1);
+    source = Source::None;
 }
 
 TimeCalls timeCalls() {

@@ -1,0 +1,77 @@
+#include "timeplan/timeframe.h"
+
+#include "orv/sysloglevel.h"
+
+#include <algorithm>
+#include <ctime>
+#include <utility>
+
+namespace orv::horad {
+
+namespace {
+
+constexpr int unlimited = -1;
+constexpr const char* logModule = "timefrm";
+constexpr unsigned verboseTracelevel = 1023;
+
+Timeframe::TimePoint atSeconds(std::uint32_t seconds) {
+    return Timeframe::TimePoint(std::chrono::seconds(seconds));
+}
+
+// std::chrono::system_clock's own now() ends in 2038 where the standard library was built with a time_t of
+// 32 bits.
+Timeframe::TimePoint now() {
+    timespec time{};
+    (void)clock_gettime(CLOCK_REALTIME, &time); // can't fail for this clock
+    return Timeframe::TimePoint(std::chrono::seconds(time.tv_sec) +
+                                std::chrono::microseconds(time.tv_nsec / 1000));
+}
+
+} // namespace
+
+Timeframe::Timeframe(const std::string& name, int id, std::uint32_t start, std::uint32_t end, int mode,
+                     const std::string& text, int maxRuns, int interval, int runCounter,
+                     std::shared_ptr<TimePlanFlex> plan)
+    : name_(name),
+      id_(id),
+      start_(atSeconds(start)),
+      end_(atSeconds(end)),
+      executionTime_(start_),
+      mode_(mode),
+      text_(text),
+      maxRuns_(std::max(maxRuns, unlimited)),
+      interval_(interval),
+      runCounter_(runCounter),
+      timePlan_(std::move(plan)) {
+    (void)ORV_Sysloglevel_registerModul(logModule);
+    ORV_Sysloglevel_changeTracelevel(logModule, verboseTracelevel);
+}
+
+bool Timeframe::isOpen() const {
+    if (end_ < now() || now() < start_)
+        return false;
+    return maxRuns_ == unlimited ||
+           static_cast<std::uint32_t>(maxRuns_) >= static_cast<std::uint32_t>(runCounter_);
+}
+
+void Timeframe::checkExecution() {
+    if (!isOpen() || !(executionTime_ < now()))
+        return;
+    due_ = true;
+    (void)updateExecutionTime(); // at the end of the span there is no next one
+}
+
+bool Timeframe::updateExecutionTime() {
+    const TimePoint next = executionTime_ + std::chrono::seconds(interval_);
+    if (end_ < next)
+        return true;
+    executionTime_ = next;
+    return false;
+}
+
+bool Timeframe::operator!=(const Timeframe& other) const {
+    return start_ != other.start_ || end_ != other.end_ || mode_ != other.mode_ || text_ != other.text_ ||
+           maxRuns_ != other.maxRuns_;
+}
+
+} // namespace orv::horad

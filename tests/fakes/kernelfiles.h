@@ -1,0 +1,135 @@
+#pragma once
+
+#include "probes/multicaststreams.h"
+#include "probes/systemidle.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <set>
+#include <string>
+
+#include <sys/inotify.h>
+#include <unistd.h>
+
+// The headers and the rows of the kernel's files, to the blank.
+constexpr char ipCacheHeader[] = "Group    Origin   Iif     Pkts    Bytes    Wrong Oifs\n";
+constexpr char ip6CacheHeader[] = "Group                            Origin                           "
+                                  "Iif      Pkts  Bytes     Wrong  Oifs\n";
+constexpr char ipVifHeader[] = "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags Local    Remote\n";
+constexpr char ip6VifHeader[] = "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags\n";
+
+// That many outgoing interfaces, from index 0 on, each with a TTL of 1.
+inline std::string outputs(int count) {
+    std::string text;
+    for (int index = 0; index < count; ++index)
+        text += (index < 10 ? "  " : " ") + std::to_string(index) + ":1  ";
+    return text;
+}
+
+inline std::string ipRow(const std::string& group, const std::string& outputInterfaces = outputs(1)) {
+    return group + " 0A000001 0         12     3456        0" + outputInterfaces;
+}
+
+inline std::string ip6Row(const std::string& outputInterfaces = outputs(1)) {
+    return "ff3e:0000:0000:0000:0000:0000:ab00:cd22 2aaa:0bbb:0000:0000:0000:0000:0000:eee9 1  "
+           "       12     3456        0" +
+           outputInterfaces;
+}
+
+// Interfaces from index 0 on, called "eth0" and so on where `name` is "eth".
+inline std::string vifTable(const std::string& header, const std::string& name, int count) {
+    std::string text = header;
+    for (int index = 0; index < count; ++index)
+        text += (index < 10 ? " " : "") + std::to_string(index) + " " + name + std::to_string(index) +
+                "           0       0         0       0 00000 0A000001 00000000\n";
+    return text;
+}
+
+// A file of the probes that is the test's own instead of the kernel's, until it goes. It is not there at
+// first.
+class ReplacedFile {
+public:
+    ReplacedFile(const std::filesystem::path& path, const char*& probed)
+        : path_(path.string()), probed_(probed), kernels_(probed) {
+        probed_ = path_.c_str();
+    }
+    ~ReplacedFile() { probed_ = kernels_; }
+    ReplacedFile(const ReplacedFile&) = delete;
+    ReplacedFile& operator=(const ReplacedFile&) = delete;
+
+    const std::string& path() const { return path_; }
+    void write(const std::string& content) const { std::ofstream(path_, std::ios::binary) << content; }
+    void makeDirectory() const { std::filesystem::create_directory(path_); }
+
+private:
+    std::string path_;
+    const char*& probed_;
+    const char* kernels_;
+};
+
+class TemporaryDirectory {
+public:
+    TemporaryDirectory() {
+        std::string place = std::filesystem::temp_directory_path() / "horad-kernel-XXXXXX";
+        if (mkdtemp(place.data()) == nullptr)
+            std::abort();
+        path_ = place;
+    }
+    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+
+    const std::filesystem::path& path() const { return path_; }
+
+private:
+    std::filesystem::path path_;
+};
+
+// All files that the probes read: as long as none is written, no call and no stream.
+struct KernelFiles {
+    void setCalls(const std::string& firstLine) const { sipCalls.write(firstLine + "\n"); }
+    void setStream(bool running) const {
+        ipCache.write(ipCacheHeader + (running ? ipRow("0A0101E0") + "\n" : ""));
+    }
+    void setQuiet() const {
+        setCalls("0");
+        setStream(false);
+    }
+
+    TemporaryDirectory directory;
+    ReplacedFile sipCalls{directory.path() / "instance_count", orv::kvenvSipCallFile};
+    ReplacedFile ipCache{directory.path() / "ip_mr_cache", orv::ipMrCacheFile};
+    ReplacedFile ip6Cache{directory.path() / "ip6_mr_cache", orv::ip6MrCacheFile};
+    ReplacedFile ipVif{directory.path() / "ip_mr_vif", orv::ipMrVifFile};
+    ReplacedFile ip6Vif{directory.path() / "ip6_mr_vif", orv::ip6MrVifFile};
+};
+
+// Sees which files of a directory are opened while it lives.
+class OpenedFiles {
+public:
+    explicit OpenedFiles(const std::filesystem::path& directory) : events_(inotify_init1(IN_NONBLOCK)) {
+        if (inotify_add_watch(events_, directory.c_str(), IN_OPEN) < 0)
+            std::abort();
+    }
+    ~OpenedFiles() { close(events_); }
+    OpenedFiles(const OpenedFiles&) = delete;
+    OpenedFiles& operator=(const OpenedFiles&) = delete;
+
+    std::set<std::string> names() const {
+        std::set<std::string> names;
+        char events[8192];
+        const ssize_t size = read(events_, events, sizeof events);
+        for (ssize_t at = 0; at < size;) {
+            inotify_event event{};
+            std::memcpy(&event, events + at, sizeof event);
+            names.insert(events + at + sizeof event);
+            at += static_cast<ssize_t>(sizeof event + event.len);
+        }
+        return names;
+    }
+
+private:
+    int events_;
+};
