@@ -1,6 +1,7 @@
 // horad: carries out the time-controlled parts of the router's configuration.
 
 #include "cfg/notificationhandler.h"
+#include "handlers/timeframehandler.h"
 #include "handlers/timeplanhandler.h"
 #include "handlers/wlanhandler.h"
 #include "log.h"
@@ -108,6 +109,8 @@ void run() {
     notifications.registerConfigHandler(&wlanHandler);
     orv::horad::TimePlanHandler timePlanHandler(options.tables);
     notifications.registerConfigHandler(&timePlanHandler);
+    orv::horad::TimeframeHandler timeframeHandler(options.repeatDelay, options.verbose);
+    notifications.registerConfigHandler(&timeframeHandler);
 
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();
@@ -117,6 +120,7 @@ void run() {
         dispatcher.handleEvents(eventWait);
         notifications.process();
         timePlanHandler.checkTimePlans(notifications.getConfigClient());
+        timeframeHandler.checkTimeframes(notifications.getConfigClient());
     }
 }
 

@@ -61,6 +61,7 @@ void NotificationHandler::registerConfigHandler(IConfigHandler* handler) {
 void NotificationHandler::initialize() {
     if (initialized_ || !connect().ok())
         return;
+    initialized_ = true; // a handler that stands in a loop until it has a transaction needs connectAgain()
     deliver();
     initialized_ = connection_.isOpen();
     if (initialized_)

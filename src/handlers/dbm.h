@@ -30,4 +30,31 @@ inline constexpr char WlanGlobals[] = "WlanGlobals";
 inline constexpr char WlanGlobals_WlanEnable[] = "WlanEnable";
 inline constexpr char WlanGlobals_AlwaysEnable[] = "AlwaysEnable";
 
+inline constexpr char TimeFrame[] = "TimeFrame";
+inline constexpr char TimeFrame_WindowMode[] = "WindowMode";
+inline constexpr char TimeFrame_Servicetable[] = "Servicetable";
+inline constexpr char TimeFrame_ServicetableId[] = "ServicetableId";
+inline constexpr char TimeFrame_Start[] = "TimeFrameStart";
+inline constexpr char TimeFrame_End[] = "TimeFrameEnd";
+inline constexpr char TimeFrame_UserMessage[] = "UserMessage";
+inline constexpr char TimeFrame_MaxRetries[] = "MaxRetries";
+inline constexpr char TimeFrame_RunCounter[] = "RunCounter";
+
+// A service table: what a time frame starts.
+inline constexpr char FileTransfer[] = "FileTransfer";
+inline constexpr char Service_Status[] = "Status";
+inline constexpr char Service_Result[] = "Result";
+
+inline constexpr char FirmwareUpdateTimePlan[] = "FirmwareUpdateTimePlan";
+inline constexpr char FirmwareUpdateTimePlan_Enable[] = "Enable";
+inline constexpr char FirmwareUpdateTimePlan_WeekDay[] = "WeekDay";
+inline constexpr char FirmwareUpdateTimePlan_StartTimeHour[] = "StartTimeHour";
+inline constexpr char FirmwareUpdateTimePlan_StartTimeMinute[] = "StartTimeMinute";
+inline constexpr char FirmwareUpdateTimePlan_EndTimeHour[] = "EndTimeHour";
+inline constexpr char FirmwareUpdateTimePlan_EndTimeMinute[] = "EndTimeMinute";
+
+// The settings of the service daemon.
+inline constexpr char Wexd[] = "wexd";
+inline constexpr char Wexd_Enable[] = "Enable";
+
 } // namespace orv::horad::dbm

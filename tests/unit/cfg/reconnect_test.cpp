@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 namespace orv::cfg {
 
@@ -100,6 +101,21 @@ TEST_F(ReconnectTest, LossBehindTheDispatchersBackIsFoundInItsNextRound) {
     dispatcher.handleEvents(20000);
     notifications->process();
     EXPECT_EQ(calls, everythingAnew);
+}
+
+TEST_F(ReconnectTest, LoopForATransactionInTheFirstDeliveryBringsTheConnectionBack) {
+    const CapturedLog log;
+    bool started = false;
+    second.onProcess = [&](RecordingHandler::Client& store) {
+        if (std::exchange(started, true))
+            return;
+        server.closeClients();
+        started = until([&] { return store.startTransaction().ok(); });
+        EXPECT_EQ(store.closeTransaction().ok(), started);
+    };
+    build(true);
+    EXPECT_TRUE(started);
+    EXPECT_TRUE(processUntil("second reads everything"));
 }
 
 TEST_F(ReconnectTest, LossAndReturnAreOneWarningAndOneInfoEachTime) {

@@ -1,0 +1,232 @@
+#include "handlers/timeframehandler.h"
+
+#include "handlers/dbm.h"
+#include "probes/systemidle.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdint>
+#include <ctime>
+#include <utility>
+
+#include <unistd.h>
+
+namespace orv::horad {
+
+using cfg::common::IConfigClient;
+using velta::Value;
+using velta::ValueList;
+
+namespace {
+
+constexpr unsigned defaultRepeatInterval = 180;         // seconds
+constexpr useconds_t transactionRetryInterval = 100000; // microseconds
+
+ValueList oneCell(const char* column, Value::TypeCode type, int number) {
+    Value value(type);
+    value.setInteger(number);
+    ValueList values;
+    values.add(column, value);
+    return values;
+}
+
+int intervalOf(unsigned seconds) {
+    return static_cast<int>(std::min<unsigned>(seconds != 0 ? seconds : defaultRepeatInterval, INT_MAX));
+}
+
+// The comparison of two plans is one-sided: either one may have what the other lacks.
+bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
+    return one != other || other != one;
+}
+
+} // namespace
+
+TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug)
+    : log_(debug), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {}
+
+void TimeframeHandler::getTables(std::list<std::string>& tables) {
+    tables.emplace_back(dbm::TimeFrame);
+    tables.emplace_back(dbm::FileTransfer);
+}
+
+bool TimeframeHandler::configChanged(IConfigClient& client, const std::string&) {
+    TimeframeReader reader(client, log_, repeatInterval_);
+    std::optional<Timeframes> loaded = reader.read();
+    if (loaded)
+        merge(std::move(*loaded));
+    const bool statesLoaded = states_.load(client, dbm::FileTransfer);
+    return reader.complete() && statesLoaded;
+}
+
+void TimeframeHandler::merge(Timeframes&& loaded) {
+    for (auto& [id, frame] : loaded)
+        mergeOne(id, std::move(frame));
+    for (auto kept = timeframes_.begin(); kept != timeframes_.end();) {
+        if (loaded.count(kept->first) != 0) {
+            ++kept;
+            continue;
+        }
+        log_.debug(VAStr("Delete removed Timefames Id=%d", kept->first));
+        kept = timeframes_.erase(kept);
+    }
+}
+
+// A frame that did not change keeps what it knows of its runs.
+void TimeframeHandler::mergeOne(int id, std::unique_ptr<Timeframe> loaded) {
+    std::unique_ptr<Timeframe>& kept = timeframes_[id];
+    if (!kept || *kept != *loaded) {
+        log_.debug(VAStr(kept ? "Update entry from Database Id=%d" : "New entry from Database Id=%d", id));
+        kept = std::move(loaded);
+        return;
+    }
+    std::shared_ptr<TimePlanFlex> plan = loaded->timePlan();
+    if (plan && (!kept->timePlan() || differ(*kept->timePlan(), *plan)))
+        kept->setTimePlan(std::move(plan));
+}
+
+void TimeframeHandler::checkTimeframes(IConfigClient& client) {
+    if (firstPass_) {
+        log_.debug("First process: synchronise");
+        firstPass_ = !enableServiceDaemon(client);
+        return;
+    }
+    bool acted = false;
+    for (const auto& [id, frame] : timeframes_)
+        acted = check(client, id, *frame) || acted;
+    if (acted)
+        process(client);
+}
+
+// False where its transaction failed: the next pass tries again.
+bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
+    EResultCode result = client.startTransaction();
+    if (result.ok()) {
+        startServiceDaemon(client);
+        result = client.closeTransaction();
+    }
+    if (!result.ok())
+        log_.error(VAStr("start wexd failed: %s", result.strerror().c_str()));
+    return result.ok();
+}
+
+// True where the frame's service is to be started.
+bool TimeframeHandler::check(IConfigClient& client, int id, Timeframe& frame) {
+    return takeDue(id, frame) && mayRunNow(client, frame) && countRun(client, id, frame);
+}
+
+bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
+    const ServiceState state = states_.get(frame.name(), frame.id());
+    if (state == ServiceState::Succeeded) {
+        log_.debug(
+            VAStr("Skip service %s(Id=%d), already successfull finished", frame.name().c_str(), frame.id()));
+        return false;
+    }
+    frame.checkExecution();
+    if (state == ServiceState::Running) {
+        log_.debug(VAStr("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id()));
+        return false;
+    }
+    if (!frame.isOpen() || !frame.isDue())
+        return false;
+    log_.debug(VAStr("executionRequired for Timeframe(Id=%d)", id));
+    frame.clearDue(); // whatever comes of it: the next try waits for the next execution time
+    return true;
+}
+
+bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) {
+    const bool idle = isSystemIdle(client, SystemIdleType::FirmwareDownload);
+    if (frame.mode() != InWindowWhenIdle)
+        return true;
+    if (!idle) {
+        log_.info("system not idle, reschedule");
+        return false;
+    }
+    const std::shared_ptr<TimePlanFlex> plan = frame.timePlan();
+    const std::optional<LocalMoment> moment = LocalMoment::at(std::time(nullptr));
+    return plan && moment && plan->isActive(*moment);
+}
+
+bool TimeframeHandler::countRun(IConfigClient& client, int id, Timeframe& frame) {
+    frame.setRunCounter(static_cast<int>(static_cast<std::uint32_t>(frame.runCounter()) + 1));
+    ValueList row;
+    if (!client.selectRowByKey(dbm::TimeFrame, dbm::Id, std::to_string(id), row).ok())
+        return false;
+    log_.debug(VAStr("Timeframes (%d) active -> perform Action", row.getValue(dbm::Id).getInteger()));
+    servicesToStart_[row.getValue(dbm::TimeFrame_ServicetableId).getInteger()] =
+        row.getValue(dbm::TimeFrame_Servicetable).getText();
+    executed_.push_back(id);
+    return true;
+}
+
+void TimeframeHandler::process(IConfigClient& client) {
+    if (!beginTransaction(client))
+        return;
+    for (const auto& [id, table] : servicesToStart_)
+        startService(client, table, id);
+    for (const int id : executed_) {
+        const auto frame = timeframes_.find(id);
+        if (frame != timeframes_.end()) // its row may have gone meanwhile
+            writeRunCounter(client, id, frame->second->runCounter());
+    }
+    const EResultCode closed = client.closeTransaction();
+    if (!closed.ok()) {
+        log_.error(VAStr("close dababase transaction failed: %s", closed.strerror().c_str()));
+        (void)client.abortTransaction(); // what could not be committed is gone either way
+        return;
+    }
+    servicesToStart_.clear();
+    executed_.clear();
+}
+
+// Counts up, on purpose: it gives up when the counter is used up, which takes years.
+bool TimeframeHandler::beginTransaction(IConfigClient& client) {
+    constexpr std::uint32_t firstAttempt = 1000;
+    for (std::uint32_t attempt = firstAttempt; attempt != 0; ++attempt) {
+        if (client.startTransaction().ok())
+            return true;
+        usleep(transactionRetryInterval);
+    }
+    return false;
+}
+
+void TimeframeHandler::startService(IConfigClient& client, const std::string& table, int id) {
+    log_.debug(VAStr("_startService(%s, %d)", table.c_str(), id));
+    const std::string key = std::to_string(id);
+    ValueList row;
+    const EResultCode selected = client.selectRowByKey(table, dbm::Id, key, row);
+    if (!selected.ok()) {
+        log_.error(VAStr("read service table \"%s\" failed: %s", table.c_str(), selected.strerror().c_str()));
+        return;
+    }
+    if (!row.hasValue(dbm::Service_Status) || !row.hasValue(dbm::Service_Result))
+        return;
+    const int status = row.getValue(dbm::Service_Status).getInteger();
+    const int result = row.getValue(dbm::Service_Result).getInteger();
+    if (status == ServiceIdle || (status == ServiceDone && result != 0)) {
+        const EResultCode saved = client.updateRow(
+            table, dbm::Id, key, oneCell(dbm::Service_Status, Value::Integer, ServiceStarted));
+        if (!saved.ok())
+            log_.error(VAStr("can't save %s.%d: %s", table.c_str(), id, saved.strerror().c_str()));
+    }
+    if (table == dbm::FileTransfer)
+        startServiceDaemon(client);
+    states_.update(table, id,
+                   stateOfService(status, result)); // as it was read: the notice of the change follows
+}
+
+void TimeframeHandler::startServiceDaemon(IConfigClient& client) {
+    log_.debug("start wexd");
+    const EResultCode written =
+        client.writeSingleRow(dbm::Wexd, 0, oneCell(dbm::Wexd_Enable, Value::Integer, 1));
+    if (!written.ok())
+        log_.error(VAStr("start wexd failed: %s", written.strerror().c_str()));
+}
+
+void TimeframeHandler::writeRunCounter(IConfigClient& client, int id, int runs) {
+    const EResultCode written = client.updateRow(dbm::TimeFrame, dbm::Id, std::to_string(id),
+                                                 oneCell(dbm::TimeFrame_RunCounter, Value::Counter, runs));
+    if (!written.ok())
+        log_.error(VAStr("can't update run counter %d: %s", id, written.strerror().c_str()));
+}
+
+} // namespace orv::horad
