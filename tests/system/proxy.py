@@ -26,8 +26,13 @@ class Proxy:
 
     def arm(self, cut, after, vanish=False):
         """Counts the requests from here on; nobody may be asking."""
-        self._requests = 0
+        self._requests, self._kind = 0, None
         self._after, self._vanish, self._cut = after, vanish, cut
+
+    def arm_at(self, kind, number, after):
+        """Counts the requests of one kind only."""
+        self.arm(number, after)
+        self._kind = kind
 
     def hang_up(self):
         """Cuts a connection over which nothing is asked."""
@@ -68,8 +73,9 @@ class Proxy:
             frame = self._frame(client)
             if not frame:
                 return
-            self._requests += 1
-            cut = self._requests == self._cut
+            counts = self._kind in (None, frame[4])
+            self._requests += counts
+            cut = counts and self._requests == self._cut
             if cut and not self._after:
                 self._note_cut(frame)
                 return

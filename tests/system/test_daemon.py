@@ -171,10 +171,12 @@ def test_it_introduces_itself_and_waits_half_a_second_for_a_transaction(house):
         hello, _ = server.answer_until(HELLO)
         assert hello == struct.pack(">I", MAGIC) + text("horad") + struct.pack(">I", 1)
         subscription, _ = server.answer_until(SUBSCRIBE)
-        assert subscription == struct.pack(">II", 0, 2) + text("WlanGlobals") + text("WlanTimePlans")
+        tables = ("FileTransfer", "TimeFrame", "WlanGlobals", "WlanTimePlans")
+        assert subscription == struct.pack(">II", 0, len(tables)) + b"".join(text(table) for table in tables)
         begin, tables = server.answer_until(BEGIN)
         assert begin == struct.pack(">I", 500)
-        assert tables == ["WlanGlobals", "WlanTimePlans", "WlanTimePlans"]  # the WLAN's handler reads first
+        # In the order of the handlers.
+        assert tables == ["WlanGlobals", "WlanTimePlans", "WlanTimePlans", "TimeFrame", "FileTransfer"]
 
 
 def test_the_handlers_read_in_the_order_of_their_registration(store):

@@ -18,15 +18,17 @@ UNLIMITED = 10**9
 READINGS = 2
 TRANSACTION = 4
 A_NOTICE = 1 + READINGS + TRANSACTION
-A_CONNECTION = 2 + 1 + READINGS + TRANSACTION
+SERVICES = 2 + 2  # their readings, and a transaction in which there is nothing to do
+A_CONNECTION = 2 + 1 + READINGS + SERVICES + TRANSACTION
 
 SANE = [
     r"info horad: (Initial reading of config|Table WlanTimePlans was changed)$",
     r"info horad: Connected to the configuration store again$",
-    r"debug horad: ",
+    r"debug (horad|timefrmhdl): ",
     r"warning horad: .*: connection lost: ",
     r"warning horad: .*: the configuration store sent the end of the connection within a frame, connection closed$",
     r"error horad: (size|selectRow)\(\) failed: .*(not connected|did not answer|end of the connection within a frame)",
+    r"error timefrmhdl: (load time frames|start wexd failed|size\(\) failed|close dababase transaction failed): ",
     r"error horad: Could start transaction: \d+$",
     r"error horad: Could not set status: \d+$",
 ]
@@ -39,11 +41,12 @@ class Household:
         house.cfgserver("-s", STORE)
         house.cfgctl("-s", STORE, "add", "WlanTimePlans", "Activate=1")  # without a slot: at rest, and the WLAN off
         self._client = Client(house.path(STORE))
-        self._client.subscribe("WlanTimePlans", "WlanGlobals")
+        self._client.subscribe("WlanTimePlans", "WlanGlobals", "wexd")
         self._wanted = 0
         self.proxy = ByteProxy(house.path(SOCKET), house.path(STORE))
         self.horad = house.horad("-v", "-t", "WlanTimePlans", env=fast_clock(SPEED))
-        self.horad.err.wait("of handler 1 returned")
+        while self._client.read("wexd")[0]["Enable"] != 1:  # the first pass ends with that
+            self._client.notice()
 
     def toggle(self):
         """Turns the plan into one of the other kind: its status and the WLAN have to follow."""

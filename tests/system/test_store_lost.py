@@ -52,7 +52,7 @@ def test_what_changed_meanwhile_is_seen(disk):
 def test_a_busy_store_does_not_leave_the_wlan_as_it_is(store):
     """Somebody else holds the transaction at the moment when the WLAN has to go on."""
     horad = store.horad("-v", "-t", "WlanTimePlans")
-    horad.err.wait("Initial reading of config")
+    store.wait_value("wexd Enable", 1)  # the first pass is over, the loop at rest
     horad.send(signal.SIGSTOP)
     store.add("WlanTimePlans", Activate=1, TimePlanStatus=1, **slot_around_now())
     holder = Client(store.path(SOCKET))

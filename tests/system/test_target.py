@@ -34,3 +34,19 @@ def test_numbers_keep_their_sign_and_their_32_bits(store):
     horad = store.start("qemu-mips", "-L", "/usr/mips-linux-gnu", "/tmp/horad", "-v", "-t", "TimePlans")
     horad.err.wait("Activated timeplan: Id: 2147483647 ")
     horad.err.wait("Deactivated timeplan: Id: 214 ")
+
+
+def test_a_service_is_repeated_in_a_frame_that_ends_after_2038(store):
+    shutil.copy(HORAD, store.path("/tmp/horad"))
+    row = store.add("FileTransfer", Status=0)
+    window = {"TimeFrameStart": int(time.time()) + 1, "TimeFrameEnd": 4_000_000_000}
+    number = store.add("TimeFrame", ServicetableId=row, MaxRetries=-1, **window)
+    service, frame = f"FileTransfer.{row}", f"TimeFrame.{number}"
+    horad = store.start("qemu-mips", "-L", "/usr/mips-linux-gnu", "/tmp/horad", "-v", "-t", "TimePlans", "-r", "2")
+    store.wait_value(f"{service} Status", 1)
+    store.wait_value(f"{frame} RunCounter", 1)
+    store.set(service, Status=5, Result=1)
+    store.wait_value(f"{frame} RunCounter", 2)
+    store.set(service, Status=5, Result=0)
+    horad.err.wait("already successfull finished")
+    assert horad.err.count("error|warning") == 0

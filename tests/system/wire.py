@@ -125,6 +125,10 @@ class Client:
         values = struct.pack(">I", 1) + text(column) + struct.pack(">BI", SWITCH, number)
         return self.ask(UPDATE, text(table) + text("Id") + text(str(row)) + values)
 
+    def update_integers(self, table, row, **cells):
+        values = b"".join(text(column) + struct.pack(">Bi", INTEGER, number) for column, number in cells.items())
+        return self.ask(UPDATE, text(table) + text("Id") + text(str(row)) + struct.pack(">I", len(cells)) + values)
+
     def commit(self):
         return self.ask(COMMIT)
 
