@@ -1,29 +1,23 @@
 // An idle evaluation pass: every plan is compared with the clock, and each status is right already.
-//
-// bench_evaluation PLANS            times the passes, beside a loop over plain numbers
-// bench_evaluation PLANS PASSES WHO makes that many passes of "horad" or "floor", for a count of instructions
+// The floor is a loop over plain numbers. See runPasses() for the arguments.
 
-#include "bench/samples.h"
+#include "bench/inprocessstore.h"
+#include "bench/passes.h"
 #include "handlers/dbm.h"
 #include "handlers/timeplanhandler.h"
 
 #include <array>
-#include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <list>
 
 namespace {
 
-using bench::Clock;
-using orv::cfg::common::EResultCode;
+using bench::number;
+using bench::text;
 namespace dbm = orv::horad::dbm;
 
 constexpr int days = 7;
 constexpr int minutesADay = 24 * 60;
-constexpr std::size_t fewestSamples = 101;
-constexpr std::chrono::milliseconds shortestTime(300);
-constexpr unsigned plansASample = 20000;
 
 constexpr const char* startColumns[days] = {
     dbm::TimePlan_StartMon, dbm::TimePlan_StartTue, dbm::TimePlan_StartWed, dbm::TimePlan_StartThu,
@@ -43,26 +37,14 @@ int stopMinute(unsigned plan, int day) {
     return (startMinute(plan, day) + 30 + static_cast<int>(plan * 271U % 600U)) % minutesADay;
 }
 
-velta::Value text(const std::string& content) {
-    velta::Value value;
-    value.setText(content);
-    return value;
-}
-
-velta::Value number(int content) {
-    velta::Value value(velta::Value::Switch);
-    value.setInteger(content);
-    return value;
-}
-
 velta::Value timeOfDay(int minute) {
     char content[32];
     std::snprintf(content, sizeof content, "%02d:%02d:00", minute / 60, minute % 60);
     return text(content);
 }
 
-// One table of plans that takes every write and forgets it.
-class PlanStore : public orv::cfg::common::IConfigClient {
+// One table of plans.
+class PlanStore : public bench::InProcessStore {
 public:
     explicit PlanStore(unsigned plans) : plans_(plans) {}
 
@@ -83,19 +65,6 @@ public:
         }
         return {};
     }
-    EResultCode selectRowByKey(const std::string&, const std::string&, const std::string&,
-                               velta::ValueList&) override {
-        return {};
-    }
-    EResultCode writeSingleRow(const std::string&, unsigned, const velta::ValueList&) override { return {}; }
-    EResultCode updateRow(const std::string&, const std::string&, const std::string&,
-                          const velta::ValueList&) override {
-        return {};
-    }
-    bool isTransactionOpen() override { return false; }
-    EResultCode startTransaction() override { return {}; }
-    EResultCode closeTransaction() override { return {}; }
-    EResultCode abortTransaction() override { return {}; }
 
 private:
     unsigned plans_;
@@ -160,44 +129,8 @@ private:
     volatile unsigned writes_ = 0;
 };
 
-template <typename Plans>
-void time(const char* who, unsigned count) {
-    Plans plans(count);
-    bench::Samples samples;
-    const unsigned passes = std::max(1U, plansASample / count);
-    const Clock::time_point end = Clock::now() + shortestTime;
-    while (samples.size() < fewestSamples || Clock::now() < end) {
-        const Clock::time_point begin = Clock::now();
-        for (unsigned i = 0; i < passes; ++i)
-            plans.pass();
-        samples.add(bench::nanoseconds(Clock::now() - begin) / passes / count);
-    }
-    samples.print("evaluation of " + std::to_string(count) + " plans", who, "ns/plan");
-}
-
-template <typename Plans>
-void makePasses(unsigned count, unsigned passes) {
-    Plans plans(count);
-    for (unsigned i = 0; i < passes; ++i)
-        plans.pass();
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
-    const int count = argc == 2 || argc == 4 ? std::atoi(argv[1]) : 0;
-    if (count < 1) {
-        std::fputs("Usage: bench_evaluation PLANS [PASSES horad|floor]\n", stderr);
-        return EXIT_FAILURE;
-    }
-    const auto plans = static_cast<unsigned>(count);
-    if (argc == 2) {
-        time<HoradPlans>("horad", plans);
-        time<PlainPlans>("floor", plans);
-    } else if (std::strcmp(argv[3], "horad") == 0) {
-        makePasses<HoradPlans>(plans, static_cast<unsigned>(std::atoi(argv[2])));
-    } else {
-        makePasses<PlainPlans>(plans, static_cast<unsigned>(std::atoi(argv[2])));
-    }
-    return EXIT_SUCCESS;
+    return bench::runPasses<HoradPlans, PlainPlans>(argc, argv, "plan", "evaluation");
 }
