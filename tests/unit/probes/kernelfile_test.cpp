@@ -98,7 +98,7 @@ TEST_F(KernelFileTest, AMissingFileHasNoLines) {
     std::string line = "untouched";
     EXPECT_FALSE(file.readLine(line));
     EXPECT_FALSE(file.readLine(line));
-    EXPECT_EQ(line, "untouched");
+    EXPECT_EQ(line, "");
 }
 
 TEST_F(KernelFileTest, ADirectoryHasNoLines) {
