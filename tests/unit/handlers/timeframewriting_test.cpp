@@ -39,7 +39,7 @@ TEST_F(TimeframeWriting, WithNothingToWriteThereIsATransactionAllTheSame) {
 }
 
 TEST_F(TimeframeWriting, ATransactionThatCantBeStartedIsTriedAgainEveryHundredMilliseconds) {
-    for (const std::size_t failures : {0, 1, 5, 1000}) {
+    for (const std::size_t failures : {0U, 1U, 5U, 1000U}) {
         SCOPED_TRACE(failures);
         TimeframeHandler handler(0, true);
         setFrames({FrameRow(1)});
