@@ -190,6 +190,7 @@ class House:
         assert line == b"furnished\n", "the private file systems could not be made"
         self._namespace = os.readlink(f"/proc/{self._holder.pid}/ns/mnt")
         self._programs = []
+        self._env = {}
 
     # Where a path of the house is seen from outside.
     def path(self, path):
@@ -208,7 +209,7 @@ class House:
             stdin=stdin,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
-            env={**os.environ, **(env or {})},
+            env={**os.environ, **self._env, **(env or {})},
         )
         program = Program(process)
         self._programs.append(program)
@@ -221,7 +222,7 @@ class House:
             input=input if input is not None else b"",
             capture_output=True,
             timeout=deadline,
-            env={**os.environ, **(env or {})},
+            env={**os.environ, **self._env, **(env or {})},
         )
         return done.returncode, done.stdout.decode(errors="replace"), done.stderr.decode(errors="replace")
 
@@ -278,6 +279,7 @@ class House:
         """From here on a program that is started finds the test's files where the kernel's would be."""
         status, _, err = self.run("sh", "-c", _OWN_PROC)
         assert status == 0, err
+        self._env["LSAN_OPTIONS"] = "detect_leaks=0"  # it would look for /proc/PID
         return KernelFiles(self)
 
     def syslog(self):

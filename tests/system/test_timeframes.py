@@ -87,7 +87,8 @@ class Windows:
         return self.house.horad("-v", "-t", "TimePlans", "-r", interval, env=fast_clock(SPEED))
 
     def wait_runs(self, frame, number):
-        self.wait_value(f"TimeFrame.{frame}", "RunCounter", number)
+        """At least so many: a fast clock can run on between two looks."""
+        wait_until(lambda: self.runs(frame) >= number, f"run {number} of TimeFrame.{frame}")
 
     def runs(self, frame):
         return self.get(f"TimeFrame.{frame}", "RunCounter")
