@@ -37,15 +37,15 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
       logModule_(ORV_Sysloglevel_registerModul(clientName.c_str())),
       connection_(socketPath, clientName, answerTimeout),
       client_(connection_, transactionWait, [this] { return beforeTransaction(); }),
+      answerTimeout_(answerTimeout),
       reconnect_(reconnect),
       mergeChanges_(mergeChanges),
       leaveOutOwn_(leaveOutOwn) {
     connection_.onClose([this](const EResultCode& why) {
         dispatcher_.remove(connection_.descriptor());
         client_.connectionLost();
-        // Who does not answer is not asked again in the same breath: each time would cost the whole time-out.
         if (why.code() == code::timedOut)
-            lastAttempt_ = Clock::now();
+            lastAttempt_ = timedOutAt_ = Clock::now(); // not asked again in the same breath
     });
     connection_.onLeftover([this] { dispatcher_.wake(); });
 }
@@ -99,10 +99,11 @@ EResultCode NotificationHandler::connectAgain() {
         return code::notConnected;
     if (lastAttempt_ && Clock::now() - *lastAttempt_ < attemptInterval)
         return code::notConnected;
-    EResultCode result = connect();
+    const EResultCode result = connect();
     lastAttempt_ = Clock::now();
     if (!result.ok())
         return result;
+    timedOutAt_.reset();
     connectedAgainAt_ = lastAttempt_;
     connection_.forgetComplaint();
     ORV_Sysloglevel_info(logModule_, "notificationhandler", __LINE__,
@@ -112,11 +113,16 @@ EResultCode NotificationHandler::connectAgain() {
 
 EResultCode NotificationHandler::beforeTransaction() {
     if (!connection_.isOpen()) {
-        const EResultCode connected = connectAgain();
+        const EResultCode connected = isMute() ? EResultCode(code::notConnected) : connectAgain();
         if (!connected.ok())
             return connected;
     }
     return areRowsOutdated() ? EResultCode(code::outdated) : EResultCode();
+}
+
+// A caller that goes on trying would wait out the whole time-out each time.
+bool NotificationHandler::isMute() const {
+    return timedOutAt_ && Clock::now() - *timedOutAt_ < answerTimeout_;
 }
 
 bool NotificationHandler::areRowsOutdated() const {

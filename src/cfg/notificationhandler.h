@@ -28,6 +28,7 @@ class NotificationHandler {
 public:
     // Does not connect yet. The dispatcher outlives this object.
     // reconnect: a lost connection is brought back. answerTimeout: seconds to wait for an answer.
+    // No start of a transaction brings a connection back for so long after one did not come.
     // transactionWait: milliseconds that a start of a transaction waits its turn. mergeChanges: several
     // changes of a table before a delivery make one configChanged(). leaveOutOwn: the client's own commits
     // are not notified.
@@ -75,6 +76,7 @@ private:
     EResultCode connect();
     EResultCode connectAgain();
     EResultCode beforeTransaction();
+    bool isMute() const;
     bool areRowsOutdated() const;
     EResultCode subscribe();
     void collectNotices();
@@ -90,6 +92,7 @@ private:
     ORV_Sysloglevel_Modul* logModule_;
     Connection connection_;
     ConfigClient client_;
+    std::chrono::seconds answerTimeout_;
     bool reconnect_;
     bool mergeChanges_;
     bool leaveOutOwn_;
@@ -97,6 +100,7 @@ private:
     std::vector<Follower> followers_;
     std::vector<Reading> readings_;                     // due with the next delivery, in order
     std::optional<Clock::time_point> lastAttempt_;      // of connecting again
+    std::optional<Clock::time_point> timedOutAt_;       // until one succeeds
     std::optional<Clock::time_point> connectedAgainAt_; // when the last one succeeded
 };
 

@@ -248,12 +248,13 @@ TEST_F(ConnectionTest, NoticesWithoutEndDoNotStretchTheTimeOut) {
     std::string flood;
     for (int i = 0; i < 100000; ++i)
         flood += fakes::frameOf(notice);
-    server.answer(RequestKind::Commit, [&flood](const Request&) {
-        std::string bytes;
-        for (int i = 0; i < 40; ++i)
-            bytes += flood;
-        return bytes;
-    });
+    server.answer(RequestKind::Commit,
+                  [flood](const Request&) { // the server may still be at it when the test is over
+                      std::string bytes;
+                      for (int i = 0; i < 40; ++i)
+                          bytes += flood;
+                      return bytes;
+                  });
     const CapturedLog log;
     const auto begin = std::chrono::steady_clock::now();
     EXPECT_EQ(commit(connection).code(), code::timedOut);

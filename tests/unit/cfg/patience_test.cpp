@@ -92,4 +92,40 @@ TEST_F(PatienceTest, StoreThatDoesNotAnswerIsNotAskedAgainInTheSameBreath) {
     EXPECT_EQ(server.count(RequestKind::Hello), greetings);
 }
 
+// Each greeting would hold up the caller's loop for the whole time-out.
+TEST_F(PatienceTest, LoopForATransactionGreetsAStoreThatDoesNotAnswerOnceATimeOut) {
+    server.neverAnswer(RequestKind::Begin);
+    server.neverAnswer(RequestKind::Hello);
+    const std::size_t greetings = server.count(RequestKind::Hello);
+    EXPECT_EQ(notifications.getConfigClient().startTransaction().code(), code::timedOut);
+    const auto begin = std::chrono::steady_clock::now();
+
+    ASSERT_TRUE(support::until([&] {
+        (void)notifications.getConfigClient().startTransaction();
+        return server.count(RequestKind::Hello) > greetings;
+    }));
+
+    EXPECT_GT(std::chrono::steady_clock::now() - begin,
+              std::chrono::milliseconds(1900)); // a rest and a time-out
+    EXPECT_EQ(server.count(RequestKind::Hello), greetings + 1);
+}
+
+TEST_F(PatienceTest, LoopForATransactionIsServedAsSoonAsTheConnectionIsBack) {
+    server.neverAnswer(RequestKind::Begin);
+    EXPECT_EQ(notifications.getConfigClient().startTransaction().code(), code::timedOut);
+    ASSERT_TRUE(support::until([&] {
+        notifications.process();
+        return notifications.connected();
+    }));
+    server.closeClients();
+    const std::size_t greetings = server.count(RequestKind::Hello);
+
+    EXPECT_TRUE(support::until(
+        [&] {
+            (void)notifications.getConfigClient().startTransaction();
+            return server.count(RequestKind::Hello) > greetings;
+        },
+        std::chrono::milliseconds(900)));
+}
+
 } // namespace orv::cfg
