@@ -2,22 +2,21 @@
 //                         IPv4 routes, beside a plain reading of the files that it needs. Files like the
 //                         kernel's are written into the current folder.
 
+#include "bench/calls.h"
 #include "bench/inprocessstore.h"
-#include "bench/samples.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
 
 #include <cstdarg>
 #include <cstdlib>
 #include <fstream>
-#include <functional>
+#include <string>
+#include <vector>
 
 #include <fcntl.h>
 #include <unistd.h>
 
 namespace {
-
-using bench::Clock;
 
 constexpr int interfaces = 8;
 constexpr int largestCache = 1000; // rows
@@ -79,21 +78,6 @@ void readPlainly(const char* path) {
     (void)close(file);
 }
 
-void time(int rows, const char* who, const std::function<void()>& call) {
-    constexpr std::size_t fewestSamples = 101;
-    constexpr std::chrono::milliseconds shortestTime(300);
-    constexpr double microsecondsANanosecond = 1e-3;
-    bench::Samples samples;
-    call();
-    const Clock::time_point end = Clock::now() + shortestTime;
-    while (samples.size() < fewestSamples || Clock::now() < end) {
-        const Clock::time_point begin = Clock::now();
-        call();
-        samples.add(bench::nanoseconds(Clock::now() - begin));
-    }
-    samples.print("idle probe with " + std::to_string(rows) + " streams", who, "us", microsecondsANanosecond);
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
@@ -103,14 +87,15 @@ int main(int argc, char* argv[]) {
         return EXIT_FAILURE;
     }
     const std::vector<const char*> needed = writeFiles(rows);
+    const std::string figure = "idle probe with " + std::to_string(rows) + " streams";
     bench::InProcessStore store;
     const bool expected = rows == 0; // each of the streams is television
     bool asExpected = true;
-    time(rows, "horad", [&] {
+    bench::timeCalls(figure, "horad", [&] {
         asExpected =
             orv::isSystemIdle(store, orv::SystemIdleType::FirmwareDownload) == expected && asExpected;
     });
-    time(rows, "floor", [&] {
+    bench::timeCalls(figure, "floor", [&] {
         for (const char* path : needed)
             readPlainly(path);
     });

@@ -1,6 +1,5 @@
 #include "log.h"
 
-#include <cstdarg>
 #include <cstdio>
 
 namespace orv::horad {
@@ -9,24 +8,9 @@ namespace {
 
 constexpr const char* moduleName = "horad";
 constexpr const char* sourceName = "log";
-constexpr unsigned normalTracelevel = 113;
-constexpr unsigned verboseTracelevel = 1023; // all levels, debug included
 
 // One line of the platform's facility for each level; callers' lines are not known here.
 enum SourceLine { ErrorLine = 1, WarningLine, InfoLine, DebugLine };
-
-// A text on the stack: what does not fit is cut.
-class Text {
-public:
-    Text(const char* format, std::va_list arguments) {
-        if (std::vsnprintf(text_, sizeof text_, format, arguments) < 0)
-            text_[0] = '\0';
-    }
-    const char* get() const { return text_; }
-
-private:
-    char text_[1024];
-};
 
 // What the signal handlers log through: they can't ask for the instance, whose first call takes a lock.
 const ORV_Sysloglevel_Modul* signalModule = nullptr;
@@ -59,33 +43,36 @@ void Logger::setVerbose(bool verbose) {
 void Logger::error(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const Text text(format, arguments);
+    write(ORV_Sysloglevel_error, ErrorLine, format, arguments);
     va_end(arguments);
-    ORV_Sysloglevel_error(module_, sourceName, ErrorLine, text.get());
 }
 
 void Logger::warning(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const Text text(format, arguments);
+    write(ORV_Sysloglevel_warning, WarningLine, format, arguments);
     va_end(arguments);
-    ORV_Sysloglevel_warning(module_, sourceName, WarningLine, text.get());
 }
 
 void Logger::info(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const Text text(format, arguments);
+    write(ORV_Sysloglevel_info, InfoLine, format, arguments);
     va_end(arguments);
-    ORV_Sysloglevel_info(module_, sourceName, InfoLine, text.get());
 }
 
 void Logger::debug(const char* format, ...) {
     std::va_list arguments;
     va_start(arguments, format);
-    const Text text(format, arguments);
+    write(ORV_Sysloglevel_debug, DebugLine, format, arguments);
     va_end(arguments);
-    ORV_Sysloglevel_debug(module_, sourceName, DebugLine, text.get());
+}
+
+void Logger::write(WriteLine* writeLine, int sourceLine, const char* format, std::va_list arguments) const {
+    char text[1024]; // what does not fit is cut
+    if (std::vsnprintf(text, sizeof text, format, arguments) < 0)
+        text[0] = '\0';
+    writeLine(module_, sourceName, sourceLine, text);
 }
 
 void Logger::warningFromSignal(const char* text) {

@@ -3,7 +3,13 @@
 #include "orv/error.h"
 #include "orv/sysloglevel.h"
 
+#include <cstdarg>
+
 namespace orv::horad {
+
+// Trace levels of a log module, see orv/sysloglevel.h.
+inline constexpr unsigned normalTracelevel = 113;
+inline constexpr unsigned verboseTracelevel = 1023; // all levels, debug included
 
 // The daemon's log module "horad". Off the system log at first, and without debug lines.
 //
@@ -26,7 +32,10 @@ public:
     static void debugFromSignal(const char* text);
 
 private:
+    using WriteLine = void(const ORV_Sysloglevel_Modul* module, const char* file, int line, const char* text);
+
     Logger();
+    void write(WriteLine* writeLine, int sourceLine, const char* format, std::va_list arguments) const;
 
     orv::error::DefaultAssertHook assertHook_;
     ORV_Sysloglevel_Modul* module_;

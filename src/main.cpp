@@ -1,6 +1,7 @@
 // horad: carries out the time-controlled parts of the router's configuration.
 
 #include "cfg/notificationhandler.h"
+#include "handlers/reboothandler.h"
 #include "handlers/timeframehandler.h"
 #include "handlers/timeplanhandler.h"
 #include "handlers/wlanhandler.h"
@@ -11,6 +12,7 @@
 
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -29,7 +31,8 @@ constexpr const char* pidFileDirectory = "/var/run";
 constexpr const char* storeSocket = "/tmp/cfgserver.socket";
 constexpr useconds_t connectInterval = 100000; // microseconds
 constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
-constexpr int largestHeapBlock = 128 * 1024;   // bytes
+constexpr std::uint32_t iterationsPerRebootCheck = 25;
+constexpr int largestHeapBlock = 128 * 1024; // bytes
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
 
 Options options;
@@ -111,16 +114,20 @@ void run() {
     notifications.registerConfigHandler(&timePlanHandler);
     orv::horad::TimeframeHandler timeframeHandler(options.repeatDelay, options.verbose);
     notifications.registerConfigHandler(&timeframeHandler);
+    orv::horad::RebootHandler rebootHandler;
+    notifications.registerConfigHandler(&rebootHandler);
 
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();
         usleep(connectInterval);
     }
-    while (running != 0) {
+    for (std::uint32_t iteration = 1; running != 0; ++iteration) {
         dispatcher.handleEvents(eventWait);
         notifications.process();
         timePlanHandler.checkTimePlans(notifications.getConfigClient());
         timeframeHandler.checkTimeframes(notifications.getConfigClient());
+        if (iteration % iterationsPerRebootCheck == 0)
+            rebootHandler.checkReboot(notifications.getConfigClient());
     }
 }
 

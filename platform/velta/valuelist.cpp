@@ -2,13 +2,13 @@
 
 namespace velta {
 
-const Value& ValueList::getValue(const std::string& name) const {
+const Value& ValueList::getValue(std::string_view name) const {
     static const Value none;
     const Value* value = find(name);
     return value != nullptr ? *value : none;
 }
 
-const Value* ValueList::find(const std::string& name) const {
+const Value* ValueList::find(std::string_view name) const {
     for (const Cell& cell : cells_)
         if (cell.first == name)
             return &cell.second;

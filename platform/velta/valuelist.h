@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -19,8 +20,8 @@ public:
 
     // The first cell of that name; a missing column gives a value of type none. The reference holds until
     // the list changes.
-    const Value& getValue(const std::string& name) const;
-    bool hasValue(const std::string& name) const { return find(name) != nullptr; }
+    const Value& getValue(std::string_view name) const;
+    bool hasValue(std::string_view name) const { return find(name) != nullptr; }
 
     void clear() { cells_.clear(); }
     void reserve(std::size_t cells) { cells_.reserve(cells); }
@@ -33,7 +34,7 @@ public:
     bool operator!=(const ValueList& other) const { return cells_ != other.cells_; }
 
 private:
-    const Value* find(const std::string& name) const;
+    const Value* find(std::string_view name) const;
 
     std::vector<Cell> cells_;
 };

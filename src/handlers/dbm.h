@@ -57,4 +57,15 @@ inline constexpr char FirmwareUpdateTimePlan_EndTimeMinute[] = "EndTimeMinute";
 inline constexpr char Wexd[] = "wexd";
 inline constexpr char Wexd_Enable[] = "Enable";
 
+inline constexpr char AutoReboot[] = "AutoReboot";
+inline constexpr char AutoReboot_Enable[] = "Enable";
+inline constexpr char AutoReboot_WeekDay[] = "WeekDay";
+inline constexpr char AutoReboot_Time[] = "Time";
+inline constexpr char AutoReboot_LastReboot[] = "LastReboot";
+inline constexpr char AutoReboot_MinimumRuntime[] = "MinimumRuntime";
+
+// The command table: a 1 in "Trigger" asks the router to reboot.
+inline constexpr char Reboot[] = "Reboot";
+inline constexpr char Reboot_Trigger[] = "Trigger";
+
 } // namespace orv::horad::dbm

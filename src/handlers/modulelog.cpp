@@ -1,34 +1,30 @@
-#include "handlers/timeframelog.h"
+#include "handlers/modulelog.h"
+
+#include "log.h"
 
 namespace orv::horad {
 
-namespace {
+ModuleLog::ModuleLog(const char* module, const char* source)
+    : name_(module), source_(source), module_(ORV_Sysloglevel_registerModul(module)) {}
 
-constexpr const char* moduleName = "timefrmhdl";
-constexpr const char* sourceName = "timeframehandler";
-constexpr unsigned normalTracelevel = 113;
-constexpr unsigned verboseTracelevel = 1023; // all levels, debug included
-
-} // namespace
-
-TimeframeLog::TimeframeLog(bool debug) : module_(ORV_Sysloglevel_registerModul(moduleName)) {
-    ORV_Sysloglevel_changeTracelevel(moduleName, debug ? verboseTracelevel : normalTracelevel);
+void ModuleLog::setVerbose(bool verbose) const {
+    ORV_Sysloglevel_changeTracelevel(name_, verbose ? verboseTracelevel : normalTracelevel);
 }
 
-void TimeframeLog::error(const std::string& text) const {
-    ORV_Sysloglevel_error(module_, sourceName, __LINE__, text.c_str());
+void ModuleLog::error(const char* text) const {
+    ORV_Sysloglevel_error(module_, source_, __LINE__, text);
 }
 
-void TimeframeLog::warning(const std::string& text) const {
-    ORV_Sysloglevel_warning(module_, sourceName, __LINE__, text.c_str());
+void ModuleLog::warning(const char* text) const {
+    ORV_Sysloglevel_warning(module_, source_, __LINE__, text);
 }
 
-void TimeframeLog::info(const std::string& text) const {
-    ORV_Sysloglevel_info(module_, sourceName, __LINE__, text.c_str());
+void ModuleLog::info(const char* text) const {
+    ORV_Sysloglevel_info(module_, source_, __LINE__, text);
 }
 
-void TimeframeLog::debug(const std::string& text) const {
-    ORV_Sysloglevel_debug(module_, sourceName, __LINE__, text.c_str());
+void ModuleLog::debug(const char* text) const {
+    ORV_Sysloglevel_debug(module_, source_, __LINE__, text);
 }
 
 } // namespace orv::horad

@@ -6,18 +6,28 @@
 
 namespace orv::horad {
 
-// The log module of everything that has to do with time frames. Copies write to the same one.
-class TimeframeLog {
+// A handler's own way into the log: a module, which may be one of others too, and the name of the source file
+// that its lines carry. The texts are finished, with VAStr(). Copies write to the same module.
+class ModuleLog {
 public:
-    // `debug`: debug lines pass too.
-    explicit TimeframeLog(bool debug);
+    // Registers the module where that was not done yet. The texts have to live as long as the log.
+    ModuleLog(const char* module, const char* source);
 
-    void error(const std::string& text) const;
-    void warning(const std::string& text) const;
-    void info(const std::string& text) const;
-    void debug(const std::string& text) const;
+    // Whether debug lines pass, for everybody who writes to the module.
+    void setVerbose(bool verbose) const;
+
+    void error(const char* text) const;
+    void warning(const char* text) const;
+    void info(const char* text) const;
+    void debug(const char* text) const;
+    void error(const std::string& text) const { error(text.c_str()); }
+    void warning(const std::string& text) const { warning(text.c_str()); }
+    void info(const std::string& text) const { info(text.c_str()); }
+    void debug(const std::string& text) const { debug(text.c_str()); }
 
 private:
+    const char* name_;
+    const char* source_;
     const ORV_Sysloglevel_Modul* module_; // lives as long as the process
 };
 

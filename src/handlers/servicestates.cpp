@@ -2,8 +2,6 @@
 
 #include "handlers/dbm.h"
 
-#include <set>
-
 namespace orv::horad {
 
 using cfg::common::IConfigClient;
@@ -30,9 +28,6 @@ ServiceState stateOfService(int status, int result) {
 }
 
 bool ServiceStates::load(IConfigClient& client, const std::string& table) {
-    std::set<int> unseen;
-    for (const auto& [id, state] : states_[table])
-        unseen.insert(id);
     unsigned rows = 0;
     const EResultCode sized = client.size(table, rows);
     if (!sized.ok()) {
@@ -40,6 +35,7 @@ bool ServiceStates::load(IConfigClient& client, const std::string& table) {
         return false;
     }
     log_.debug(VAStr("Load service states from %s (size=%zu)", table.c_str(), std::size_t{rows}));
+    std::map<int, ServiceState> seen;
     for (unsigned i = 0; i < rows; ++i) {
         ValueList row;
         const EResultCode selected = client.selectRow(table, i, row, velta::NameList());
@@ -48,11 +44,10 @@ bool ServiceStates::load(IConfigClient& client, const std::string& table) {
             return false;
         }
         const int id = row.getValue(dbm::Id).getInteger();
-        unseen.erase(id);
         take(table, id, row);
+        seen[id] = get(table, id);
     }
-    for (const int id : unseen)
-        states_[table].erase(id);
+    states_[table].swap(seen);
     return true;
 }
 

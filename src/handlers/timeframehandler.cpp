@@ -1,6 +1,7 @@
 #include "handlers/timeframehandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/writing.h"
 #include "probes/systemidle.h"
 
 #include <algorithm>
@@ -22,14 +23,6 @@ namespace {
 constexpr unsigned defaultRepeatInterval = 180;         // seconds
 constexpr useconds_t transactionRetryInterval = 100000; // microseconds
 
-ValueList oneCell(const char* column, Value::TypeCode type, int number) {
-    Value value(type);
-    value.setInteger(number);
-    ValueList values;
-    values.add(column, value);
-    return values;
-}
-
 int intervalOf(unsigned seconds) {
     return static_cast<int>(std::min<unsigned>(seconds != 0 ? seconds : defaultRepeatInterval, INT_MAX));
 }
@@ -42,7 +35,9 @@ bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
 } // namespace
 
 TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug)
-    : log_(debug), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {}
+    : log_("timefrmhdl", "timeframehandler"), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {
+    log_.setVerbose(debug);
+}
 
 void TimeframeHandler::getTables(std::list<std::string>& tables) {
     tables.emplace_back(dbm::TimeFrame);
@@ -60,28 +55,26 @@ bool TimeframeHandler::configChanged(IConfigClient& client, const std::string&) 
 
 void TimeframeHandler::merge(Timeframes&& loaded) {
     for (auto& [id, frame] : loaded)
-        mergeOne(id, std::move(frame));
-    for (auto kept = timeframes_.begin(); kept != timeframes_.end();) {
-        if (loaded.count(kept->first) != 0) {
-            ++kept;
-            continue;
-        }
-        log_.debug(VAStr("Delete removed Timefames Id=%d", kept->first));
-        kept = timeframes_.erase(kept);
-    }
+        mergeOne(id, frame);
+    for (const auto& [id, frame] : timeframes_)
+        if (loaded.count(id) == 0)
+            log_.debug(VAStr("Delete removed Timefames Id=%d", id));
+    timeframes_.swap(loaded);
 }
 
-// A frame that did not change keeps what it knows of its runs.
-void TimeframeHandler::mergeOne(int id, std::unique_ptr<Timeframe> loaded) {
-    std::unique_ptr<Timeframe>& kept = timeframes_[id];
-    if (!kept || *kept != *loaded) {
-        log_.debug(VAStr(kept ? "Update entry from Database Id=%d" : "New entry from Database Id=%d", id));
-        kept = std::move(loaded);
+// A frame that did not change keeps what it knows of its runs: it takes the place of the loaded one.
+void TimeframeHandler::mergeOne(int id, std::unique_ptr<Timeframe>& loaded) {
+    const auto kept = timeframes_.find(id);
+    if (kept == timeframes_.end() || *kept->second != *loaded) {
+        log_.debug(VAStr(kept != timeframes_.end() ? "Update entry from Database Id=%d"
+                                                   : "New entry from Database Id=%d",
+                         id));
         return;
     }
     std::shared_ptr<TimePlanFlex> plan = loaded->timePlan();
-    if (plan && (!kept->timePlan() || differ(*kept->timePlan(), *plan)))
-        kept->setTimePlan(std::move(plan));
+    if (plan && (!kept->second->timePlan() || differ(*kept->second->timePlan(), *plan)))
+        kept->second->setTimePlan(std::move(plan));
+    loaded = std::move(kept->second);
 }
 
 void TimeframeHandler::checkTimeframes(IConfigClient& client) {
@@ -103,6 +96,8 @@ bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
     if (result.ok()) {
         startServiceDaemon(client);
         result = client.closeTransaction();
+        if (!result.ok())
+            (void)client.abortTransaction(); // what could not be committed is gone either way
     }
     if (!result.ok())
         log_.error(VAStr("start wexd failed: %s", result.strerror().c_str()));
@@ -134,7 +129,8 @@ bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
 }
 
 bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) {
-    const bool idle = isSystemIdle(client, SystemIdleType::FirmwareDownload);
+    const bool idle =
+        isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, on purpose
     if (frame.mode() != InWindowWhenIdle)
         return true;
     if (!idle) {

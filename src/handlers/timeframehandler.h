@@ -1,8 +1,8 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
+#include "handlers/modulelog.h"
 #include "handlers/servicestates.h"
-#include "handlers/timeframelog.h"
 #include "handlers/timeframereader.h"
 
 #include <list>
@@ -36,7 +36,7 @@ private:
     using EResultCode = velta::protocol::EResultCode;
 
     void merge(Timeframes&& loaded);
-    void mergeOne(int id, std::unique_ptr<Timeframe> loaded);
+    void mergeOne(int id, std::unique_ptr<Timeframe>& loaded);
     [[nodiscard]] bool enableServiceDaemon(cfg::common::IConfigClient& client);
     void startServiceDaemon(cfg::common::IConfigClient& client);
     bool check(cfg::common::IConfigClient& client, int id, Timeframe& frame);
@@ -47,7 +47,7 @@ private:
     void startService(cfg::common::IConfigClient& client, const std::string& table, int id);
     void writeRunCounter(cfg::common::IConfigClient& client, int id, int runs);
 
-    TimeframeLog log_;
+    ModuleLog log_;
     Timeframes timeframes_;
     std::map<int, std::string> servicesToStart_; // the table of each service, by its row's Id
     ServiceStates states_;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfg/iconfigclient.h"
-#include "handlers/timeframelog.h"
+#include "handlers/modulelog.h"
 #include "timeplan/timeframe.h"
 #include "timeplan/timeplanflex.h"
 
@@ -26,7 +26,7 @@ using Timeframes = std::map<int, std::unique_ptr<Timeframe>>;
 class TimeframeReader {
 public:
     // `interval`: seconds between two runs that fall due.
-    TimeframeReader(cfg::common::IConfigClient& client, const TimeframeLog& log, int interval)
+    TimeframeReader(cfg::common::IConfigClient& client, const ModuleLog& log, int interval)
         : client_(client), log_(log), interval_(interval) {}
 
     // A row that can't be read, or whose mode is unknown, is left out. A frame has no plan where the plan's
@@ -43,7 +43,7 @@ private:
     void failTimeframes(const velta::protocol::EResultCode& why);
 
     cfg::common::IConfigClient& client_;
-    const TimeframeLog& log_;
+    const ModuleLog& log_;
     int interval_;
     bool complete_ = true;
     bool userTimePlanRead_ = false;

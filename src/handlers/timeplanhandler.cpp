@@ -1,7 +1,7 @@
 #include "handlers/timeplanhandler.h"
 
 #include "handlers/dbm.h"
-#include "handlers/switchvalue.h"
+#include "handlers/writing.h"
 #include "log.h"
 
 #include <ctime>
@@ -16,31 +16,25 @@ using velta::protocol::EResultCode;
 
 namespace {
 
-using SetDay = void (TimePlan::*)(const TimePlanTime&, const TimePlanTime&);
-
 struct DayColumns {
     const char* start;
     const char* stop;
-    SetDay set;
 };
 
-constexpr DayColumns dayColumns[] = {
-    {dbm::TimePlan_StartMon, dbm::TimePlan_StopMon, &TimePlan::setMon},
-    {dbm::TimePlan_StartTue, dbm::TimePlan_StopTue, &TimePlan::setTue},
-    {dbm::TimePlan_StartWed, dbm::TimePlan_StopWed, &TimePlan::setWed},
-    {dbm::TimePlan_StartThu, dbm::TimePlan_StopThu, &TimePlan::setThu},
-    {dbm::TimePlan_StartFri, dbm::TimePlan_StopFri, &TimePlan::setFri},
-    {dbm::TimePlan_StartSat, dbm::TimePlan_StopSat, &TimePlan::setSat},
-    {dbm::TimePlan_StartSun, dbm::TimePlan_StopSun, &TimePlan::setSun},
+constexpr DayColumns dayColumns[WeekSlots::days] = {
+    {dbm::TimePlan_StartMon, dbm::TimePlan_StopMon}, {dbm::TimePlan_StartTue, dbm::TimePlan_StopTue},
+    {dbm::TimePlan_StartWed, dbm::TimePlan_StopWed}, {dbm::TimePlan_StartThu, dbm::TimePlan_StopThu},
+    {dbm::TimePlan_StartFri, dbm::TimePlan_StopFri}, {dbm::TimePlan_StartSat, dbm::TimePlan_StopSat},
+    {dbm::TimePlan_StartSun, dbm::TimePlan_StopSun},
 };
 
 TimePlan planFrom(const ValueList& row) {
     TimePlan plan(row.getValue(dbm::Id).getInteger(), row.getValue(dbm::TimePlan_Name).getText(),
                   row.getValue(dbm::TimePlan_Status).getInteger() != 0);
     plan.setMarked(row.getValue(dbm::TimePlan_Activate).getInteger() != 0);
-    for (const DayColumns& day : dayColumns)
-        (plan.*day.set)(TimePlanTime(row.getValue(day.start).getText()),
-                        TimePlanTime(row.getValue(day.stop).getText()));
+    for (std::size_t day = 0; day < WeekSlots::days; ++day)
+        plan.setDay(day, TimePlanTime(row.getValue(dayColumns[day].start).getText()),
+                    TimePlanTime(row.getValue(dayColumns[day].stop).getText()));
     return plan;
 }
 
@@ -139,8 +133,7 @@ void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table,
 // True when the write was attempted, also where the row could not be updated: the store's notice of the next
 // change brings its value back. False when no transaction could be started: the next pass tries again.
 bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& table, int id, bool status) {
-    ValueList values;
-    values.add(dbm::TimePlan_Status, switchValue(status));
+    const ValueList values = oneCell(dbm::TimePlan_Status, velta::Value::Switch, status ? 1 : 0);
     const EResultCode started = client.startTransaction();
     if (!started.ok()) {
         logStartFailure(started);

@@ -1,7 +1,7 @@
 #include "handlers/wlanhandler.h"
 
 #include "handlers/dbm.h"
-#include "handlers/switchvalue.h"
+#include "handlers/writing.h"
 #include "log.h"
 
 namespace orv::horad {
@@ -97,8 +97,8 @@ void WlanHandler::process(IConfigClient& client) {
 }
 
 void WlanHandler::writeWlanEnable(IConfigClient& client) {
-    ValueList values;
-    values.add(dbm::WlanGlobals_WlanEnable, switchValue(wantedStatus_));
+    const ValueList values =
+        oneCell(dbm::WlanGlobals_WlanEnable, velta::Value::Switch, wantedStatus_ ? 1 : 0);
     const EResultCode started = client.startTransaction();
     if (!started.ok()) {
         logStartFailure(started);

@@ -1,15 +1,33 @@
-#include "handlers/switchvalue.h"
+#include "handlers/writing.h"
 
 #include "log.h"
 
 namespace orv::horad {
 
+using velta::Value;
+using velta::ValueList;
 using velta::protocol::EResultCode;
 
-velta::Value switchValue(bool on) {
-    velta::Value value(velta::Value::Switch);
-    value.setInteger(on ? 1 : 0);
-    return value;
+namespace {
+
+ValueList oneCell(const char* column, const Value& value) {
+    ValueList values;
+    values.add(column, value);
+    return values;
+}
+
+} // namespace
+
+ValueList oneCell(const char* column, Value::TypeCode type, int number) {
+    Value value(type);
+    value.setInteger(number);
+    return oneCell(column, value);
+}
+
+ValueList oneCell(const char* column, const std::string& text) {
+    Value value(Value::Text);
+    value.setText(text);
+    return oneCell(column, value);
 }
 
 void logStartFailure(const EResultCode& result) {

@@ -1,16 +1,20 @@
 #pragma once
 
 #include "velta/protocol/resultcode.h"
-#include "velta/value.h"
+#include "velta/valuelist.h"
+
+#include <string>
 
 namespace orv::horad {
 
-// What the handlers that write switches have in common.
+// What the handlers that write to the store have in common.
 
-velta::Value switchValue(bool on);
+// The cells of a write that changes one column.
+velta::ValueList oneCell(const char* column, velta::Value::TypeCode type, int number);
+velta::ValueList oneCell(const char* column, const std::string& text);
 
-// Two error lines, each with a debug line behind it that tells the reason. Their wording, "not" left out and
-// a number at the end, is what people search logs for.
+// For those that write switches: two error lines, each with a debug line behind it that tells the reason.
+// Their wording, "not" left out and a number at the end, is what people search logs for.
 void logStartFailure(const velta::protocol::EResultCode& result);
 void logWriteFailure(const velta::protocol::EResultCode& result);
 

@@ -5,11 +5,12 @@
 #include "probes/stringhelpers.h"
 
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <iterator>
 #include <map>
 #include <utility>
-#include <vector>
 
 namespace orv {
 
@@ -30,22 +31,22 @@ public:
         string::ltrim(line_);
         string::rtrim(line_);
         replaceDoubleSpaces(line_);
-        std::list<std::string> parts;
-        string::SeparatedStringtoList(line_, parts, ' ');
-        columns_.assign(parts.begin(), parts.end());
+        string::SeparatedStringtoList(line_, columns_, ' ');
     }
 
-    bool has(std::size_t column) const { return column < columns_.size(); }
+    bool has(std::size_t index) const { return index < columns_.size(); }
     // Empty where the row has no such column.
-    std::string column(std::size_t index) const { return has(index) ? columns_[index] : std::string(); }
+    std::string column(std::size_t index) const {
+        return has(index) ? *std::next(columns_.begin(), static_cast<std::ptrdiff_t>(index)) : std::string();
+    }
     // The row from the first place on where the column's text stands. That may be in front of the column.
     std::string from(std::size_t index) const {
-        return has(index) ? line_.substr(line_.find(columns_[index])) : std::string();
+        return has(index) ? line_.substr(line_.find(column(index))) : std::string();
     }
 
 private:
     std::string line_;
-    std::vector<std::string> columns_;
+    std::list<std::string> columns_;
 };
 
 // Groups in a row: the first one, and how many they are.

@@ -11,7 +11,6 @@ std::optional<LocalMoment> LocalClock::at(std::time_t seconds) {
 }
 
 void LocalClock::convert(std::time_t seconds) {
-    tzset();
     converted_ = LocalMoment::at(seconds);
     convertedAt_ = seconds;
     zoneOffset_ = timezone;

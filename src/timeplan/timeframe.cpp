@@ -1,5 +1,6 @@
 #include "timeplan/timeframe.h"
 
+#include "log.h"
 #include "orv/sysloglevel.h"
 
 #include <algorithm>
@@ -12,7 +13,6 @@ namespace {
 
 constexpr int unlimited = -1;
 constexpr const char* logModule = "timefrm";
-constexpr unsigned verboseTracelevel = 1023;
 
 Timeframe::TimePoint atSeconds(std::uint32_t seconds) {
     return Timeframe::TimePoint(std::chrono::seconds(seconds));

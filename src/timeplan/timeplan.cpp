@@ -49,8 +49,4 @@ std::ostream& operator<<(std::ostream& os, const TimePlan& plan) {
     return os;
 }
 
-void TimePlan::setDay(std::size_t day, const TimePlanTime& start, const TimePlanTime& stop) {
-    week_.setDay(day, Slot{start, stop});
-}
-
 } // namespace orv::horad

@@ -31,6 +31,10 @@ public:
     bool populated() const { return populated_; }
     void setPopulated(bool populated) { populated_ = populated; }
 
+    // Days count from Monday, which is 0.
+    void setDay(std::size_t day, const TimePlanTime& start, const TimePlanTime& stop) {
+        week_.setDay(day, Slot{start, stop});
+    }
     void setMon(const TimePlanTime& start, const TimePlanTime& stop) { setDay(0, start, stop); }
     void setTue(const TimePlanTime& start, const TimePlanTime& stop) { setDay(1, start, stop); }
     void setWed(const TimePlanTime& start, const TimePlanTime& stop) { setDay(2, start, stop); }
@@ -53,9 +57,6 @@ public:
     friend std::ostream& operator<<(std::ostream& os, const TimePlan& plan);
 
 private:
-    // Monday is day 0 here.
-    void setDay(std::size_t day, const TimePlanTime& start, const TimePlanTime& stop);
-
     std::int32_t id_;
     std::string name_;
     WeekSlots week_;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "fakes/temporarydirectory.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
 
@@ -67,24 +68,6 @@ private:
     std::string path_;
     const char*& probed_;
     const char* kernels_;
-};
-
-class TemporaryDirectory {
-public:
-    TemporaryDirectory() {
-        std::string place = std::filesystem::temp_directory_path() / "horad-kernel-XXXXXX";
-        if (mkdtemp(place.data()) == nullptr)
-            std::abort();
-        path_ = place;
-    }
-    ~TemporaryDirectory() { std::filesystem::remove_all(path_); }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-
-    const std::filesystem::path& path() const { return path_; }
-
-private:
-    std::filesystem::path path_;
 };
 
 // All files that the probes read: as long as none is written, no call and no stream.

@@ -10,7 +10,7 @@
 class TemporaryDirectory {
 public:
     TemporaryDirectory() {
-        std::string place = std::filesystem::temp_directory_path() / "unit_store.XXXXXX";
+        std::string place = std::filesystem::temp_directory_path() / "horad-test-XXXXXX";
         if (mkdtemp(place.data()) == nullptr)
             std::abort();
         path_ = place;
@@ -19,6 +19,7 @@ public:
     TemporaryDirectory(const TemporaryDirectory&) = delete;
     TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
 
+    const std::filesystem::path& path() const { return path_; }
     std::string path(const std::string& name) const { return path_ / name; }
 
 private:

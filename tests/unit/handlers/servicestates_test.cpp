@@ -8,9 +8,9 @@
 
 namespace {
 
+using orv::horad::ModuleLog;
 using orv::horad::ServiceState;
 using orv::horad::ServiceStates;
-using orv::horad::TimeframeLog;
 using testing::ElementsAre;
 using Operation = fakes::FakeStore::Operation;
 namespace code = velta::protocol::code;
@@ -35,11 +35,17 @@ protected:
         return states_.load(store_, "FileTransfer");
     }
 
+    static ModuleLog verboseLog() {
+        const ModuleLog log("timefrmhdl", "timeframehandler");
+        log.setVerbose(true);
+        return log;
+    }
+
     ServiceState stateOf(int id) { return states_.get("FileTransfer", id); }
 
     fakes::FakeStore store_;
     fakes::CapturedLog log_;
-    ServiceStates states_{TimeframeLog(true)};
+    ServiceStates states_{verboseLog()};
 };
 
 struct StateCase {
@@ -64,7 +70,7 @@ const StateCase stateCases[] = {
 TEST_F(ServiceStatesTest, StatusAndResultMakeTheState) {
     for (const StateCase& given : stateCases) {
         SCOPED_TRACE(testing::Message() << "status " << given.status << ", result " << given.result);
-        states_ = ServiceStates(TimeframeLog(true));
+        states_ = ServiceStates(verboseLog());
         setRows({{10, given.status, given.result}});
 
         EXPECT_TRUE(load());

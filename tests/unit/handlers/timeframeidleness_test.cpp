@@ -67,6 +67,17 @@ TEST_F(TimeframeIdleness, ABusySystemIsLoggedOnceAnExecutionTimeAndNoRunIsCounte
     EXPECT_EQ(passAt(handler_, mondayNoon + 361), ran(1));
 }
 
+TEST_F(TimeframeIdleness, ABusySystemIsLoggedWithoutDebugLinesToo) {
+    TimeframeHandler handler(0, false);
+    setFrames({FrameRow(1).mode(3)});
+    kernel_.setCalls("1");
+    begin(handler);
+
+    (void)pass(handler);
+
+    EXPECT_THAT(log_.lines(), ElementsAre(notIdle.back()));
+}
+
 TEST_F(TimeframeIdleness, OutsideThePlanModeThreeSkipsItsRunSilently) {
     setPlan({{8, 0, 10, 0}});
     setFrames({FrameRow(1).mode(3)});

@@ -34,11 +34,15 @@ TEST_F(TimeframePass, TheFirstOneOnlyEnablesTheServiceDaemon) {
 }
 
 TEST_F(TimeframePass, TheFirstOneIsRepeatedWhereItsTransactionFails) {
-    for (const Operation operation : {Operation::Start, Operation::Close}) {
+    const std::pair<Operation, Lines> failures[] = {
+        {Operation::Start, {"start -> 9"}},
+        {Operation::Close, {"start", enabled, "close -> 9", "abort -> 10"}},
+    };
+    for (const auto& [operation, written] : failures) {
         TimeframeHandler handler(0, true);
         store_.failNth(operation, 1, code::busy);
 
-        (void)pass(handler);
+        EXPECT_EQ(pass(handler), written);
 
         EXPECT_THAT(log_.lines(),
                     Contains("error timefrmhdl: start wexd failed: another transaction is open"));
@@ -274,6 +278,19 @@ TEST_F(TimeframePass, RunsThatFellDueWhileTheServiceWasBusyAreMadeUpForByOne) {
 
     EXPECT_FALSE(runsAt(handler_, mondayNoon + 183));
     EXPECT_TRUE(runsAt(handler_, mondayNoon + 361));
+}
+
+TEST_F(TimeframePass, ARunThatFellDueWhileTheServiceWasBusyIsLeftOutBehindTheEnd) {
+    setFrames({FrameRow(1).end(mondayNoon + 10)});
+    setServices({{10, 2, 0}});
+    begin(handler_);
+    EXPECT_THAT(passAt(handler_, mondayNoon + 1), IsEmpty());
+    setServices({{10, 5, 1}});
+    (void)read(handler_);
+
+    EXPECT_THAT(passAt(handler_, mondayNoon + 11), IsEmpty());
+
+    EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
 TEST_F(TimeframePass, WhileAServiceIsFinishedTheExecutionTimeStands) {

@@ -67,10 +67,11 @@ TEST_F(TimeframeRuns, TheStatesOfTwoTablesAreKeptApart) {
 
 TEST_F(TimeframeRuns, TheServiceThatTheRowNamesAtTheRunIsStarted) {
     setFrames({FrameRow(1)});
-    setServices({{10, 0, 0}, {20, 0, 0}});
+    setServices({{20, 0, 0}}, "Other");
     begin(handler_);
+    store_.set("TimeFrame", 0, {"Servicetable", "Other"});
     store_.set("TimeFrame", 0, {"ServicetableId", 20});
-    EXPECT_EQ(pass(handler_), ran(1, 20));
+    EXPECT_EQ(pass(handler_), (Lines{"start", started(20, "Other"), counted(1, 1), "close"}));
 }
 
 TEST_F(TimeframeRuns, AFrameWhoseRowCantBeReadIsSkippedSilentlyAndItsRunCounts) {

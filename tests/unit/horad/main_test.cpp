@@ -132,6 +132,7 @@ protected:
         server_.setTable("Table", {fakes::row({{"Id", 1}, {"TimePlanStatus", 0}, {"Activate", 0}})});
         server_.setTable("TimeFrame", {});
         server_.setTable("FileTransfer", {});
+        server_.setTable("AutoReboot", {fakes::row({{"Enable", 0}})});
         storeOfTheTest = server_.socketPath();
     }
 
@@ -154,6 +155,12 @@ protected:
     fakes::ScriptedServer server_;
 };
 
+TEST_F(MainWithAStore, TheLinesOfTheLaterHandlersNameTheirSource) {
+    runUntil("First process: synchronise");
+    EXPECT_LT(firstCall("debug timefrmhdl timeframehandler "), recordedlog::calls().size());
+    EXPECT_LT(firstCall("debug horad reboothandler "), recordedlog::calls().size());
+}
+
 TEST_F(MainWithAStore, TheHandlersReadAndThenPassInTheirOrder) {
     runUntil("First process: synchronise");
 
@@ -161,6 +168,7 @@ TEST_F(MainWithAStore, TheHandlersReadAndThenPassInTheirOrder) {
         "debug horad log 4: Table  was changed",        // the WLAN's handler
         "info horad log 3: Initial reading of config",  // that of the time plans
         "load %zu entries from %s",                     // that of the time frames
+        "Auto reboot disabled",                         // that of the reboot
         "debug horad log 4: Activated timeplan: Id: 1", // the pass over the time plans
         "First process: synchronise",                   // that over the time frames
     };

@@ -1,6 +1,6 @@
+#include "fakes/temporarydirectory.h"
 #include "store/database.h"
 #include "store/databaseformat.h"
-#include "unit/store/temporarydirectory.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

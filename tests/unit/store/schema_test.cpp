@@ -1,6 +1,6 @@
+#include "fakes/temporarydirectory.h"
 #include "store/schema.h"
 #include "store/sqlite.h"
-#include "unit/store/temporarydirectory.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "fakes/temporarydirectory.h"
 #include "store/server.h"
 #include "unit/store/rawclient.h"
-#include "unit/store/temporarydirectory.h"
 
 #include <chrono>
 #include <functional>

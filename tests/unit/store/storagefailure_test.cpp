@@ -1,6 +1,6 @@
+#include "fakes/temporarydirectory.h"
 #include "store/database.h"
 #include "unit/store/serverfixture.h"
-#include "unit/store/temporarydirectory.h"
 #include "unit/store/testtables.h"
 
 #include <algorithm>

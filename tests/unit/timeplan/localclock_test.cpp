@@ -71,6 +71,14 @@ TEST(LocalClock, TakesANewTimeZoneWithTheNextMinute) {
     EXPECT_EQ(text(clock.at(minute + 60)), "0 5:1:0");
 }
 
+TEST(LocalMoment, TakesANewTimeZoneAtOnce) {
+    const std::time_t midnight = 1711843200; // 2024-03-31 00:00 UTC, a Sunday
+    const fakes::LocalZone zone("UTC");
+    EXPECT_EQ(text(LocalMoment::at(midnight)), "0 0:0:0");
+    setenv("TZ", "UTC-5", 1); // nobody but itself calls tzset()
+    EXPECT_EQ(text(LocalMoment::at(midnight)), "0 5:0:0");
+}
+
 TEST(LocalClock, AMomentThatCantBeConvertedIsNone) {
     LocalClock clock;
     const std::time_t far = std::numeric_limits<std::time_t>::max();

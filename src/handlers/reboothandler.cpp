@@ -1,0 +1,238 @@
+#include "handlers/reboothandler.h"
+
+#include "handlers/dbm.h"
+#include "handlers/writing.h"
+#include "probes/systemidle.h"
+#include "timeplan/isotime.h"
+
+#include <algorithm>
+#include <optional>
+
+#include <sys/sysinfo.h>
+#include <unistd.h>
+
+namespace orv::horad {
+
+using cfg::common::IConfigClient;
+using velta::Value;
+using velta::ValueList;
+using velta::protocol::EResultCode;
+
+namespace {
+
+constexpr double waitingLimit = 3600.0;                 // seconds
+constexpr int startPauses = 120;                        // between the attempts to start a transaction
+constexpr useconds_t transactionRetryInterval = 500000; // microseconds
+
+constexpr std::uint8_t everyDay = 0; // the other days are 1 to 7, Monday to Sunday
+constexpr const char* dayLabels[WeekSlots::days] = {"Mo", "Tu", "We", "Th", "Fr", "Sa", "Su"};
+
+// Counts from Monday, which is 0. Whatever is behind Sunday counts as Sunday.
+std::size_t dayOf(std::uint8_t weekDay) {
+    return std::min<std::size_t>(weekDay, WeekSlots::days) - 1;
+}
+
+// The last second of a slot that is long enough for one pass to fall into it. The day stays: a slot that
+// begins in the last minute of a day runs past midnight.
+TimePlanTime endOfSlot(const TimePlanTime& start) {
+    constexpr std::int64_t length = 59; // seconds
+    std::int64_t second = start.second() + length;
+    std::int64_t minute = start.minute();
+    std::int64_t hour = start.hour();
+    if (second >= 60) {
+        minute += second / 60;
+        second %= 60;
+    }
+    if (minute >= 60) {
+        hour += minute / 60;
+        minute %= 60;
+    }
+    if (hour >= 24)
+        hour %= 24;
+    return TimePlanTime(static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second));
+}
+
+} // namespace
+
+RebootHandler::RebootHandler() : timePlan_(0, dbm::AutoReboot, false), log_("horad", "reboothandler") {}
+
+void RebootHandler::getTables(std::list<std::string>& tables) {
+    tables.emplace_back(dbm::AutoReboot);
+}
+
+bool RebootHandler::configChanged(IConfigClient& client, const std::string& table) {
+    return table.empty() || table == dbm::AutoReboot ? __readAutoRebootCfg(client) : true;
+}
+
+bool RebootHandler::__readAutoRebootCfg(IConfigClient& client) {
+    ValueList row;
+    const EResultCode selected = client.selectRow(dbm::AutoReboot, 0, row, velta::NameList());
+    if (!selected.ok()) {
+        log_.error(VAStr("Failed to read AutoReboot table: %s", selected.strerror().c_str()));
+        return false;
+    }
+    if (row.getValue(dbm::AutoReboot_Enable).getInteger() == 0) {
+        timePlan_.clear();
+        enabled_ = false;
+        log_.debug("Auto reboot disabled");
+        return true;
+    }
+    time_ = row.getValue(dbm::AutoReboot_Time).getText();
+    enabled_ = true;
+    weekDay_ = static_cast<std::uint8_t>(row.getValue(dbm::AutoReboot_WeekDay).getInteger());
+    lastReboot_ = row.getValue(dbm::AutoReboot_LastReboot).getText();
+    minimumRuntime_ = static_cast<std::uint32_t>(row.getValue(dbm::AutoReboot_MinimumRuntime).getInteger());
+    log_.info(VAStr("Auto reboot enabled: %s, time: '%s', day: '%s'", enabled_ ? "true" : "false",
+                    time_.c_str(), weekDay_ == everyDay ? "every day" : dayLabels[dayOf(weekDay_)]));
+    if (time_.empty()) {
+        log_.error("Auto reboot time is empty, cannot set time plan.");
+        return false;
+    }
+    enterSlot();
+    return true;
+}
+
+// Other weekdays keep the slots that they have, on purpose: only switching off takes them away.
+void RebootHandler::enterSlot() {
+    const TimePlanTime start(time_);
+    const TimePlanTime stop = endOfSlot(start);
+    if (weekDay_ != everyDay) {
+        timePlan_.setDay(dayOf(weekDay_), start, stop);
+        return;
+    }
+    for (std::size_t day = 0; day < WeekSlots::days; ++day)
+        timePlan_.setDay(day, start, stop);
+}
+
+void RebootHandler::process(IConfigClient&) {}
+
+void RebootHandler::checkReboot(IConfigClient& client) {
+    log_.debug("process");
+    if (!enabled_) {
+        log_.debug("Auto reboot is disabled, skipping process.");
+        return;
+    }
+    const std::string now = __currentTimeToIsoFormat();
+    __updateState(client);
+    log_.debug(VAStr("Current time is '%s'", now.c_str()));
+    if (state_ != RebootState::Due) {
+        log_.debug(VAStr("No auto reboot scheduled for now  (%s) ", now.c_str()));
+        return;
+    }
+    if (!__startTransaction(client)) {
+        log_.error("Failed to start transaction for auto reboot.");
+        state_ = RebootState::Idle;
+        return;
+    }
+    trigger(client, now);
+}
+
+void RebootHandler::__updateState(IConfigClient& client) {
+    const std::time_t now = __currTime();
+    if (isInSlot(now))
+        state_ = RebootState::Due;
+    switch (state_) {
+    case RebootState::Idle:
+    case RebootState::Triggered:
+    case RebootState::Postponed:
+        return;
+    case RebootState::Due:
+        if (isSystemIdle(client, SystemIdleType::Reboot)) {
+            log_.debug("System is idle, continue with auto reboot.");
+            becomeDueIfAllowed(now);
+            return;
+        }
+        log_.info("System is not idle => try reboot later.");
+        waitStart_ = now;
+        state_ = RebootState::WaitingForIdle;
+        return;
+    case RebootState::WaitingForIdle:
+        if (isSystemIdle(client, SystemIdleType::Reboot)) {
+            log_.debug("System is now idle, continue with auto reboot.");
+            becomeDueIfAllowed(now);
+            return;
+        }
+        log_.debug("System is still not idle => try reboot later.");
+        waitOn(now);
+        return;
+    }
+    log_.error("Invalid state");
+}
+
+bool RebootHandler::isInSlot(std::time_t now) const {
+    const std::optional<LocalMoment> moment = LocalMoment::at(now);
+    return moment && timePlan_.isInTimeslot(*moment);
+}
+
+void RebootHandler::waitOn(std::time_t now) {
+    const double waited = std::difftime(now, waitStart_);
+    if (waited > waitingLimit) {
+        log_.info("System never became idle, postpone auto reboot to next scheduled time.");
+        state_ = RebootState::Postponed;
+        return;
+    }
+    log_.debug(VAStr("Still waiting for system idle, waited %.0f seconds so far.", waited));
+}
+
+void RebootHandler::becomeDueIfAllowed(std::time_t now) {
+    if (!__isRebootAllowed(lastReboot_, now)) {
+        state_ = RebootState::Idle;
+        return;
+    }
+    log_.debug("Reboot allowed, continue with auto reboot.");
+    state_ = RebootState::Due;
+}
+
+bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const {
+    const unsigned uptime = __getUptime();
+    if (uptime < minimumRuntime_) {
+        log_.debug(VAStr("Uptime is only %u seconds, skipping reboot.", uptime));
+        return false;
+    }
+    if (lastReboot.empty())
+        return true;
+    const double elapsed = std::difftime(now, momentOf(lastReboot));
+    // A last reboot in the future does not block, on purpose: the clock was wrong then, or is now.
+    if (elapsed > 0.0 && elapsed <= static_cast<double>(minimumRuntime_)) {
+        log_.debug(VAStr("Last auto reboot was only %.0f seconds ago, skipping reboot.", elapsed));
+        return false;
+    }
+    return true;
+}
+
+bool RebootHandler::__startTransaction(IConfigClient& client) {
+    const bool open = client.isTransactionOpen();
+    for (int pauses = 0; !open && !client.startTransaction().ok() && pauses < startPauses; ++pauses)
+        usleep(transactionRetryInterval);
+    return client.isTransactionOpen();
+}
+
+void RebootHandler::trigger(IConfigClient& client, const std::string& now) {
+    state_ = RebootState::Triggered;
+    log_.info(VAStr("Trigger auto reboot now at '%s'", now.c_str()));
+    // Neither result counts, on purpose: a table that can't be written must not keep the other one back.
+    (void)client.writeSingleRow(dbm::Reboot, 0, oneCell(dbm::Reboot_Trigger, Value::Integer, 1));
+    (void)client.writeSingleRow(dbm::AutoReboot, 0, oneCell(dbm::AutoReboot_LastReboot, now));
+    if (!client.closeTransaction().ok()) {
+        log_.error("Failed to commit auto reboot transaction.");
+        (void)client.abortTransaction(); // what could not be committed is gone either way
+    }
+    lastReboot_ = now; // after a failed commit too: nobody knows what came of it
+}
+
+std::time_t RebootHandler::__currTime() {
+    return std::time(nullptr);
+}
+
+std::string RebootHandler::__currentTimeToIsoFormat() {
+    timespec now{};
+    (void)clock_gettime(CLOCK_REALTIME, &now); // can't fail for this clock
+    return isoTime(now.tv_sec);
+}
+
+unsigned RebootHandler::__getUptime() const {
+    struct sysinfo info {};
+    return sysinfo(&info) == 0 ? static_cast<unsigned>(info.uptime) : 0;
+}
+
+} // namespace orv::horad

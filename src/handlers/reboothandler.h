@@ -1,0 +1,71 @@
+#pragma once
+
+#include "cfg/iconfighandler.h"
+#include "handlers/modulelog.h"
+#include "timeplan/timeplan.h"
+
+#include <cstdint>
+#include <ctime>
+#include <list>
+#include <string>
+
+namespace orv::horad {
+
+// What the handler knows of the next reboot, from one pass to the next.
+enum class RebootState : std::uint32_t {
+    Idle,           // nothing is scheduled; a refused or failed attempt comes back to it too
+    Due,            // the slot has come and nothing speaks against it: the pass triggers
+    WaitingForIdle, // the slot has come, but the line was busy
+    Triggered,      // the reboot is written to the store
+    Postponed,      // the line was busy for too long: it waits for the next slot
+};
+
+// Reboots the router at a time of day, on one weekday or every day, once the line is idle: no call may be cut
+// off. It only writes the command: another component of the router carries it out.
+//
+// The same number of seconds bounds the router's uptime and the time since the last reboot from below:
+// whatever its clock shows, a router runs for so long before it reboots.
+class RebootHandler : public cfg::IConfigHandler {
+public:
+    RebootHandler();
+
+    void getTables(std::list<std::string>& tables) override;
+    // Reads the settings, for their own table's name and for the empty one. False where they can't be read or
+    // name no time.
+    bool configChanged(cfg::common::IConfigClient& client, const std::string& table) override;
+    // Does nothing: a reboot depends on the clock, not on a change.
+    void process(cfg::common::IConfigClient& client) override;
+
+    // Decides whether the router reboots now, and if so writes the command and the moment in one transaction.
+    // To be called at least every 59 seconds, the length of the slot. Blocks as long as it tries to get its
+    // transaction: 120 pauses of half a second, and what the attempts between them take. Throws where the
+    // number of SIP calls can't be read.
+    void checkReboot(cfg::common::IConfigClient& client);
+
+private:
+    bool __readAutoRebootCfg(cfg::common::IConfigClient& client);
+    void __updateState(cfg::common::IConfigClient& client);
+    bool __isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const;
+    bool __startTransaction(cfg::common::IConfigClient& client);
+    std::time_t __currTime();
+    std::string __currentTimeToIsoFormat();
+    unsigned __getUptime() const;
+
+    void enterSlot();
+    bool isInSlot(std::time_t now) const;
+    void waitOn(std::time_t now);
+    void becomeDueIfAllowed(std::time_t now);
+    void trigger(cfg::common::IConfigClient& client, const std::string& now);
+
+    std::string time_; // of day, as the store has it
+    bool enabled_ = false;
+    std::uint8_t weekDay_ = 1; // 0 is every day, 1 Monday, 6 Saturday, all others Sunday
+    std::string lastReboot_;   // see isotime.h
+    TimePlan timePlan_;
+    RebootState state_ = RebootState::Idle;
+    std::time_t waitStart_ = 0;           // seconds since the epoch
+    std::uint32_t minimumRuntime_ = 5400; // seconds
+    ModuleLog log_;
+};
+
+} // namespace orv::horad
