@@ -29,6 +29,14 @@ using orv::horad::Options;
 constexpr const char* daemonName = "horad";
 constexpr const char* pidFileDirectory = "/var/run";
 constexpr const char* storeSocket = "/tmp/cfgserver.socket";
+
+// How the store is followed, see NotificationHandler.
+constexpr bool reconnect = true;
+constexpr unsigned answerTimeout = 60;    // seconds
+constexpr unsigned transactionWait = 500; // milliseconds
+constexpr bool mergeChanges = true;
+constexpr bool leaveOutOwnChanges = false;
+
 constexpr useconds_t connectInterval = 100000; // microseconds
 constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
 constexpr std::uint32_t iterationsPerRebootCheck = 25;
@@ -106,8 +114,8 @@ bool becomeDaemon() {
 // Everything that runs is built here, in this order, and taken down in reverse.
 void run() {
     velta::net::EventDispatcher dispatcher;
-    orv::cfg::NotificationHandler notifications(storeSocket, dispatcher, daemonName, true, 60, 500, true,
-                                                false);
+    orv::cfg::NotificationHandler notifications(storeSocket, dispatcher, daemonName, reconnect, answerTimeout,
+                                                transactionWait, mergeChanges, leaveOutOwnChanges);
     orv::horad::WlanHandler wlanHandler;
     notifications.registerConfigHandler(&wlanHandler);
     orv::horad::TimePlanHandler timePlanHandler(options.tables);
@@ -134,7 +142,8 @@ void run() {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    // Fixed, so that the rows of a reading go back to the system and leave no holes between the plans.
+    // glibc raises this threshold with each large block that is freed. Fixed, the rows of a reading go back
+    // to the system and leave no holes between the plans.
     (void)mallopt(M_MMAP_THRESHOLD, largestHeapBlock);
     ORV_Daemon_occupyStandardStreams();
     switch (orv::horad::parseOptions(argc, argv, options)) {

@@ -104,7 +104,9 @@ void RebootHandler::enterSlot() {
         timePlan_.setDay(day, start, stop);
 }
 
-void RebootHandler::process(IConfigClient&) {}
+void RebootHandler::process(IConfigClient&) {
+    // A reboot depends on the clock, not on changes: checkReboot().
+}
 
 void RebootHandler::checkReboot(IConfigClient& client) {
     log_.debug("process");

@@ -4,6 +4,7 @@ Nothing here sleeps to wait for a result: everything waits for an event, with a 
 """
 
 import contextlib
+import datetime
 import os
 import re
 import signal
@@ -11,6 +12,7 @@ import socket
 import subprocess
 import threading
 import time
+import zoneinfo
 from pathlib import Path
 
 BIN = Path(os.environ.get("HORAD_BIN", Path(__file__).resolve().parents[2] / "build/dev/bin"))
@@ -179,6 +181,33 @@ class KernelFiles:
         os.rename(self._house.path(path + ".new"), self._house.path(path))
 
 
+class Clock:
+    """A clock that stands where the test sets it, for programs that wait so many times as short as usual. How busy the
+    machine is does not change what they find; how long they wait for the store's answers is not faked."""
+
+    def __init__(self, house, moment, waits, tz):
+        self._path, self._waits, self._zone = house.path("/tmp/clock"), waits, zoneinfo.ZoneInfo(tz)
+        self.set(moment)
+        self.env = {**_faketime(), "FAKETIME_TIMESTAMP_FILE": "/tmp/clock", "FAKETIME_DONT_FAKE_MONOTONIC": "1",
+                    "TZ": tz}
+
+    def set(self, moment):
+        """To a local time; gives the same in UTC."""
+        self._moment = datetime.datetime.fromisoformat(moment)
+        Path(self._path + ".new").write_text(f"{self._moment} x{self._waits}\n")
+        os.rename(self._path + ".new", self._path)
+        return self._moment.replace(tzinfo=self._zone).astimezone(datetime.timezone.utc)
+
+    def tick(self):
+        """A second further."""
+        self.set(str(self._moment + datetime.timedelta(seconds=1)))
+
+    def pace(self, waits):
+        """From here on they wait so many times as short."""
+        self._waits = waits
+        self.set(str(self._moment))
+
+
 class House:
     def __init__(self):
         command = ["unshare", "--mount", "--propagation", "private"]
@@ -191,13 +220,14 @@ class House:
         self._namespace = os.readlink(f"/proc/{self._holder.pid}/ns/mnt")
         self._programs = []
         self._env = {}
+        self._time = []
 
     # Where a path of the house is seen from outside.
     def path(self, path):
         return f"/proc/{self._holder.pid}/root{path}"
 
     def enter(self):
-        enter = ["nsenter", f"--mount=/proc/{self._holder.pid}/ns/mnt", "--wd=/tmp"]
+        enter = ["nsenter", f"--mount=/proc/{self._holder.pid}/ns/mnt", "--wd=/tmp", *self._time]
         if os.geteuid() != 0:
             enter += [f"--user=/proc/{self._holder.pid}/ns/user", "--preserve-credentials"]
         return enter + ["--"]
@@ -205,11 +235,11 @@ class House:
     def start(self, *command, env=None, stdin=subprocess.DEVNULL):
         """Starts a program of the house; a bare name is one of ours."""
         process = subprocess.Popen(
-            self.enter() + self._resolve(command),
+            self._command(command, env),
             stdin=stdin,
             stdout=subprocess.PIPE,
             stderr=subprocess.PIPE,
-            env={**os.environ, **self._env, **(env or {})},
+            env={**os.environ, **self._env},
         )
         program = Program(process)
         self._programs.append(program)
@@ -218,13 +248,18 @@ class House:
     def run(self, *command, env=None, input=None, deadline=DEADLINE):
         """Runs a program to its end: (status, output, errors)."""
         done = subprocess.run(
-            self.enter() + self._resolve(command),
+            self._command(command, env),
             input=input if input is not None else b"",
             capture_output=True,
             timeout=deadline,
-            env={**os.environ, **self._env, **(env or {})},
+            env={**os.environ, **self._env},
         )
         return done.returncode, done.stdout.decode(errors="replace"), done.stderr.decode(errors="replace")
+
+    def _command(self, command, env):
+        """What is preloaded begins in the house: it finds its files there, and leaves what it leaves there."""
+        variables = [f"{name}={value}" for name, value in (env or {}).items()]
+        return self.enter() + (["env", *variables] if variables else []) + self._resolve(command)
 
     @staticmethod
     def _resolve(command):
@@ -282,6 +317,17 @@ class House:
         self._env["LSAN_OPTIONS"] = "detect_leaks=0"  # it would look for /proc/PID
         return KernelFiles(self)
 
+    def booted(self, seconds):
+        """From here on a program that is started finds the machine up for so long, and longer by and by."""
+        offset = seconds - int(time.clock_gettime(time.CLOCK_BOOTTIME))
+        keeper = self.start("unshare", "--time", "--boottime", offset, "sh", "-c", "echo booted; exec cat",
+                            stdin=subprocess.PIPE)
+        keeper.out.wait("booted")
+        self._time = [f"--time=/proc/{keeper.pid}/ns/time_for_children"]
+
+    def clock(self, moment, waits, tz):
+        return Clock(self, moment, waits, tz)
+
     def syslog(self):
         return Syslog(self.path("/dev/log"))
 
@@ -318,17 +364,18 @@ def faketime(moment):
     return {**_faketime(f"@{moment}"), "FAKETIME_DONT_FAKE_MONOTONIC": "1"}
 
 
-def fast_clock(times):
-    """The environment in which a program's clocks run so many times as fast, and it waits as much shorter."""
-    return _faketime(f"+0 x{times}")
+def fast_clock(times, at=None):
+    """The environment in which a program's clocks run so many times as fast, from a moment or from now on, and it waits
+    as much shorter."""
+    return _faketime(f"@{at} x{times}" if at else f"+0 x{times}")
 
 
-def _faketime(clock):
+def _faketime(clock=None):
     libraries = list(Path("/usr/lib").glob("*/faketime/libfaketime.so.1"))
     assert libraries, "faketime is not installed"
     return {
         "LD_PRELOAD": str(libraries[0]),
-        "FAKETIME": clock,
+        **({"FAKETIME": clock} if clock else {}),
         "FAKETIME_NO_CACHE": "1",
         "ASAN_OPTIONS": "verify_asan_link_order=0:detect_leaks=0",
     }

@@ -171,12 +171,12 @@ def test_it_introduces_itself_and_waits_half_a_second_for_a_transaction(house):
         hello, _ = server.answer_until(HELLO)
         assert hello == struct.pack(">I", MAGIC) + text("horad") + struct.pack(">I", 1)
         subscription, _ = server.answer_until(SUBSCRIBE)
-        tables = ("FileTransfer", "TimeFrame", "WlanGlobals", "WlanTimePlans")
+        tables = ("AutoReboot", "FileTransfer", "TimeFrame", "WlanGlobals", "WlanTimePlans")
         assert subscription == struct.pack(">II", 0, len(tables)) + b"".join(text(table) for table in tables)
         begin, tables = server.answer_until(BEGIN)
         assert begin == struct.pack(">I", 500)
         # In the order of the handlers.
-        assert tables == ["WlanGlobals", "WlanTimePlans", "WlanTimePlans", "TimeFrame", "FileTransfer"]
+        assert tables == ["WlanGlobals", "WlanTimePlans", "WlanTimePlans", "TimeFrame", "FileTransfer", "AutoReboot"]
 
 
 def test_the_handlers_read_in_the_order_of_their_registration(store):

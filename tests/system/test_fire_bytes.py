@@ -19,7 +19,8 @@ READINGS = 2
 TRANSACTION = 4
 A_NOTICE = 1 + READINGS + TRANSACTION
 SERVICES = 2 + 2  # their readings, and a transaction in which there is nothing to do
-A_CONNECTION = 2 + 1 + READINGS + SERVICES + TRANSACTION
+REBOOT = 1
+A_CONNECTION = 2 + 1 + READINGS + SERVICES + REBOOT + TRANSACTION
 
 SANE = [
     r"info horad: (Initial reading of config|Table WlanTimePlans was changed)$",
@@ -28,6 +29,7 @@ SANE = [
     r"warning horad: .*: connection lost: ",
     r"warning horad: .*: the configuration store sent the end of the connection within a frame, connection closed$",
     r"error horad: (size|selectRow)\(\) failed: .*(not connected|did not answer|end of the connection within a frame)",
+    r"error horad: Failed to read AutoReboot table: .*(not connected|did not answer|end of the connection within a frame)",
     r"error timefrmhdl: (load time frames|start wexd failed|size\(\) failed|close dababase transaction failed): ",
     r"error horad: Could start transaction: \d+$",
     r"error horad: Could not set status: \d+$",
