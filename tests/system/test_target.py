@@ -50,3 +50,21 @@ def test_a_service_is_repeated_in_a_frame_that_ends_after_2038(store):
     store.set(service, Status=5, Result=0)
     horad.err.wait("already successfull finished")
     assert horad.err.count("error|warning") == 0
+
+
+def test_the_reboot_is_triggered_in_its_slot(store):
+    shutil.copy(HORAD, store.path("/tmp/horad"))
+    begin = time.time()
+    store.set("AutoReboot", Enable=1, WeekDay=0, MinimumRuntime=1,
+              Time=time.strftime("%H:%M:%S", time.localtime(begin)))
+    horad = store.start("qemu-mips", "-L", "/usr/mips-linux-gnu", "/tmp/horad", "-v", "-t", "TimePlans")
+    seen = horad.err.wait("Initial reading of config")
+    plan = store.add("TimePlans", Activate=1)
+    for number in range(30):  # each change ends the wait of an iteration; the pass is one of every 25
+        store.set(f"TimePlans.{plan}", TimePlanName=f"change {number}")
+        seen = horad.err.wait("Table TimePlans was changed", seen + 1)
+    store.wait_value("Reboot Trigger", 1)
+    written = time.strptime(store.get("AutoReboot LastReboot"), "%Y-%m-%dT%H:%M:%S%z")
+    assert begin - 1 < time.mktime(written) < begin + 59
+    assert horad.err.count("Trigger auto reboot now at") == 1
+    assert horad.err.count("error|warning") == 0
