@@ -110,22 +110,28 @@ TEST_F(PatienceTest, LoopForATransactionGreetsAStoreThatDoesNotAnswerOnceATimeOu
     EXPECT_EQ(server.count(RequestKind::Hello), greetings + 1);
 }
 
-TEST_F(PatienceTest, LoopForATransactionIsServedAsSoonAsTheConnectionIsBack) {
+// Its time-out is longer than the loop may take: only the connection that was back in between can end the
+// rest.
+TEST_F(PatienceTest, LoopForATransactionIsServedAtOnceWhereTheConnectionWasBackMeanwhile) {
+    NotificationHandler patient(server.socketPath(), dispatcher, support::clientName, true, 2, 500, true,
+                                false);
+    patient.initialize();
+    ASSERT_TRUE(patient.initialized());
     server.neverAnswer(RequestKind::Begin);
-    EXPECT_EQ(notifications.getConfigClient().startTransaction().code(), code::timedOut);
+    ASSERT_EQ(patient.getConfigClient().startTransaction().code(), code::timedOut);
     ASSERT_TRUE(support::until([&] {
-        notifications.process();
-        return notifications.connected();
+        patient.process();
+        return patient.connected();
     }));
     server.closeClients();
     const std::size_t greetings = server.count(RequestKind::Hello);
 
     EXPECT_TRUE(support::until(
         [&] {
-            (void)notifications.getConfigClient().startTransaction();
+            (void)patient.getConfigClient().startTransaction();
             return server.count(RequestKind::Hello) > greetings;
         },
-        std::chrono::milliseconds(900)));
+        std::chrono::milliseconds(1000)));
 }
 
 } // namespace orv::cfg
