@@ -47,7 +47,7 @@ def dump(tables, socket):
 
 def plan_tables(folder, names):
     """A schema file with tables like TimePlans."""
-    from_default = (ROOT / "store/schema/default.sql").read_text()
+    from_default = (ROOT / "store/storage/schema/default.sql").read_text()
     body = from_default.split("CREATE TABLE TimePlans", 1)[1].split(";", 1)[0]
     path = Path(folder, "plans.sql")
     path.write_text("".join(f"CREATE TABLE {name}{body};\n" for name in names))

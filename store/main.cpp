@@ -1,10 +1,10 @@
 #include "orv/daemon.h"
-#include "store/database.h"
-#include "store/listeningsocket.h"
+#include "store/storage/database.h"
+#include "store/server/listeningsocket.h"
 #include "store/log.h"
 #include "store/options.h"
-#include "store/schema.h"
-#include "store/server.h"
+#include "store/storage/schema.h"
+#include "store/server/server.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>

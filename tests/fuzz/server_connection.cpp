@@ -6,7 +6,7 @@
 #include "fuzz/server/steadyclock.h"
 #include "orv/sysloglevel.h"
 #include "store/log.h"
-#include "store/server.h"
+#include "store/server/server.h"
 
 #include <limits>
 

@@ -2,7 +2,7 @@
 
 #include "fuzz/server/client.h"
 #include "fuzz/server/tables.h"
-#include "store/server.h"
+#include "store/server/server.h"
 
 #include <array>
 #include <memory>

@@ -1,4 +1,4 @@
-#include "store/cells.h"
+#include "store/storage/cells.h"
 #include "unit/store/testtables.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "store/database.h"
+#include "store/storage/database.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #include "fakes/temporarydirectory.h"
-#include "store/database.h"
-#include "store/databasefile.h"
+#include "store/storage/database.h"
+#include "store/storage/databasefile.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
 #include "fakes/temporarydirectory.h"
-#include "store/database.h"
-#include "store/databaseformat.h"
+#include "store/storage/database.h"
+#include "store/storage/databaseformat.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

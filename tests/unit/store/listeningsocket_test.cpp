@@ -1,5 +1,5 @@
 #include "fakes/temporarydirectory.h"
-#include "store/listeningsocket.h"
+#include "store/server/listeningsocket.h"
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>

@@ -1,4 +1,4 @@
-#include "store/output.h"
+#include "store/server/output.h"
 
 #include <algorithm>
 

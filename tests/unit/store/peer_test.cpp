@@ -1,4 +1,4 @@
-#include "store/peer.h"
+#include "store/server/peer.h"
 
 #include <array>
 

@@ -1,6 +1,6 @@
 #include "fakes/temporarydirectory.h"
-#include "store/schema.h"
-#include "store/sqlite.h"
+#include "store/storage/schema.h"
+#include "store/storage/sqlite.h"
 #include "unit/store/testtables.h"
 
 #include <gmock/gmock.h>

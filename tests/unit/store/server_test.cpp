@@ -1,4 +1,4 @@
-#include "store/server.h"
+#include "store/server/server.h"
 #include "unit/store/serverfixture.h"
 
 #include <gmock/gmock.h>

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "fakes/temporarydirectory.h"
-#include "store/server.h"
+#include "store/server/server.h"
 #include "unit/store/rawclient.h"
 
 #include <chrono>

@@ -1,5 +1,5 @@
 #include "fakes/temporarydirectory.h"
-#include "store/database.h"
+#include "store/storage/database.h"
 #include "unit/store/serverfixture.h"
 #include "unit/store/testtables.h"
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/database.h"
+#include "store/storage/database.h"
 #include "velta/protocol/wire.h"
 
 #include <string>

@@ -1,4 +1,4 @@
-#include "store/transactionqueue.h"
+#include "store/server/transactionqueue.h"
 
 #include <gtest/gtest.h>
 

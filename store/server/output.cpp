@@ -1,0 +1,33 @@
+#include "store/server/output.h"
+
+namespace store {
+
+namespace {
+
+constexpr std::size_t pieceSize = 16 * 1024; // from there on the next reply begins a new piece
+
+} // namespace
+
+void Output::append(const velta::protocol::Reply& reply) {
+    if (pieces_.empty() || pieces_.back().size() >= pieceSize)
+        pieces_.emplace_back();
+    std::string& piece = pieces_.back();
+    const std::size_t before = piece.size();
+    velta::protocol::encode(reply, piece);
+    size_ += piece.size() - before;
+}
+
+std::string_view Output::front() const {
+    return pieces_.empty() ? std::string_view() : std::string_view(pieces_.front()).substr(sent_);
+}
+
+void Output::drop(std::size_t bytes) {
+    sent_ += bytes;
+    size_ -= bytes;
+    if (sent_ < pieces_.front().size())
+        return;
+    pieces_.pop_front();
+    sent_ = 0;
+}
+
+} // namespace store

@@ -1,0 +1,256 @@
+#include "store/storage/schema.h"
+
+#include "store/storage/cells.h"
+#include "store/storage/introspection.h"
+#include "store/storage/sqlite.h"
+#include "store/storage/sqlwords.h"
+
+#include <cerrno>
+#include <cstring>
+#include <fstream>
+#include <utility>
+
+#include <strings.h>
+#include <sys/stat.h>
+
+namespace store {
+
+namespace {
+
+using velta::Value;
+
+constexpr std::size_t sizeLimit = 1024 * 1024; // bytes of one schema text
+constexpr std::size_t nameLimit = 63;
+constexpr std::size_t columnLimit = 128;
+constexpr std::size_t tableLimit = 1000;
+
+struct TypeName {
+    Value::TypeCode type;
+    const char* name;
+};
+
+constexpr TypeName typeNames[] = {
+    {Value::Switch, "SWITCH"},
+    {Value::Integer, "INTEGER"},
+    {Value::Counter, "COUNTER"},
+    {Value::Text, "TEXT"},
+};
+
+// What SQLite would take and the store would not heed. None of them can be a name with its type: SQLite
+// keeps the single words for itself, and no pair of words makes a column that we would take.
+struct Phrase {
+    const char* first;
+    const char* second; // null: any, or none
+
+    std::string text() const { return second == nullptr ? first : std::string(first) + ' ' + second; }
+};
+
+constexpr Phrase notHeeded[] = {
+    {"COLLATE", nullptr}, {"REFERENCES", nullptr}, {"AUTOINCREMENT", nullptr}, {"CONSTRAINT", nullptr},
+    {"ON", "CONFLICT"},   {"NOT", "EXISTS"},       {"WITHOUT", "ROWID"},
+};
+
+constexpr const char* onlyPlain =
+    "only plain CREATE TABLE statements may stand in it, with no constraint but NOT NULL and DEFAULT";
+
+bool sameName(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
+
+bool isLetter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+
+bool isName(const std::string& text) {
+    if (text.empty() || text.size() > nameLimit || !isLetter(text[0]) ||
+        sameName(text.substr(0, 7), "sqlite_"))
+        return false;
+    for (const char c : text)
+        if (!isLetter(c) && !(c >= '0' && c <= '9') && c != '_')
+            return false;
+    return true;
+}
+
+// Lets CREATE TABLE through, and the entries in SQLite's own table that it makes. UNIQUE would make an index,
+// and CHECK read columns.
+int allowCreateTable(void*, int action, const char* name, const char*, const char*, const char*) {
+    switch (action) {
+    case SQLITE_CREATE_TABLE:
+        return SQLITE_OK;
+    case SQLITE_INSERT:
+    case SQLITE_UPDATE:
+    case SQLITE_READ:
+        return std::strcmp(name, "sqlite_master") == 0 ? SQLITE_OK : SQLITE_DENY;
+    default:
+        return SQLITE_DENY;
+    }
+}
+
+[[noreturn]] void refuse(const std::string& origin, const std::string& reason) {
+    throw StorageError("schema " + origin + ": " + reason);
+}
+
+bool standsAt(const std::vector<std::string>& words, std::size_t at, const Phrase& phrase) {
+    if (!sameName(words[at], phrase.first))
+        return false;
+    return phrase.second == nullptr || (at + 1 < words.size() && sameName(words[at + 1], phrase.second));
+}
+
+void checkWords(const std::string& sql, const std::string& origin) {
+    const std::optional<std::vector<std::string>> words = wordsOf(sql);
+    if (!words)
+        refuse(origin, "a comment is not closed");
+    for (std::size_t at = 0; at < words->size(); ++at)
+        for (const Phrase& phrase : notHeeded)
+            if (standsAt(*words, at, phrase))
+                refuse(origin, phrase.text() + " is not possible, " + onlyPlain);
+}
+
+void runOnlyCreateTable(Connection& scratch, const std::string& sql, const std::string& origin) {
+    if (sql.size() > sizeLimit)
+        refuse(origin, "larger than 1 MiB");
+    if (sql.find('\0') != std::string::npos)
+        refuse(origin, "not a text, it holds a zero byte");
+    checkWords(sql, origin);
+    sqlite3_set_authorizer(scratch.handle(), allowCreateTable, nullptr);
+    const int code = sqlite3_exec(scratch.handle(), sql.c_str(), nullptr, nullptr, nullptr);
+    if ((code & 0xff) == SQLITE_AUTH)
+        refuse(origin, onlyPlain);
+    if (code != SQLITE_OK)
+        refuse(origin, sqlite3_errmsg(scratch.handle()));
+    sqlite3_set_authorizer(scratch.handle(), nullptr, nullptr);
+}
+
+// The text of an SQL literal in single quotes, nothing when it is not one.
+std::optional<std::string> unquoted(const std::string& sql) {
+    if (sql.size() < 2 || sql.front() != '\'' || sql.back() != '\'')
+        return std::nullopt;
+    std::string text;
+    for (std::size_t i = 1; i + 1 < sql.size(); ++i) {
+        text += sql[i];
+        if (sql[i] == '\'' && sql[++i] != '\'')
+            return std::nullopt;
+    }
+    return text;
+}
+
+std::optional<Value> defaultFrom(Value::TypeCode type, const std::string& sql) {
+    Value value(type);
+    if (type == Value::Text) {
+        const std::optional<std::string> text = unquoted(sql);
+        if (!text)
+            return std::nullopt;
+        value.setText(*text);
+    } else {
+        const std::optional<std::int64_t> number = wholeNumber(sql);
+        if (!number || !fits(type, *number))
+            return std::nullopt;
+        value.setInteger(static_cast<std::int32_t>(static_cast<std::uint32_t>(*number)));
+    }
+    return acceptable(type, value) ? std::optional<Value>(value) : std::nullopt;
+}
+
+Column checkedId(const DeclaredColumn& declared, const std::string& place) {
+    if (!sameName(declared.type, typeName(Value::Integer)) || !declared.primaryKey)
+        refuse(place, "must be INTEGER PRIMARY KEY");
+    return {declared.name, Value::Integer, Value(Value::Integer)};
+}
+
+Column checkedColumn(const DeclaredColumn& declared, const std::string& place) {
+    if (!isName(declared.name))
+        refuse(place, "a name has a letter in front, then letters, digits and _, at most 63 in all");
+    if (declared.generated)
+        refuse(place, "generated columns are not possible");
+    if (declared.name == idColumn)
+        return checkedId(declared, place);
+    const std::optional<Value::TypeCode> type = typeNamed(declared.type);
+    if (!type)
+        refuse(place, "the type \"" + declared.type + "\" is none of SWITCH, INTEGER, COUNTER and TEXT");
+    if (declared.primaryKey)
+        refuse(place, "only the column \"Id\" may be the primary key");
+    if (!declared.notNull || !declared.defaultSql)
+        refuse(place, "must have NOT NULL and DEFAULT");
+    const std::optional<Value> defaultValue = defaultFrom(*type, *declared.defaultSql);
+    if (!defaultValue)
+        refuse(place, "the default " + *declared.defaultSql + " is no plain value of its type");
+    return {declared.name, *type, *defaultValue};
+}
+
+Table checkedTable(Connection& scratch, const std::string& name, const std::string& origin) {
+    const std::string place = origin + ": table " + name;
+    if (!isName(name))
+        refuse(place, "a name has a letter in front, then letters, digits and _, at most 63 in all");
+    if (isStrict(scratch, name))
+        refuse(place, "STRICT is not possible");
+    Table table{name, {}};
+    for (const DeclaredColumn& column : declaredColumns(scratch, name))
+        table.columns.push_back(checkedColumn(column, place + ", column " + column.name));
+    if (table.columns.size() > columnLimit)
+        refuse(place, "more than 128 columns");
+    return table;
+}
+
+} // namespace
+
+std::optional<std::size_t> Table::indexOf(const std::string& column) const {
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        if (columns[i].name == column)
+            return i;
+    return std::nullopt;
+}
+
+velta::NameList Table::columnNames() const {
+    velta::NameList names;
+    names.reserve(columns.size());
+    for (const Column& column : columns)
+        names.push_back(column.name);
+    return names;
+}
+
+void Schema::add(const std::string& sql, const std::string& origin) {
+    Connection scratch(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY);
+    runOnlyCreateTable(scratch, sql, origin);
+    std::vector<Table> added;
+    for (const std::string& name : declaredTables(scratch)) {
+        for (const Table& known : tables_)
+            if (sameName(known.name, name))
+                refuse(origin, "table " + name + " is there already, as " + known.name);
+        added.push_back(checkedTable(scratch, name, origin));
+    }
+    if (added.empty())
+        refuse(origin, "no table in it");
+    if (tables_.size() + added.size() > tableLimit)
+        refuse(origin, "more than 1000 tables");
+    tables_.insert(tables_.end(), added.begin(), added.end());
+}
+
+void Schema::addFile(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) != 0)
+        refuse(path, std::strerror(errno));
+    if (!S_ISREG(status.st_mode))
+        refuse(path, "not a regular file");
+    std::ifstream file(path, std::ios::binary);
+    std::string sql(sizeLimit + 1, '\0'); // one byte more than may be, to see that it is too much
+    file.read(sql.data(), static_cast<std::streamsize>(sql.size()));
+    if (!file.is_open() || file.bad())
+        refuse(path, "can't be read");
+    sql.resize(static_cast<std::size_t>(file.gcount()));
+    add(sql, path);
+}
+
+const char* typeName(Value::TypeCode type) {
+    for (const TypeName& entry : typeNames)
+        if (entry.type == type)
+            return entry.name;
+    return "";
+}
+
+std::optional<Value::TypeCode> typeNamed(const std::string& name) {
+    for (const TypeName& entry : typeNames)
+        if (sameName(entry.name, name))
+            return entry.type;
+    return std::nullopt;
+}
+
+} // namespace store

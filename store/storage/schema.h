@@ -1,0 +1,53 @@
+#pragma once
+
+#include "velta/namelist.h"
+#include "velta/value.h"
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+// The tables that the server serves, read from CREATE TABLE statements.
+namespace store {
+
+inline constexpr const char* idColumn = "Id";
+
+struct Column {
+    std::string name;
+    velta::Value::TypeCode type = velta::Value::None;
+    velta::Value defaultValue;
+};
+
+struct Table {
+    std::string name;
+    std::vector<Column> columns;
+
+    std::optional<std::size_t> indexOf(const std::string& column) const;
+    velta::NameList columnNames() const;
+    // Without "Id" a table has one row and always that one.
+    bool singleRow() const { return !indexOf(idColumn).has_value(); }
+};
+
+class Schema {
+public:
+    // Takes the tables of a text in SQL, which may hold CREATE TABLE statements and nothing else. `origin`
+    // names the text in errors. Throws StorageError; what was added before stays.
+    void add(const std::string& sql, const std::string& origin);
+    void addFile(const std::string& path);
+
+    // In the order in which they stand in the texts.
+    const std::vector<Table>& tables() const { return tables_; }
+
+private:
+    std::vector<Table> tables_;
+};
+
+// The schema that is built in.
+const char* defaultSchema();
+
+// The type's name in a schema, and the type of a name (in any case of letters).
+const char* typeName(velta::Value::TypeCode type);
+std::optional<velta::Value::TypeCode> typeNamed(const std::string& name);
+
+} // namespace store

@@ -1,0 +1,55 @@
+#include "store/storage/sqlwords.h"
+
+#include <algorithm>
+
+namespace store {
+
+namespace {
+
+bool isWordCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
+           c == '$' || static_cast<unsigned char>(c) >= 0x80;
+}
+
+// What closes a text or a name that begins with that character, 0 when none does.
+char closingQuote(char opening) {
+    if (opening == '[')
+        return ']';
+    return opening == '\'' || opening == '"' || opening == '`' ? opening : '\0';
+}
+
+// The place behind the next `end`, the text's size when there is none.
+std::size_t behind(const std::string& sql, const std::string& end, std::size_t from) {
+    const std::size_t found = sql.find(end, from);
+    return found == std::string::npos ? sql.size() : found + end.size();
+}
+
+std::size_t behindWord(const std::string& sql, std::size_t from) {
+    const auto begin = sql.begin() + static_cast<std::string::difference_type>(from);
+    return static_cast<std::size_t>(std::find_if_not(begin, sql.end(), isWordCharacter) - sql.begin());
+}
+
+} // namespace
+
+std::optional<std::vector<std::string>> wordsOf(const std::string& sql) {
+    std::vector<std::string> words;
+    for (std::size_t at = 0; at < sql.size();) {
+        if (sql.compare(at, 2, "--") == 0) {
+            at = behind(sql, "\n", at);
+        } else if (sql.compare(at, 2, "/*") == 0) {
+            if (sql.find("*/", at + 2) == std::string::npos)
+                return std::nullopt;
+            at = behind(sql, "*/", at + 2);
+        } else if (const char quote = closingQuote(sql[at]); quote != '\0') {
+            at = behind(sql, std::string(1, quote), at + 1); // a doubled one closes and opens again
+        } else if (const std::size_t end = behindWord(sql, at); end != at) {
+            words.push_back(sql.substr(at, end - at));
+            at = end;
+        } else {
+            ++at;
+        }
+    }
+    return words;
+}
+
+} // namespace store
