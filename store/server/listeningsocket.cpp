@@ -1,5 +1,7 @@
 #include "store/server/listeningsocket.h"
 
+#include "store/server/descriptor.h"
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -28,21 +30,6 @@ constexpr int lockPause = 20; // milliseconds
 [[noreturn]] void failWithErrno(const std::string& path, const char* what) {
     fail(path, std::string(what) + ": " + std::strerror(errno));
 }
-
-class Descriptor {
-public:
-    explicit Descriptor(int descriptor) : descriptor_(descriptor) {}
-    ~Descriptor() {
-        if (descriptor_ >= 0)
-            close(descriptor_);
-    }
-    Descriptor(const Descriptor&) = delete;
-    Descriptor& operator=(const Descriptor&) = delete;
-    int get() const { return descriptor_; }
-
-private:
-    int descriptor_;
-};
 
 // Keeps a second server, which starts at the same moment, from taking the socket that this one is about to
 // make for a stale one. A stranger may hold the lock of a directory like /tmp, so it is waited for only so

@@ -13,7 +13,14 @@ void Output::append(const velta::protocol::Reply& reply) {
         pieces_.emplace_back();
     std::string& piece = pieces_.back();
     const std::size_t before = piece.size();
-    velta::protocol::encode(reply, piece);
+    try {
+        velta::protocol::encode(reply, piece);
+    } catch (...) {
+        piece.resize(before); // half a message would spoil all that follow
+        if (piece.empty())
+            pieces_.pop_back();
+        throw;
+    }
     size_ += piece.size() - before;
 }
 

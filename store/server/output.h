@@ -16,6 +16,7 @@ public:
     // In bytes.
     std::size_t size() const { return size_; }
 
+    // All of the reply or, where memory runs out, none of it: throws std::bad_alloc.
     void append(const velta::protocol::Reply& reply);
     // The bytes that go next, none when it is empty.
     std::string_view front() const;

@@ -37,8 +37,12 @@ std::optional<Peer> peerOf(int descriptor) {
     return Peer{credentials.pid, credentials.uid, credentials.gid};
 }
 
+bool isOwn(uid_t user) {
+    return user == 0 || user == geteuid();
+}
+
 bool isPermitted(const Peer& peer, int descriptor, std::optional<gid_t> group) {
-    if (peer.user == 0 || peer.user == geteuid())
+    if (isOwn(peer.user))
         return true;
     if (!group)
         return false;

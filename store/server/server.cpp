@@ -5,10 +5,11 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <system_error>
+#include <exception>
+#include <new>
+#include <utility>
 
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace store {
 
@@ -17,18 +18,22 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr int acceptedARound = 16;
+constexpr int acceptedATurn = 128; // as many as may wait
 constexpr auto acceptPause = std::chrono::milliseconds(500);
 
 // Turns a connection away. Its socket is new, so the few bytes fit.
-void refuse(int descriptor, const velta::protocol::EResultCode& result) {
+void refuse(const Descriptor& descriptor, const velta::protocol::EResultCode& result) {
     velta::protocol::Reply reply;
     reply.kind = velta::protocol::ReplyKind::Failed;
     reply.result = result;
     std::string bytes;
     velta::protocol::encode(reply, bytes);
-    (void)send(descriptor, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); // a courtesy
-    close(descriptor);
+    (void)send(descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); // a courtesy
+}
+
+bool isOfStorage(const Database::Result& result) {
+    return result.code() == code::storageFailed || result.code() == code::storageFull ||
+           result.code() == code::readOnly;
 }
 
 } // namespace
@@ -36,52 +41,64 @@ void refuse(int descriptor, const velta::protocol::EResultCode& result) {
 Server::Server(EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
                const ServerOptions& options)
     : dispatcher_(dispatcher),
+      database_(database),
       socket_(socket),
       options_(options),
+      places_(options.places),
       queue_(options.transaction),
-      handler_(
-          database, queue_, options.turn,
-          [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); },
-          [this] { return unsent() > options_.output; }) {
+      readings_(database, options.readings,
+                [this](Session& session, const std::string& why) { closeClient(session, why); }),
+      requests_(database, queue_, readings_, options.turn,
+                [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }) {
     dispatcher_.add(socket_.descriptor(), EventDispatcher::Readable, [this](unsigned) { accept(); });
 }
 
 Server::~Server() {
     dispatcher_.remove(socket_.descriptor());
-    handler_.rollBack();
+    for (const auto& [id, client] : clients_)
+        readings_.end(id);
+    database_.transaction().rollBack();
 }
 
 void Server::handleEvents(unsigned milliseconds) {
-    dispatcher_.handleEvents(untilDeadline(milliseconds));
-    settle();
+    try {
+        dispatcher_.handleEvents(moreToDo_ ? 0 : untilDeadline(milliseconds));
+        round();
+        settle();
+    } catch (const std::bad_alloc&) { // of a line of the log, at the most: all else has been seen to
+        log::error("out of memory");
+    }
 }
 
 void Server::shutDown(std::chrono::milliseconds patience) {
     dispatcher_.remove(socket_.descriptor());
-    handler_.rollBack();
     for (auto& [id, client] : clients_)
         client.session->pause();
     const Clock::time_point end = Clock::now() + patience;
-    for (Clock::time_point now = Clock::now(); unsent() > 0 && now < end; now = Clock::now()) {
+    for (Clock::time_point now = Clock::now(); isAnswering() && now < end; now = Clock::now()) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count() + 1;
-        dispatcher_.handleEvents(static_cast<unsigned>(left));
-        (void)dropClosed();
+        dispatcher_.handleEvents(moreToDo_ ? 0 : static_cast<unsigned>(left));
+        round();
+        dropClosed(now);
     }
-    clients_.clear();
+    while (!clients_.empty()) {
+        clients_.begin()->second.session->close();
+        dropClosed(Clock::now());
+    }
 }
 
-std::size_t Server::unsent() const {
-    std::size_t bytes = 0;
-    for (const auto& [id, client] : clients_)
-        bytes += client.session->unsent();
-    return bytes;
+// Whether an answer that is begun is not sent to its end.
+bool Server::isAnswering() const {
+    return std::any_of(clients_.begin(), clients_.end(), [this](const auto& entry) {
+        return entry.second.session->unsent() > 0 || readings_.isGivenOut(entry.first);
+    });
 }
 
 void Server::accept() {
-    for (int i = 0; i < acceptedARound && !acceptAgain_; ++i) {
-        const int descriptor = accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK);
-        if (descriptor >= 0)
-            admitClient(descriptor);
+    for (int i = 0; i < acceptedATurn && !acceptAgain_; ++i) {
+        Descriptor descriptor(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (descriptor.get() >= 0)
+            admitClient(std::move(descriptor));
         else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
             pauseAccepting(
                 std::strerror(errno)); // the connection stays in line and would wake us again at once
@@ -90,32 +107,34 @@ void Server::accept() {
     }
 }
 
-void Server::admitClient(int descriptor) {
-    const std::optional<Peer> peer = peerOf(descriptor);
-    if (!peer) {
-        close(descriptor);
-    } else if (!isPermitted(*peer, descriptor, options_.group)) {
-        log::warning("a client that is not permitted was turned away (" + peer->text() + ")");
-        refuse(descriptor, code::notPermitted);
-    } else if (clients_.size() >= options_.clients) {
-        log::warning("one client too many was turned away (" + peer->text() + ")");
-        refuse(descriptor, code::tooManyClients);
-    } else {
-        addClient(descriptor, *peer);
+void Server::admitClient(Descriptor descriptor) {
+    const std::optional<Peer> peer = peerOf(descriptor.get());
+    if (!peer)
+        return;
+    try {
+        if (!isPermitted(*peer, descriptor.get(), options_.group)) {
+            refuse(descriptor, code::notPermitted);
+            log::warning("a client that is not permitted was turned away (" + peer->text() + ")");
+        } else if (const char* reason = places_.refusal(*peer)) {
+            refuse(descriptor, {code::tooManyClients, reason});
+            log::warning("one client too many was turned away (" + peer->text() + "): " + reason);
+        } else {
+            addClient(std::move(descriptor), *peer);
+        }
+    } catch (const std::exception& error) {
+        log::error(error.what());
     }
 }
 
-void Server::addClient(int descriptor, const Peer& peer) {
+void Server::addClient(Descriptor descriptor, const Peer& peer) {
     const ClientId id = nextId_++;
-    const auto handle = [this](Session& session, const velta::protocol::Request& request) {
-        handler_.handle(session, request);
-    };
+    auto session = std::make_unique<Session>(dispatcher_, std::move(descriptor), id, peer);
+    places_.take(peer.user);
     try {
-        clients_[id] = {std::make_unique<Session>(dispatcher_, descriptor, id, peer, handle),
-                        Clock::now() + options_.greeting};
-    } catch (const std::system_error& error) {
-        clients_.erase(id);
-        log::error(std::string("a client can't be served: ") + error.what());
+        clients_.emplace(id, Client{std::move(session), Clock::now() + options_.greeting});
+    } catch (...) {
+        places_.giveBack(peer.user);
+        throw;
     }
 }
 
@@ -132,75 +151,161 @@ void Server::resumeAccepting(Clock::time_point now) {
     dispatcher_.setInterest(socket_.descriptor(), EventDispatcher::Readable);
 }
 
-// One transaction that ends lets the next client in, whose requests may be here already and end its own: done
-// in a loop, so that no chain of them goes deep.
+void Server::round() {
+    moreToDo_ = false;
+    for (auto& [id, client] : clients_) {
+        Session& session = *client.session;
+        if (hasTurn(session))
+            turn(session);
+        moreToDo_ = moreToDo_ || hasTurn(session);
+    }
+}
+
+bool Server::hasTurn(const Session& session) const {
+    return session.hasRequest() || (session.takesAnswers() && readings_.canGoOn(session.id()));
+}
+
+// Where there is no memory left even for the answer, the client ends.
+void Server::turn(Session& session) {
+    try {
+        if (readings_.has(session.id()))
+            serveReading(session);
+        else
+            serveRequest(session);
+        session.flush();
+    } catch (const std::exception&) {
+        session.close();
+    }
+}
+
+void Server::serveRequest(Session& session) {
+    const velta::protocol::Request request = session.takeRequest();
+    send(session, request.sequence, answerTo(session, request));
+}
+
+// Memory that runs out is the failure of the request that asked for it.
+Answer Server::answerTo(Session& session, const velta::protocol::Request& request) {
+    try {
+        return requests_.answer(session, request);
+    } catch (const std::bad_alloc&) {
+        return code::outOfMemory;
+    }
+}
+
+void Server::serveReading(Session& session) {
+    const std::uint32_t sequence = readings_.sequence(session.id());
+    Answer answer = readings_.goOn(session.id());
+    if (!answer.result.ok() || answer.reply.rows.last) {
+        readings_.end(session.id());
+        session.resume();
+    }
+    send(session, sequence, std::move(answer));
+}
+
+void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
+    if (answer.when == Answer::When::Later)
+        return;
+    velta::protocol::Reply& reply = answer.reply;
+    reply.sequence = sequence;
+    reply.rows.cells = answer.cells;
+    if (!answer.result.ok()) {
+        logFailure(answer.result);
+        reply.kind = velta::protocol::ReplyKind::Failed;
+        reply.result = std::move(answer.result);
+    }
+    session.reply(reply);
+    if (answer.when != Answer::When::ThenClose)
+        return;
+    session.flush();
+    session.close();
+}
+
+// A failure of the storage is for the log too; one that lasts only once.
+void Server::logFailure(const Database::Result& result) {
+    if (!isOfStorage(result) || result.strerror() == loggedFailure_)
+        return;
+    loggedFailure_ = result.strerror();
+    log::error("the database can't be used as it should: " + loggedFailure_);
+}
+
 void Server::settle() {
     const Clock::time_point now = Clock::now();
     resumeAccepting(now);
     closeSilent(now);
-    bool again = true;
-    while (again) {
-        again = dropClosed();
-        again = expireTransaction(now) || again;
-        again = admitNext(now) || again; // before it is too late for one whose turn it is now
-        again = endWaiting(now) || again;
-    }
+    readings_.expire(now);
+    dropClosed(now);
+    expireTransaction(now);
+    admitNext(now); // before it is too late for one whose turn it is now
+    endWaiting(now);
+    if (readings_.admit(now))
+        moreToDo_ = true;
 }
 
-bool Server::dropClosed() {
-    bool any = false;
+void Server::dropClosed(Clock::time_point now) {
     for (auto client = clients_.begin(); client != clients_.end();) {
-        if (!client->second.session->isClosed()) {
+        const Session& session = *client->second.session;
+        if (!session.isClosed()) {
             ++client;
             continue;
         }
-        log::debug(client->second.session->text() + " is gone");
-        handler_.forget(client->first);
+        readings_.forget(session.id());
+        if (queue_.owns(session.id()))
+            database_.transaction().rollBack();
+        queue_.forget(session.id(), now);
+        places_.giveBack(session.peer().user);
+        const std::unique_ptr<Session> gone = std::move(client->second.session);
         client = clients_.erase(client);
-        any = true;
+        log::debug(gone->text() + " is gone");
     }
-    return any;
 }
 
-bool Server::expireTransaction(Clock::time_point now) {
+void Server::expireTransaction(Clock::time_point now) {
     const std::optional<ClientId> owner = queue_.takeExpired(now);
     if (!owner)
-        return false;
-    log::warning(clients_.at(*owner).session->text() + " held a transaction for too long, it is rolled back");
-    handler_.expire(*owner);
-    return true;
+        return;
+    if (readings_.has(*owner) && queue_.takeExpiry(*owner))
+        readings_.fail(*owner, code::transactionExpired); // it reads what is about to go
+    database_.transaction().rollBack();
+    log::warning(clients_.at(*owner).session->text() +
+                 " held a transaction for too long, it is rolled back");
 }
 
-bool Server::endWaiting(Clock::time_point now) {
-    const std::optional<ClientId> client = queue_.takeTimedOut(now);
-    if (!client)
-        return false;
-    Session& session = *clients_.at(*client).session;
-    handler_.busy(session);
-    session.resume();
-    return true;
+void Server::admitNext(Clock::time_point now) {
+    const std::optional<TransactionQueue::Turn> turn = queue_.admit(now);
+    if (!turn)
+        return;
+    answerBegin(*turn, Answer::done());
 }
 
-bool Server::admitNext(Clock::time_point now) {
-    const std::optional<ClientId> client = queue_.admit(now);
-    if (!client)
-        return false;
-    Session& session = *clients_.at(*client).session;
-    handler_.grant(session);
-    session.resume();
-    return true;
+void Server::endWaiting(Clock::time_point now) {
+    for (auto turn = queue_.takeTimedOut(now); turn; turn = queue_.takeTimedOut(now))
+        answerBegin(*turn, code::busy);
+}
+
+void Server::answerBegin(const TransactionQueue::Turn& turn, Answer&& answer) {
+    Session& session = *clients_.at(turn.client).session;
+    try {
+        session.putNotice(); // what was committed before a transaction is told before it begins
+        send(session, turn.sequence, std::move(answer));
+        session.resume();
+        session.flush();
+    } catch (const std::exception&) {
+        session.close();
+    }
+    moreToDo_ = true; // its next request may be here already
 }
 
 void Server::closeSilent(Clock::time_point now) {
     for (auto& [id, client] : clients_) {
         Session& session = *client.session;
-        if (session.isClosed() || now < patienceEnd(client))
-            continue;
-        log::warning(session.text() +
-                     (session.hasGreeted() ? " does not read its answers" : " did not greet in time") +
-                     ", connection closed");
-        session.close();
+        if (!session.isClosed() && now >= patienceEnd(client))
+            closeClient(session, session.hasGreeted() ? " does not read its answers" : " did not greet in time");
     }
+}
+
+void Server::closeClient(Session& session, const std::string& why) {
+    session.close();
+    log::warning(session.text() + why + ", connection closed");
 }
 
 // When a client that does not do its part is closed.
@@ -211,18 +316,27 @@ Clock::time_point Server::patienceEnd(const Client& client) const {
     return stalled ? *stalled + options_.reading : Clock::time_point::max();
 }
 
+// A client that can't be told for want of memory is closed: it reads everything anew when it comes back.
 void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
-    for (auto& [id, client] : clients_)
-        if (!client.session->isClosed())
-            client.session->tablesChanged(tables, id == by);
+    for (auto& [id, client] : clients_) {
+        Session& session = *client.session;
+        try {
+            if (!session.isClosed())
+                session.tablesChanged(tables, id == by);
+        } catch (const std::exception&) {
+            session.close();
+        }
+    }
 }
 
 unsigned Server::untilDeadline(unsigned milliseconds) const {
-    Clock::time_point next = queue_.nextDeadline();
+    Clock::time_point next = std::min(queue_.nextDeadline(), readings_.nextDeadline());
     if (acceptAgain_)
         next = std::min(next, *acceptAgain_);
     for (const auto& [id, client] : clients_)
         next = std::min(next, patienceEnd(client));
+    if (next == Clock::time_point::max())
+        return milliseconds;
     const Clock::time_point now = Clock::now();
     if (next <= now)
         return 0;

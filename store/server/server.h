@@ -1,16 +1,19 @@
 #pragma once
 
-#include "store/storage/database.h"
 #include "store/server/listeningsocket.h"
-#include "store/server/requesthandler.h"
+#include "store/server/places.h"
+#include "store/server/readings.h"
+#include "store/server/requests.h"
 #include "store/server/session.h"
 #include "store/server/transactionqueue.h"
+#include "store/storage/database.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <chrono>
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
 #include <sys/types.h>
 
@@ -18,15 +21,16 @@ namespace store {
 
 struct ServerOptions {
     std::optional<gid_t> group; // whose members may come in, besides root and the server's user
-    std::size_t clients = 128;  // at once
+    Places::Limits places;
     std::chrono::milliseconds greeting = std::chrono::seconds(10); // for a new connection to greet
     std::chrono::milliseconds turn = std::chrono::seconds(60);     // at most, to wait for a transaction
-    std::chrono::milliseconds transaction = std::chrono::seconds(60);
-    std::size_t output = 64 * 1024 * 1024; // bytes; while more wait to be read, only small answers are given
+    TransactionQueue::Limits transaction;
+    Readings::Limits readings;
     std::chrono::milliseconds reading = std::chrono::seconds(60); // for a client to take any of much output
 };
 
-// Serves a database to the clients of a socket, in one thread.
+// Serves a database to the clients of a socket, in one thread and in rounds: in each round every client that
+// has something to be done has one turn, a request or a piece of a reading.
 class Server {
 public:
     Server(velta::net::EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
@@ -35,9 +39,9 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Waits for events, not longer than that, and serves them.
+    // Waits for events, not longer than that, and does one round.
     void handleEvents(unsigned milliseconds);
-    // Rolls back what is open, sends the answers that are made, and closes all connections. Takes that long
+    // Rolls back what is open, sends the answers that are begun, and closes all connections. Takes that long
     // at most.
     void shutDown(std::chrono::milliseconds patience);
 
@@ -48,29 +52,46 @@ private:
     };
 
     void accept();
-    void admitClient(int descriptor);
-    void addClient(int descriptor, const Peer& peer);
+    void admitClient(Descriptor descriptor);
+    void addClient(Descriptor descriptor, const Peer& peer);
     void pauseAccepting(const char* reason);
     void resumeAccepting(Clock::time_point now);
-    // Acts on what a round of events and the time gone by left to do, until nothing is.
+
+    void round();
+    bool hasTurn(const Session& session) const;
+    void turn(Session& session);
+    void serveRequest(Session& session);
+    Answer answerTo(Session& session, const velta::protocol::Request& request);
+    void serveReading(Session& session);
+    void send(Session& session, std::uint32_t sequence, Answer&& answer);
+    void logFailure(const Database::Result& result);
+
+    // Acts on what a round and the time gone by left to do.
     void settle();
-    bool dropClosed();
-    bool expireTransaction(Clock::time_point now);
-    bool endWaiting(Clock::time_point now);
-    bool admitNext(Clock::time_point now);
+    void dropClosed(Clock::time_point now);
+    void expireTransaction(Clock::time_point now);
+    void admitNext(Clock::time_point now);
+    void endWaiting(Clock::time_point now);
+    void answerBegin(const TransactionQueue::Turn& turn, Answer&& answer);
     void closeSilent(Clock::time_point now);
     Clock::time_point patienceEnd(const Client& client) const;
+    void closeClient(Session& session, const std::string& why);
     void tellCommitted(const velta::NameList& tables, ClientId by);
     unsigned untilDeadline(unsigned milliseconds) const;
-    std::size_t unsent() const;
+    bool isAnswering() const;
 
     velta::net::EventDispatcher& dispatcher_;
+    Database& database_;
     ListeningSocket& socket_;
     const ServerOptions options_;
+    Places places_;
     TransactionQueue queue_;
-    RequestHandler handler_;
+    Readings readings_;
+    Requests requests_;
     std::map<ClientId, Client> clients_;
     ClientId nextId_ = 1;
+    bool moreToDo_ = false;                      // somebody has a turn in the next round
+    std::string loggedFailure_;                  // of the storage, the last one
     std::optional<Clock::time_point> acceptAgain_; // while accepting is paused
 };
 

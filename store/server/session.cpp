@@ -1,15 +1,16 @@
 #include "store/server/session.h"
 
-#include "store/storage/cells.h"
 #include "store/log.h"
+#include "store/storage/cells.h"
 
 #include <array>
 #include <cerrno>
+#include <exception>
+#include <new>
 #include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace store {
 
@@ -19,8 +20,6 @@ using velta::net::EventDispatcher;
 using velta::protocol::FrameReader;
 
 constexpr std::size_t readSize = 16 * 1024;
-// Bytes of output up to which the next request is taken.
-constexpr std::size_t nearlySent = 64 * 1024;
 
 bool wouldBlock() {
     return errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR;
@@ -28,24 +27,17 @@ bool wouldBlock() {
 
 } // namespace
 
-Session::Session(EventDispatcher& dispatcher, int descriptor, ClientId id, const Peer& peer, Handler handler)
+Session::Session(EventDispatcher& dispatcher, Descriptor descriptor, ClientId id, const Peer& peer)
     : dispatcher_(dispatcher),
-      descriptor_(descriptor),
+      descriptor_(std::move(descriptor)),
       id_(id),
       peer_(peer),
-      handler_(std::move(handler)),
       interest_(EventDispatcher::Readable) {
-    try {
-        dispatcher_.add(descriptor_, interest_, [this](unsigned ready) { onReady(ready); });
-    } catch (...) {
-        ::close(descriptor_);
-        throw;
-    }
+    dispatcher_.add(descriptor_.get(), interest_, [this](unsigned ready) { onReady(ready); });
 }
 
 Session::~Session() {
-    dispatcher_.remove(descriptor_);
-    ::close(descriptor_);
+    dispatcher_.remove(descriptor_.get());
 }
 
 std::string Session::text() const {
@@ -57,25 +49,15 @@ void Session::setGreeted(const std::string& name) {
     name_ = shown(name);
 }
 
-void Session::resume() {
-    paused_ = false;
-    work();
-}
-
-void Session::done(std::uint32_t sequence, std::uint32_t number) {
-    velta::protocol::Reply answer;
-    answer.kind = velta::protocol::ReplyKind::Done;
-    answer.sequence = sequence;
-    answer.number = number;
-    reply(answer);
-}
-
-void Session::failed(std::uint32_t sequence, const velta::protocol::EResultCode& result) {
-    velta::protocol::Reply answer;
-    answer.kind = velta::protocol::ReplyKind::Failed;
-    answer.sequence = sequence;
-    answer.result = result;
-    reply(answer);
+velta::protocol::Request Session::takeRequest() {
+    velta::protocol::Request request = std::move(*request_);
+    request_.reset();
+    try {
+        nextRequest(); // it may be here already, and nobody would tell of it
+    } catch (const std::bad_alloc&) {
+        close();
+    }
+    return request;
 }
 
 void Session::subscribe(std::set<std::string> tables, bool leaveOutOwn) {
@@ -101,71 +83,65 @@ void Session::putNotice() {
     velta::protocol::Reply notice;
     notice.kind = velta::protocol::ReplyKind::Notice;
     notice.names.assign(owed_.begin(), owed_.end());
-    owed_.clear();
     reply(notice);
+    owed_.clear();
 }
 
+// Memory that runs out costs this client its connection, and nobody else anything.
 void Session::onReady(unsigned ready) {
     if (closed_)
         return;
-    if ((ready & EventDispatcher::Readable) != 0) {
-        if (wantsInput())
-            readOnce();
-        else if (isHungUp())
-            close();
+    try {
+        if ((ready & EventDispatcher::Readable) != 0) {
+            if (wantsInput())
+                readOnce();
+            else if (isHungUp() && !hasRequest())
+                close();
+        }
+        if (hasRequest())
+            send(); // its turn, which flushes, comes in this round
+        else
+            flush();
+    } catch (const std::exception&) {
+        close();
     }
-    work();
 }
 
 void Session::readOnce() {
     std::array<char, readSize> bytes; // filled by recv
-    const ssize_t size = recv(descriptor_, bytes.data(), bytes.size(), 0);
-    if (size > 0)
+    const ssize_t size = recv(descriptor_.get(), bytes.data(), bytes.size(), 0);
+    if (size > 0) {
         input_.append(bytes.data(), static_cast<std::size_t>(size));
-    else if (size == 0 || !wouldBlock())
+        nextRequest();
+    } else if (size == 0 || !wouldBlock()) {
         close();
+    }
+}
+
+void Session::nextRequest() {
+    std::string_view message;
+    switch (input_.next(message)) {
+    case FrameReader::Next::More:
+        return;
+    case FrameReader::Next::Broken:
+        log::warning(text() + " sent a frame with an impossible length, connection closed");
+        close();
+        return;
+    case FrameReader::Next::Message:
+        break;
+    }
+    if (velta::protocol::decode(message, request_.emplace()))
+        return;
+    log::warning(text() + " sent a message of " + std::to_string(message.size()) + " bytes, kind " +
+                 std::to_string(static_cast<unsigned char>(message[0])) +
+                 ", that can't be understood, connection closed");
+    close();
 }
 
 // A hang-up is reported whether or not one asked for input.
 bool Session::isHungUp() const {
-    pollfd watched{descriptor_, 0, 0};
+    pollfd watched{descriptor_.get(), 0, 0};
     return poll(&watched, 1, 0) > 0 && (watched.revents & (POLLHUP | POLLERR)) != 0;
-}
-
-void Session::work() {
-    bool handled = true;
-    while (handled && !closed_) {
-        send(); // what goes makes room for the next request, and nobody tells of one that is in already
-        handled = false;
-        while (wantsInput() && handleNext())
-            handled = true;
-    }
-    send();
-    setInterest();
-}
-
-bool Session::handleNext() {
-    std::string_view message;
-    velta::protocol::Request request;
-    switch (input_.next(message)) {
-    case FrameReader::Next::More:
-        return false;
-    case FrameReader::Next::Broken:
-        log::warning(text() + " sent a frame with an impossible length, connection closed");
-        close();
-        return false;
-    case FrameReader::Next::Message:
-        break;
-    }
-    if (!velta::protocol::decode(message, request)) {
-        log::warning(text() + " sent a message of " + std::to_string(message.size()) + " bytes, kind " +
-                     std::to_string(static_cast<unsigned char>(message[0])) +
-                     ", that can't be understood, connection closed");
-        close();
-        return false;
-    }
-    handler_(*this, request);
-    return true;
 }
 
 void Session::flush() {
@@ -179,7 +155,7 @@ void Session::send() {
     bool moved = false;
     while (!output_.empty()) {
         const std::string_view bytes = output_.front();
-        const ssize_t size = ::send(descriptor_, bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t size = ::send(descriptor_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (size < 0) {
             if (!wouldBlock())
                 close();
@@ -200,17 +176,13 @@ void Session::watchProgress(bool moved) {
         stalledSince_ = Clock::now();
 }
 
-bool Session::wantsInput() const {
-    return !closed_ && !paused_ && unsent() <= nearlySent;
-}
-
 void Session::setInterest() {
     const unsigned wanted = (wantsInput() ? unsigned{EventDispatcher::Readable} : 0U) |
                             (unsent() > 0 ? unsigned{EventDispatcher::Writable} : 0U);
     if (closed_) {
-        dispatcher_.remove(descriptor_);
+        dispatcher_.remove(descriptor_.get());
     } else if (wanted != interest_) {
-        dispatcher_.setInterest(descriptor_, wanted);
+        dispatcher_.setInterest(descriptor_.get(), wanted);
         interest_ = wanted;
     }
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/server/descriptor.h"
 #include "store/server/output.h"
 #include "store/server/peer.h"
 #include "store/server/transactionqueue.h"
@@ -9,77 +10,79 @@
 #include "velta/protocol/message.h"
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <set>
 #include <string>
 
 namespace store {
 
-// The connection of one client: bytes in and out, and the notices that it is owed.
+// The connection of one client: requests in, answers out, and the notices that it is owed.
 //
-// It takes a request only when the answers before it are nearly all sent, so it holds one frame and one read
-// of input, one answer of output, and a set of names. Whatever goes wrong closes it; its owner then drops it.
+// It reads on only when its last request was taken, and gives out a request only when the answers before it
+// are nearly all sent: it holds one frame and one read of input, one answer of output, and a set of names.
+// Whatever goes wrong closes it; its owner then drops it.
 class Session {
 public:
-    using Handler = std::function<void(Session&, const velta::protocol::Request&)>;
-
-    // Owns the descriptor. Throws std::system_error when the dispatcher can't take it.
-    Session(velta::net::EventDispatcher& dispatcher, int descriptor, ClientId id, const Peer& peer,
-            Handler handler);
+    // Throws std::system_error when the dispatcher can't take the descriptor.
+    Session(velta::net::EventDispatcher& dispatcher, Descriptor descriptor, ClientId id, const Peer& peer);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
 
     ClientId id() const { return id_; }
-    bool isClosed() const { return closed_; }
-    // Bytes of output that wait.
-    std::size_t unsent() const { return output_.size(); }
-    // Since when nothing of its output could be sent, if so much waits that no request is taken. A notice
-    // alone is never that much.
-    std::optional<Clock::time_point> stalledSince() const { return stalledSince_; }
+    const Peer& peer() const { return peer_; }
+    // When it connected.
+    Clock::time_point since() const { return since_; }
     // Who it is, for a log line.
     std::string text() const;
-
     bool hasGreeted() const { return greeted_; }
     void setGreeted(const std::string& name);
 
-    // Between the two no request is taken; notices go out.
+    // Whether a request is here and may be answered now.
+    bool hasRequest() const { return request_.has_value() && takesAnswers() && !paused_; }
+    velta::protocol::Request takeRequest();
+    // Whether what was answered is nearly all sent.
+    bool takesAnswers() const { return !closed_ && unsent() <= nearlySent; }
+    // Between the two no request is given out; notices go out.
     void pause() { paused_ = true; }
-    void resume();
+    void resume() { paused_ = false; }
 
-    // Append an answer; it goes out when the request is through.
-    void done(std::uint32_t sequence, std::uint32_t number = 0);
-    void failed(std::uint32_t sequence, const velta::protocol::EResultCode& result);
     void reply(const velta::protocol::Reply& reply) { output_.append(reply); }
-
     void subscribe(std::set<std::string> tables, bool leaveOutOwn);
     // Tables that a commit changed, of this client or of another. They go out in one notice once the output
     // is empty.
     void tablesChanged(const velta::NameList& tables, bool own);
     // Puts out what is owed now, in front of what comes next.
     void putNotice();
-
-    // Sends what can be sent at once.
+    // Sends what can be sent at once, and waits for what is needed next.
     void flush();
+
+    // Bytes of output that wait.
+    std::size_t unsent() const { return output_.size(); }
+    // Since when nothing of its output could be sent, if so much waits that no request is taken. A notice
+    // alone is never that much.
+    std::optional<Clock::time_point> stalledSince() const { return stalledSince_; }
+
+    bool isClosed() const { return closed_; }
     void close() { closed_ = true; }
 
 private:
+    static constexpr std::size_t nearlySent = 64 * 1024; // bytes of output up to which more is answered
+
     void onReady(unsigned ready);
     void readOnce();
+    void nextRequest();
     bool isHungUp() const;
-    void work();
-    bool handleNext();
     void send();
     void watchProgress(bool moved);
     void setInterest();
-    bool wantsInput() const;
+    bool wantsInput() const { return takesAnswers() && !paused_ && !request_; }
 
     velta::net::EventDispatcher& dispatcher_;
-    const int descriptor_;
+    const Descriptor descriptor_;
     const ClientId id_;
     const Peer peer_;
-    const Handler handler_;
+    const Clock::time_point since_ = Clock::now();
 
     std::string name_;
     bool greeted_ = false;
@@ -87,6 +90,7 @@ private:
     bool closed_ = false;
     unsigned interest_;
     velta::protocol::FrameReader input_;
+    std::optional<velta::protocol::Request> request_; // the next one, if it is here
     Output output_;
     std::optional<Clock::time_point> stalledSince_;
     std::set<std::string> subscribed_;

@@ -1,49 +1,155 @@
 #include "store/server/transactionqueue.h"
 
 #include <algorithm>
+#include <tuple>
+#include <utility>
 
 namespace store {
 
-std::optional<ClientId> TransactionQueue::admit(Clock::time_point now) {
-    if (owner_ || waiting_.empty())
-        return std::nullopt;
-    owner_ = waiting_.front().client;
-    waiting_.pop_front();
-    heldUntil_ = now + heldAtMost_;
-    return owner_;
+void TransactionQueue::join(ClientId client, Clock::time_point now) {
+    known_[client] = {now, now, 0, false};
 }
 
-std::optional<ClientId> TransactionQueue::takeTimedOut(Clock::time_point now) {
-    const auto found = std::find_if(waiting_.begin(), waiting_.end(),
-                                    [now](const Waiting& waiting) { return waiting.until <= now; });
-    if (found == waiting_.end())
+void TransactionQueue::forget(ClientId client, Clock::time_point now) {
+    if (owner_ == client)
+        release(now);
+    withdraw(client);
+    known_.erase(client);
+}
+
+void TransactionQueue::ask(ClientId client, std::uint32_t sequence, Clock::time_point until,
+                           Clock::time_point now) {
+    dropEndedPlaces(now);
+    if (places_.empty())
+        waitedForSince_ = now;
+    const auto kept = placeOf(client);
+    if (kept == places_.end()) {
+        places_.push_back({{client, sequence}, until, true, std::nullopt});
+        return;
+    }
+    kept->turn.sequence = sequence;
+    kept->until = until;
+    kept->here = true;
+}
+
+void TransactionQueue::withdraw(ClientId client) {
+    if (const auto place = placeOf(client); place != places_.end())
+        places_.erase(place);
+}
+
+std::optional<TransactionQueue::Turn> TransactionQueue::admit(Clock::time_point now) {
+    dropEndedPlaces(now);
+    if (owner_ || places_.empty())
         return std::nullopt;
-    const ClientId client = found->client;
-    waiting_.erase(found);
-    return client;
+    const auto place = next();
+    if (!place->here) {
+        if (!place->reservedUntil)
+            place->reservedUntil = now + limits_.reserved;
+        return std::nullopt;
+    }
+    const Turn turn = place->turn;
+    places_.erase(place);
+    owner_ = turn.client;
+    heldSince_ = heardAt_ = now;
+    return turn;
+}
+
+std::optional<TransactionQueue::Turn> TransactionQueue::takeTimedOut(Clock::time_point now) {
+    const auto place = std::find_if(places_.begin(), places_.end(), [now](const Place& waiting) {
+        return waiting.here && waiting.until <= now;
+    });
+    if (place == places_.end())
+        return std::nullopt;
+    place->here = false;
+    place->until = now + limits_.kept;
+    return place->turn;
+}
+
+void TransactionQueue::release(Clock::time_point now) {
+    countHold(now);
+    owner_.reset();
 }
 
 std::optional<ClientId> TransactionQueue::takeExpired(Clock::time_point now) {
-    if (!owner_ || now < heldUntil_)
+    dropEndedPlaces(now);
+    if (!owner_ || now < expiry())
         return std::nullopt;
     const std::optional<ClientId> client = owner_;
-    owner_.reset();
+    known_[*client].expired = true;
+    release(now);
     return client;
 }
 
-void TransactionQueue::leave(ClientId client) {
-    if (owner_ == client)
-        owner_.reset();
-    waiting_.erase(std::remove_if(waiting_.begin(), waiting_.end(),
-                                  [client](const Waiting& waiting) { return waiting.client == client; }),
-                   waiting_.end());
+bool TransactionQueue::takeExpiry(ClientId client) {
+    const auto known = known_.find(client);
+    return known != known_.end() && std::exchange(known->second.expired, false);
 }
 
 Clock::time_point TransactionQueue::nextDeadline() const {
-    Clock::time_point next = owner_ ? heldUntil_ : Clock::time_point::max();
-    for (const Waiting& waiting : waiting_)
-        next = std::min(next, waiting.until);
-    return next;
+    Clock::time_point deadline = owner_ ? expiry() : Clock::time_point::max();
+    for (const Place& place : places_)
+        deadline = std::min(deadline, endOf(place));
+    return deadline;
+}
+
+// When its wait ends, or its place if the wait has ended.
+Clock::time_point TransactionQueue::endOf(const Place& place) {
+    return place.here ? place.until : std::min(place.until, place.reservedUntil.value_or(place.until));
+}
+
+TransactionQueue::Places::iterator TransactionQueue::placeOf(ClientId client) {
+    return std::find_if(places_.begin(), places_.end(),
+                        [client](const Place& place) { return place.turn.client == client; });
+}
+
+TransactionQueue::Places::iterator TransactionQueue::next() {
+    return std::min_element(places_.begin(), places_.end(),
+                            [this](const Place& a, const Place& b) { return ranksBefore(a, b); });
+}
+
+// Of two that rank the same the one that came first is the lesser element: min_element keeps it.
+bool TransactionQueue::ranksBefore(const Place& a, const Place& b) const {
+    const Known& first = known_.at(a.turn.client);
+    const Known& second = known_.at(b.turn.client);
+    return std::tie(first.ranksFrom, first.heldLast) < std::tie(second.ranksFrom, second.heldLast);
+}
+
+// A turn that was reserved and not used is a turn all the same.
+void TransactionQueue::drop(Places::iterator place) {
+    if (place->reservedUntil) {
+        Known& known = known_.at(place->turn.client);
+        known.ranksFrom = known.heldLast = endOf(*place);
+        known.shortHolds = 0;
+    }
+    places_.erase(place);
+}
+
+void TransactionQueue::dropEndedPlaces(Clock::time_point now) {
+    for (auto place = places_.begin(); place != places_.end();) {
+        const auto following = std::next(place);
+        if (!place->here && endOf(*place) <= now)
+            drop(place);
+        place = following;
+    }
+}
+
+void TransactionQueue::countHold(Clock::time_point now) {
+    const auto found = known_.find(*owner_);
+    if (found == known_.end())
+        return;
+    Known& known = found->second;
+    known.heldLast = now;
+    if (now - heldSince_ < limits_.shortHold && ++known.shortHolds < limits_.shortHolds)
+        return;
+    known.ranksFrom = now;
+    known.shortHolds = 0;
+}
+
+Clock::time_point TransactionQueue::expiry() const {
+    const Clock::time_point heldUntil = heldSince_ + limits_.held;
+    if (places_.empty())
+        return heldUntil;
+    return std::min(heldUntil, std::max(heardAt_, waitedForSince_) + limits_.silent);
 }
 
 } // namespace store

@@ -1,0 +1,140 @@
+#include "store/server/readings.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace store {
+
+namespace code = velta::protocol::code;
+using Result = Database::Result;
+
+Readings::Readings(Database& database, const Limits& limits, CloseClient close)
+    : database_(database), limits_(limits), close_(std::move(close)) {}
+
+Answer Readings::begin(Session& session, std::uint32_t sequence, const std::string& table,
+                       Database::View view) {
+    Rows rows;
+    bool complete = false;
+    if (Result result = database_.readSmall(table, view, limits_.piece, rows, complete); !result.ok())
+        return result;
+    if (complete) {
+        const std::uint32_t total = rows.count;
+        return Answer::piece(std::move(rows), total, true);
+    }
+    Reading& reading = readings_[session.id()];
+    reading = {&session, sequence, table, view, nullptr, {}, 0, {}};
+    session.pause();
+    if (view == Database::View::OpenTransaction)
+        start(reading); // needs no snapshot
+    return Answer(Answer::When::Later);
+}
+
+bool Readings::isGivenOut(ClientId client) const {
+    const auto found = readings_.find(client);
+    return found != readings_.end() && found->second.given > 0;
+}
+
+bool Readings::canGoOn(ClientId client) const {
+    const auto found = readings_.find(client);
+    return found != readings_.end() && (found->second.rows || !found->second.failure.ok());
+}
+
+Answer Readings::goOn(ClientId client) {
+    Reading& reading = readings_.at(client);
+    if (!reading.failure.ok())
+        return reading.failure;
+    Rows rows;
+    rows.columns = reading.rows->columns();
+    if (Result result = reading.rows->next(rows, limits_.piece); !result.ok())
+        return result;
+    const std::uint32_t total = reading.rows->total();
+    reading.given += rows.count;
+    if (reading.given > total || (rows.count == 0 && reading.given < total))
+        return Result(code::storageFailed, reading.table + " has other rows than it counted");
+    return Answer::piece(std::move(rows), total, reading.given == total);
+}
+
+void Readings::fail(ClientId client, Result why) {
+    Reading& reading = readings_.at(client);
+    reading.rows.reset();
+    reading.failure = std::move(why);
+}
+
+void Readings::forget(ClientId client) {
+    end(client);
+    hadSnapshot_.erase(client);
+}
+
+bool Readings::admit(Clock::time_point now) {
+    bool any = false;
+    while (database_.canBeginReading()) {
+        Reading* const reading = nextToAdmit();
+        if (reading == nullptr)
+            break;
+        hadSnapshot_[reading->session->id()] = now;
+        reading->since = now;
+        start(*reading);
+        any = true;
+    }
+    return any;
+}
+
+// One that had no snapshot yet counts from its coming.
+Readings::Reading* Readings::nextToAdmit() {
+    Reading* next = nullptr;
+    Clock::time_point least = Clock::time_point::max();
+    for (auto& [client, reading] : readings_) {
+        if (reading.rows || !reading.failure.ok())
+            continue;
+        const auto had = hadSnapshot_.find(client);
+        const Clock::time_point rank = had == hadSnapshot_.end() ? reading.session->since() : had->second;
+        if (rank < least) {
+            least = rank;
+            next = &reading;
+        }
+    }
+    return next;
+}
+
+void Readings::start(Reading& reading) {
+    reading.failure = database_.beginReading(reading.table, reading.view, reading.rows);
+}
+
+void Readings::expire(Clock::time_point now) {
+    for (auto& [client, reading] : readings_) {
+        if (!reading.rows || !reading.rows->holdsSnapshot())
+            continue;
+        if (now >= reading.since + limits_.snapshot || database_.logIsTooLong())
+            takeSnapshotBack(reading);
+    }
+}
+
+void Readings::takeSnapshotBack(Reading& reading) {
+    const std::size_t others = kept();
+    const std::size_t room = limits_.kept > others ? limits_.kept - others : 0;
+    const Result result = reading.rows->keepRest(room);
+    if (result.ok())
+        return;
+    if (result.code() != code::tooLarge) {
+        fail(reading.session->id(), result);
+        return;
+    }
+    close_(*reading.session, " is too slow to take its answer, and the rest is too large to be kept for it");
+}
+
+std::size_t Readings::kept() const {
+    std::size_t bytes = 0;
+    for (const auto& [client, reading] : readings_)
+        bytes += reading.rows ? reading.rows->keptBytes() : 0;
+    return bytes;
+}
+
+Clock::time_point Readings::nextDeadline() const {
+    Clock::time_point next = Clock::time_point::max();
+    for (const auto& [client, reading] : readings_)
+        if (reading.rows && reading.rows->holdsSnapshot())
+            next = std::min(next, reading.since + limits_.snapshot);
+    return next;
+}
+
+} // namespace store
