@@ -1,7 +1,7 @@
 #include "tools/dump.h"
 
 #include "tools/cells.h"
-#include "tools/text.h"
+#include "velta/text.h"
 
 namespace cfgctl {
 
@@ -36,7 +36,7 @@ ordered_json rowsAsJson(bool singleRow, const Rows& rows) {
 void requireUtf8(const TableInfo& table, const Rows& rows) {
     for (const ValueList& row : rows)
         for (const auto& [column, value] : row)
-            if (!isUtf8(value.getText()))
+            if (!velta::isUtf8(value.getText()))
                 throw Refused(nameOf(table, row) + " " + column +
                               ": its text is not UTF-8, JSON can't hold it");
 }

@@ -7,8 +7,6 @@
 // Text from the store or a file, for a person's terminal.
 namespace cfgctl {
 
-bool isUtf8(std::string_view text);
-
 // The text with everything that could drive a terminal spelled out: control characters, bytes that are no
 // UTF-8, marks that turn the direction of writing, and, so that no two texts look the same, the backslash.
 std::string printable(std::string_view text);

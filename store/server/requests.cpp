@@ -50,6 +50,8 @@ Answer Requests::answer(Session& session, const Request& request) {
         return listTables();
     case RequestKind::Columns:
         return listColumns(request);
+    case RequestKind::Describe:
+        return describeTable(request);
     case RequestKind::ReadTable:
     case RequestKind::ReadRow:
     case RequestKind::ReadKey:
@@ -100,6 +102,15 @@ Answer Requests::listColumns(const Request& request) {
     Reply reply = replyOf(ReplyKind::Columns);
     for (const Column& column : table->columns)
         reply.columns.push_back({column.name, column.type});
+    return reply;
+}
+
+Answer Requests::describeTable(const Request& request) {
+    const Table* table = database_.table(request.table);
+    if (table == nullptr)
+        return Result(code::unknownTable, shown(request.table));
+    Reply reply = replyOf(ReplyKind::Description);
+    reply.descriptions = describe(*table);
     return reply;
 }
 

@@ -29,6 +29,7 @@ private:
     Answer greet(Session& session, const Request& request);
     Answer listTables() const;
     Answer listColumns(const Request& request);
+    Answer describeTable(const Request& request);
     Answer read(Session& session, const Request& request);
     Answer subscribe(Session& session, const Request& request);
     Answer begin(Session& session, const Request& request);

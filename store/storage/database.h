@@ -38,6 +38,7 @@ public:
     Result readSmall(const std::string& table, View view, std::size_t most, Rows& rows, bool& complete);
     // Whether beginReading() finds a snapshot for a reading of the last commit.
     bool canBeginReading() const { return snapshots_.free(); }
+    bool logIsTooLong() const { return false; }
     Result beginReading(const std::string& table, View view, std::unique_ptr<TableReading>& reading);
 
 private:

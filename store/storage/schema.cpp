@@ -239,6 +239,13 @@ void Schema::addFile(const std::string& path) {
     add(sql, path);
 }
 
+std::vector<velta::protocol::ColumnDescription> describe(const Table& table) {
+    std::vector<velta::protocol::ColumnDescription> columns;
+    for (const Column& column : table.columns)
+        columns.push_back({column.name, column.type, typeName(column.type), Value(), Value(), column.defaultValue});
+    return columns;
+}
+
 const char* typeName(Value::TypeCode type) {
     for (const TypeName& entry : typeNames)
         if (entry.type == type)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "velta/namelist.h"
+#include "velta/protocol/message.h"
 #include "velta/value.h"
 
 #include <cstddef>
@@ -42,6 +43,8 @@ public:
 private:
     std::vector<Table> tables_;
 };
+
+std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 
 // The schema that is built in.
 const char* defaultSchema();

@@ -128,6 +128,8 @@ std::string ScriptedServer::usualAnswer(const Request& request) {
         return frameOf(replyTo(request, ReplyKind::Tables));
     case RequestKind::Columns:
         return frameOf(replyTo(request, ReplyKind::Columns));
+    case RequestKind::Describe:
+        return frameOf(replyTo(request, ReplyKind::Description));
     case RequestKind::Hello:
     case RequestKind::Subscribe:
     case RequestKind::Begin:

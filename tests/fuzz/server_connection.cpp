@@ -102,6 +102,7 @@ Request requestFrom(Input& input, RequestKind kind) {
         request.number = input.byte() & 3;
         break;
     case RequestKind::Columns:
+    case RequestKind::Describe:
     case RequestKind::ReadTable:
         request.table = tableFrom(input);
         break;

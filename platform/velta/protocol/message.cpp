@@ -1,5 +1,6 @@
 #include "velta/protocol/message.h"
 
+#include "velta/celltype.h"
 #include "velta/protocol/frame.h"
 #include "velta/protocol/wire.h"
 
@@ -40,6 +41,7 @@ constexpr RequestShape requestShapes[] = {
     {RequestKind::Update, Table | KeyColumn | Key | Values},
     {RequestKind::Insert, Table | Values},
     {RequestKind::Remove, Table | KeyColumn | Key},
+    {RequestKind::Describe, Table},
 };
 
 const RequestShape* shapeOf(std::uint8_t kind) {
@@ -51,6 +53,7 @@ const RequestShape* shapeOf(std::uint8_t kind) {
 
 constexpr std::size_t leastBytesOfTable = 5;
 constexpr std::size_t leastBytesOfColumn = 5;
+constexpr std::size_t leastBytesOfDescription = 12;
 
 void writeTables(Writer& writer, const std::vector<TableInfo>& tables) {
     writer.number32(static_cast<std::uint32_t>(tables.size()));
@@ -83,6 +86,43 @@ void readColumns(Reader& reader, std::vector<ColumnInfo>& columns) {
         column.name = reader.text();
         column.type = reader.number8();
         if (column.type > Value::Text)
+            reader.fail();
+        columns.push_back(std::move(column));
+    }
+}
+
+void writeDescriptions(Writer& writer, const std::vector<ColumnDescription>& columns) {
+    writer.number32(static_cast<std::uint32_t>(columns.size()));
+    for (const ColumnDescription& column : columns) {
+        writer.text(column.name);
+        writer.number8(static_cast<std::uint8_t>(column.type));
+        writer.text(column.kind);
+        writer.value(column.least);
+        writer.value(column.most);
+        writer.value(column.defaultValue);
+    }
+}
+
+// A column of numbers has its limits, a column of texts has none.
+bool isSound(const ColumnDescription& column) {
+    if (!isNumber(column.type) && column.type != Value::Text)
+        return false;
+    const unsigned typeOfLimits = isNumber(column.type) ? column.type : unsigned{Value::None};
+    const unsigned typeOfDefault = column.defaultValue.type();
+    return column.least.type() == typeOfLimits && column.most.type() == typeOfLimits &&
+           (typeOfDefault == Value::None || typeOfDefault == column.type);
+}
+
+void readDescriptions(Reader& reader, std::vector<ColumnDescription>& columns) {
+    for (std::uint32_t left = reader.count(leastBytesOfDescription); left > 0 && reader.ok(); --left) {
+        ColumnDescription column;
+        column.name = reader.text();
+        column.type = reader.number8();
+        column.kind = reader.text();
+        column.least = reader.value();
+        column.most = reader.value();
+        column.defaultValue = reader.value();
+        if (!isSound(column))
             reader.fail();
         columns.push_back(std::move(column));
     }
@@ -192,6 +232,9 @@ void encode(const Reply& reply, std::string& bytes) {
     case ReplyKind::Notice:
         writer.names(reply.names);
         break;
+    case ReplyKind::Description:
+        writeDescriptions(writer, reply.descriptions);
+        break;
     }
     endFrame(bytes, begin);
 }
@@ -201,7 +244,7 @@ bool decode(std::string_view message, Reply& reply) {
     Reader reader(message);
     const std::uint8_t kind = reader.number8();
     if (kind < static_cast<std::uint8_t>(ReplyKind::Done) ||
-        kind > static_cast<std::uint8_t>(ReplyKind::Notice))
+        kind > static_cast<std::uint8_t>(ReplyKind::Description))
         return false;
     reply.kind = static_cast<ReplyKind>(kind);
     reply.sequence = reader.number32();
@@ -223,6 +266,9 @@ bool decode(std::string_view message, Reply& reply) {
         break;
     case ReplyKind::Notice:
         reader.names(reply.names);
+        break;
+    case ReplyKind::Description:
+        readDescriptions(reader, reply.descriptions);
         break;
     }
     return reader.complete();

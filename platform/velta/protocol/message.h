@@ -33,6 +33,7 @@ enum class RequestKind : std::uint8_t {
     Update = 12,      // cells of the first row whose key column holds the key
     Insert = 13,      // a row; answered by Done with its Id
     Remove = 14,      // the row whose key column holds the key
+    Describe = 15,    // the columns of a table in full, answered by Description
 };
 
 struct Request {
@@ -48,12 +49,13 @@ struct Request {
 };
 
 enum class ReplyKind : std::uint8_t {
-    Done = 128,    // number: an inserted row's Id, the protocol version, else 0
-    Failed = 129,  // result
-    Tables = 130,  // tables
-    Columns = 131, // columns
-    Rows = 132,    // rows
-    Notice = 133,  // names of the tables that commits changed; sequence 0
+    Done = 128,        // number: an inserted row's Id, the protocol version, else 0
+    Failed = 129,      // result
+    Tables = 130,      // tables
+    Columns = 131,     // columns
+    Rows = 132,        // rows
+    Notice = 133,      // names of the tables that commits changed; sequence 0
+    Description = 134, // descriptions
 };
 
 struct TableInfo {
@@ -64,6 +66,16 @@ struct TableInfo {
 struct ColumnInfo {
     std::string name;
     unsigned type = 0; // Value::TypeCode
+};
+
+// All that a store says of a column.
+struct ColumnDescription {
+    std::string name;
+    unsigned type = 0; // Value::TypeCode
+    std::string kind;  // "SWITCH", "INTEGER", "COUNTER", "TEXT", "TIME"; a newer store may know others
+    Value least;       // of the type of the column where that is a number, else none
+    Value most;
+    Value defaultValue; // of the type of the column; none where it has none, as the Id
 };
 
 // A piece of a table. The cells of the rows stand one after the other in the order of the columns.
@@ -82,6 +94,7 @@ struct Reply {
     EResultCode result;
     std::vector<TableInfo> tables;
     std::vector<ColumnInfo> columns;
+    std::vector<ColumnDescription> descriptions;
     RowsPiece rows;
     NameList names;
 };

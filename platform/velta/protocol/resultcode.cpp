@@ -34,6 +34,8 @@ constexpr CodeText codeTexts[] = {
     {code::storageFull, "storage is full"},
     {code::readOnly, "storage is read-only"},
     {code::outdated, "the rows are from before the connection was lost, they are read again first"},
+    {code::outcomeUnknown, "outcome unknown"},
+    {code::outOfMemory, "out of memory"},
 };
 
 std::string textOf(int code) {

@@ -31,6 +31,8 @@ inline constexpr int storageFailed = 20;
 inline constexpr int storageFull = 21;
 inline constexpr int readOnly = 22;
 inline constexpr int outdated = 23;
+inline constexpr int outcomeUnknown = 24;
+inline constexpr int outOfMemory = 25;
 } // namespace code
 
 // The result of every store operation: a code, and behind it what it is about ("unknown table: Wlan").

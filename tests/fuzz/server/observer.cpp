@@ -22,6 +22,8 @@ ReplyKind answerTo(RequestKind kind) {
         return ReplyKind::Tables;
     case RequestKind::Columns:
         return ReplyKind::Columns;
+    case RequestKind::Describe:
+        return ReplyKind::Description;
     case RequestKind::ReadTable:
     case RequestKind::ReadRow:
     case RequestKind::ReadKey:
@@ -193,6 +195,8 @@ void Observer::judge(std::size_t place, const Request& request, const Answer& an
         break;
     case RequestKind::Columns:
         judgeColumns(request, answer);
+        break;
+    case RequestKind::Describe: // asked for by no input yet
         break;
     case RequestKind::ReadTable:
     case RequestKind::ReadRow:

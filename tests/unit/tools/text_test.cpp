@@ -40,13 +40,6 @@ INSTANTIATE_TEST_SUITE_P(
         PrintableCase{"FourBytes", "\xf0\x9f\x93\xb6", "\xf0\x9f\x93\xb6"}),
     [](const auto& suite) { return suite.param.name; });
 
-TEST(Utf8, IsToldFromOtherBytes) {
-    EXPECT_TRUE(isUtf8(""));
-    EXPECT_TRUE(isUtf8("\xe2\x82\xac"));
-    EXPECT_FALSE(isUtf8("\xe2\x82"));
-    EXPECT_FALSE(isUtf8("caf\xe9"));
-}
-
 TEST(Width, CountsCharactersNotBytes) {
     EXPECT_EQ(width("n\xc3\xa4"
                     "chtlich"),

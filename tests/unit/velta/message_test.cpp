@@ -2,6 +2,7 @@
 #include "velta/protocol/message.h"
 #include "velta/protocol/wire.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -48,11 +49,11 @@ Request request(RequestKind kind) {
 // One of each kind, with all that it carries.
 std::vector<Request> everyRequest() {
     std::vector<Request> all;
-    for (int kind = 1; kind <= 14; ++kind)
+    for (int kind = 1; kind <= 15; ++kind)
         all.push_back(request(static_cast<RequestKind>(kind)));
-    for (const RequestKind kind :
-         {RequestKind::Columns, RequestKind::ReadTable, RequestKind::ReadRow, RequestKind::ReadKey,
-          RequestKind::WriteSingle, RequestKind::Update, RequestKind::Insert, RequestKind::Remove})
+    for (const RequestKind kind : {RequestKind::Columns, RequestKind::ReadTable, RequestKind::ReadRow,
+                                   RequestKind::ReadKey, RequestKind::WriteSingle, RequestKind::Update,
+                                   RequestKind::Insert, RequestKind::Remove, RequestKind::Describe})
         all[static_cast<std::size_t>(kind) - 1].table = "Wlan";
     for (const RequestKind kind : {RequestKind::ReadKey, RequestKind::Update, RequestKind::Remove})
         all[static_cast<std::size_t>(kind) - 1].keyColumn = "Id";
@@ -66,6 +67,16 @@ std::vector<Request> everyRequest() {
         all[static_cast<std::size_t>(kind) - 1].values = someValues();
     all[static_cast<std::size_t>(RequestKind::Subscribe) - 1].names = {"Wlan", "WlanTimePlans"};
     return all;
+}
+
+std::vector<ColumnDescription> someDescriptions() {
+    Value day;
+    day.setText("06:00");
+    return {
+        {"Id", Value::Integer, "INTEGER", integerValue(1), integerValue(7), Value()},
+        {"Start", Value::Text, "TIME", Value(), Value(), day},
+        {"Comment", Value::Text, "TEXT", Value(), Value(), Value()},
+    };
 }
 
 Reply reply(ReplyKind kind) {
@@ -88,7 +99,9 @@ std::vector<Reply> everyReply() {
     rows.rows = {true, 5, 1, {"Id", "Name"}, someCells()};
     Reply notice = reply(ReplyKind::Notice);
     notice.names = {"Wlan"};
-    return {done, failed, tables, columns, rows, notice};
+    Reply description = reply(ReplyKind::Description);
+    description.descriptions = someDescriptions();
+    return {done, failed, tables, columns, rows, notice, description};
 }
 
 bool same(const Request& a, const Request& b) {
@@ -119,11 +132,20 @@ bool same(const std::vector<ColumnInfo>& a, const std::vector<ColumnInfo>& b) {
     return true;
 }
 
+bool same(const std::vector<ColumnDescription>& a, const std::vector<ColumnDescription>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const ColumnDescription& one, const ColumnDescription& other) {
+                          return one.name == other.name && one.type == other.type && one.kind == other.kind &&
+                                 one.least == other.least && one.most == other.most &&
+                                 one.defaultValue == other.defaultValue;
+                      });
+}
+
 bool same(const Reply& a, const Reply& b) {
     return a.kind == b.kind && a.sequence == b.sequence && a.number == b.number &&
            a.result.code() == b.result.code() && a.result.detail() == b.result.detail() &&
-           same(a.tables, b.tables) && same(a.columns, b.columns) && same(a.rows, b.rows) &&
-           a.names == b.names;
+           same(a.tables, b.tables) && same(a.columns, b.columns) && same(a.descriptions, b.descriptions) &&
+           same(a.rows, b.rows) && a.names == b.names;
 }
 
 template <class Message>
@@ -225,9 +247,9 @@ TEST(Message, OneByteTooManyIsRefused) {
 
 TEST(Message, UnknownKindIsRefused) {
     const std::string body(64, '\0');
-    for (const int kind : {0, 15, 127, 128, 133, 255})
+    for (const int kind : {0, 16, 127, 128, 134, 255})
         expectRefused<Request>(static_cast<char>(kind) + body.substr(0, 4));
-    for (const int kind : {0, 1, 14, 127, 134, 255})
+    for (const int kind : {0, 1, 15, 127, 135, 255})
         expectRefused<Reply>(static_cast<char>(kind) + body.substr(0, 8));
 }
 
@@ -244,6 +266,8 @@ TEST(Message, LengthsAndCountsThatLieAreRefused) {
     expectRefused<Reply>("\x82"s + head + huge + "\0\0\0\1A\0"s); // a number of tables
     expectRefused<Reply>("\x83"s + head + huge + "\0\0\0\1A\1"s); // a number of columns
     expectRefused<Reply>("\x85"s + head + huge);                  // a number of names
+    expectRefused<Reply>("\x86"s + head + huge + "\0\0\0\1A\1"s); // a number of descriptions
+    expectRefused<Reply>("\x86"s + head + "\0\0\0\1\0\0\0\1A\4"s + huge + "\0\0\0"s); // a kind
 }
 
 TEST(Message, RowsThatContradictThemselvesAreRefused) {
@@ -261,6 +285,34 @@ TEST(Message, RowsThatContradictThemselvesAreRefused) {
 
 TEST(Message, ColumnOfAnUnknownTypeIsRefused) {
     expectRefused<Reply>("\x83\1\2\3\4\0\0\0\1\0\0\0\2Id\5"s);
+}
+
+TEST(Message, DescriptionOnTheWire) {
+    Reply description = reply(ReplyKind::Description);
+    description.descriptions = {someDescriptions()[0]};
+
+    EXPECT_EQ(encoded(description),
+              "\x86\1\2\3\4\0\0\0\1\0\0\0\2Id\2\0\0\0\7INTEGER"s + "\2\0\0\0\1\2\0\0\0\7\0"s);
+}
+
+TEST(Message, DescriptionWhoseValuesAreOfAnotherTypeIsRefused) {
+    const auto refused = [](const ColumnDescription& column) {
+        Reply description = reply(ReplyKind::Description);
+        description.descriptions = {column};
+        expectRefused<Reply>(encoded(description));
+    };
+    Value text;
+    text.setText("7");
+    const Value none;
+    const Value number = integerValue(7);
+    refused({"Id", Value::Integer, "INTEGER", text, number, none});
+    refused({"Id", Value::Integer, "INTEGER", number, none, none});
+    refused({"Id", Value::Integer, "INTEGER", number, number, text});
+    refused({"Name", Value::Text, "TEXT", number, none, none});
+    refused({"Name", Value::Text, "TEXT", none, text, none});
+    refused({"Name", Value::Text, "TEXT", none, none, number});
+    refused({"Name", Value::None, "TEXT", none, none, none});
+    refused({"Name", 5, "TEXT", none, none, none});
 }
 
 TEST(Message, FailureWithTheCodeOfSuccessIsRefused) {

@@ -28,11 +28,12 @@ TEST(ResultCode, TextEndsWithWhatItIsAbout) {
 TEST(ResultCode, EveryCodeHasATextOfItsOwn) {
     std::set<std::string> texts;
 
-    for (int number = code::success; number <= code::readOnly; ++number)
+    for (int number = code::success; number <= code::outOfMemory; ++number)
         texts.insert(EResultCode(number).strerror());
 
-    EXPECT_EQ(texts.size(), static_cast<std::size_t>(code::readOnly) + 1);
-    EXPECT_EQ(texts.count("error 22"), 0U);
+    EXPECT_EQ(texts.size(), static_cast<std::size_t>(code::outOfMemory) + 1);
+    for (const std::string& text : texts)
+        EXPECT_NE(text.substr(0, 6), "error ");
 }
 
 TEST(ResultCode, CodeOfANewerStoreIsNamedByItsNumber) {
