@@ -1,11 +1,13 @@
 #include "orv/error.h"
 
+#include "orv/standarderror.h"
 #include "orv/sysloglevel.h"
 
 #include <array>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 namespace orv::error {
 
@@ -22,9 +24,10 @@ Text describe(const char* expression, const char* file, int line) {
     return text;
 }
 
-void writeToStandardError(const Text& text) {
-    (void)std::fprintf(stderr, "%s\n", text.data());
-    (void)std::fflush(stderr);
+void writeLine(Text text) {
+    const std::size_t length = std::strlen(text.data());
+    text[length] = '\n'; // in the place of the zero
+    (void)orv::writeToStandardError({text.data(), length + 1});
 }
 
 } // namespace
@@ -40,7 +43,7 @@ DefaultAssertHook::~DefaultAssertHook() {
 
 void DefaultAssertHook::report(const char* expression, const char* file, int line) const {
     const Text text = describe(expression, file, line);
-    writeToStandardError(text);
+    writeLine(text);
     if (syslog_)
         ORV_Sysloglevel_error(ORV_Sysloglevel_registerModul("assert"), file, line, text.data());
 }
@@ -50,7 +53,7 @@ void assertionFailed(const char* expression, const char* file, int line) {
     if (hook != nullptr)
         hook->report(expression, file, line);
     else
-        writeToStandardError(describe(expression, file, line));
+        writeLine(describe(expression, file, line));
     std::abort();
 }
 

@@ -1,5 +1,8 @@
 #include "orv/sysloglevel.h"
 
+#include "orv/standarderror.h"
+#include "orv/utf8.h"
+
 #include <array>
 #include <atomic>
 #include <cerrno>
@@ -9,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include <fcntl.h>
 #include <sys/socket.h>
@@ -47,6 +51,7 @@ char textPrefix[64] = {};
 char programName[32] = {};
 std::atomic<int> toSystemLog{0};
 std::atomic<int> systemLogSocket{-1};
+std::atomic<unsigned> missingLines{0}; // that standard error did not take, and nobody was told of yet
 
 template <std::size_t Size>
 void copyCut(char (&target)[Size], const char* text) {
@@ -55,16 +60,13 @@ void copyCut(char (&target)[Size], const char* text) {
     target[length] = '\0';
 }
 
-bool isControl(char character) {
-    return (character >= 0 && character < ' ') || character == 0x7F;
-}
-
-// One line in the making, on the stack. What does not fit is cut off.
+// One line in the making, on the stack. What does not fit is cut off. No control character gets in, and no
+// byte that a terminal could take for one: it is plain UTF-8 whatever was put in.
 class Line {
 public:
-    Line& add(const char* text) {
-        for (; *text != '\0'; ++text)
-            put(isControl(*text) ? ' ' : *text);
+    Line& add(std::string_view text) {
+        while (!text.empty())
+            (void)addCharacter(text);
         return *this;
     }
 
@@ -74,33 +76,47 @@ public:
         for (; number > 0 || count < leastDigits; number /= 10)
             digits[count++] = static_cast<char>('0' + number % 10);
         while (count > 0)
-            put(digits[--count]);
+            put({&digits[--count], 1});
         return *this;
     }
 
     // The text without the line ends and other control characters behind it.
-    Line& addText(const char* text) {
-        std::size_t length = std::strlen(text);
-        while (length > 0 && isControl(text[length - 1]))
-            --length;
-        for (std::size_t i = 0; i < length; ++i)
-            put(isControl(text[i]) ? ' ' : text[i]);
+    Line& addText(std::string_view text) {
+        std::size_t end = size_;
+        while (!text.empty())
+            if (addCharacter(text))
+                end = size_;
+        size_ = end;
         return *this;
     }
 
     void end() { bytes_[size_++] = '\n'; }
 
-    const char* data() const { return bytes_; }
-    std::size_t size() const { return size_; }
+    std::string_view bytes() const { return {bytes_, size_}; }
 
 private:
-    void put(char character) {
-        if (size_ < sizeof bytes_ - 1) // one is kept for end()
-            bytes_[size_++] = character;
+    // Takes one character off the text's front. False for a control character, which becomes a blank.
+    bool addCharacter(std::string_view& text) {
+        const std::size_t size = orv::utf8::characterSize(text);
+        const std::string_view character = text.substr(0, size != 0 ? size : 1);
+        text.remove_prefix(character.size());
+        const bool control = size != 0 && orv::utf8::isControl(character);
+        put(control ? " " : size == 0 ? "?" : character);
+        return !control;
+    }
+
+    void put(std::string_view character) {
+        if (size_ + character.size() > room_) {
+            room_ = size_; // nothing that is shorter gets in behind what did not fit
+            return;
+        }
+        std::memcpy(bytes_ + size_, character.data(), character.size());
+        size_ += character.size();
     }
 
     char bytes_[2048];
     std::size_t size_ = 0;
+    std::size_t room_ = sizeof bytes_ - 1; // one is kept for end()
 };
 
 // Date and time in UTC from the seconds since 1970. gmtime_r() may take a lock, so it is no choice here.
@@ -123,12 +139,30 @@ void addTime(Line& line, std::int64_t clock) {
     line.addNumber(second % 60, 2).add("Z");
 }
 
+Line& begin(Line& line, const LevelInfo& level, const char* module) {
+    addTime(line, time(nullptr));
+    return line.add(" ").add(level.name).add(" ").add(module).add(": ").add(textPrefix);
+}
+
+// True where no line is missing, or where that was told.
+bool tellMissing(const char* module) {
+    const unsigned missing = missingLines.exchange(0);
+    if (missing == 0)
+        return true;
+    Line line;
+    begin(line, warningLevel, module).addNumber(missing);
+    line.add(missing == 1 ? " line" : " lines").add(" before this one could not be written").end();
+    if (orv::writeToStandardError(line.bytes()))
+        return true;
+    missingLines += missing;
+    return false;
+}
+
 void writeToStandardError(const LevelInfo& level, const char* module, const char* text) {
     Line line;
-    addTime(line, time(nullptr));
-    line.add(" ").add(level.name).add(" ").add(module).add(": ").add(textPrefix).addText(text).end();
-    while (write(STDERR_FILENO, line.data(), line.size()) < 0 && errno == EINTR) {
-    }
+    begin(line, level, module).addText(text).end();
+    if (!tellMissing(module) || !orv::writeToStandardError(line.bytes()))
+        ++missingLines;
 }
 
 // The address goes with every line, so that a log daemon that was started again is found.
@@ -140,7 +174,7 @@ void sendToSystemLog(const LevelInfo& level, const char* module, const char* tex
     if (std::strcmp(program, module) != 0)
         line.add(module).add(": ");
     line.add(textPrefix).addText(text);
-    (void)sendto(systemLogSocket, line.data(), line.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+    (void)sendto(systemLogSocket, line.bytes().data(), line.bytes().size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                  reinterpret_cast<const sockaddr*>(&systemLog), sizeof systemLog);
 }
 

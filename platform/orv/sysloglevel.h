@@ -6,8 +6,12 @@
 //
 // A line goes to standard error ("2026-11-21T06:44:43Z info horad: text", the time in UTC), or, with the
 // system log on, to /dev/log as a datagram of the daemon facility. Control characters in a text become
-// blanks: a line stays one line whatever was in it, and those at its end are dropped. Texts of up to 1900
-// bytes pass whole. Nothing here reports failure; a line that can't be written is lost.
+// blanks: a line stays one line whatever was in it, and those at its end are dropped. U+0080 to U+009F are
+// among them, since terminals obey them as well. A byte that is no UTF-8 becomes a question mark. Texts of up
+// to 1900 bytes pass whole. Nothing here reports failure; a line that can't be written is lost.
+//
+// Nothing here waits. What standard error does not take, a full pipe for one, is counted; the next line that
+// it takes stands behind one that says so: "warning horad: 12 lines before this one could not be written".
 //
 // The four level functions may be called from a signal handler: no allocation, no lock, no stdio, and errno
 // stays as it was. The others may not, and belong to one thread. The file and the line number are for

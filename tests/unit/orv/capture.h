@@ -38,10 +38,13 @@ public:
             throw std::system_error(errno, std::generic_category(), "write");
     }
 
+    // Whether there is something to read now.
+    bool hasBytes() const { return isReadable(std::chrono::milliseconds(0)); }
+
     // The next byte; empty at the end of the stream or the deadline.
     std::string readByte() const {
         char byte = '\0';
-        return readable() && read(reader(), &byte, 1) == 1 ? std::string(1, byte) : std::string();
+        return isReadable(deadline) && read(reader(), &byte, 1) == 1 ? std::string(1, byte) : std::string();
     }
 
     // What was written up to and with `last`, or up to the end of the stream or the deadline.
@@ -71,9 +74,9 @@ private:
         end = -1;
     }
 
-    bool readable() const {
+    bool isReadable(std::chrono::milliseconds within) const {
         pollfd wanted = {reader(), POLLIN, 0};
-        return poll(&wanted, 1, static_cast<int>(std::chrono::milliseconds(deadline).count())) == 1;
+        return poll(&wanted, 1, static_cast<int>(within.count())) == 1;
     }
 
     std::array<int, 2> ends_ = {-1, -1};
@@ -88,6 +91,14 @@ public:
     ~CapturedStandardError() { restore(); }
     CapturedStandardError(const CapturedStandardError&) = delete;
     CapturedStandardError& operator=(const CapturedStandardError&) = delete;
+
+    // What the pipe holds now. More may follow.
+    std::string textSoFar() const {
+        std::string text;
+        while (pipe_.hasBytes())
+            text += pipe_.readByte();
+        return text;
+    }
 
     // Ends the capture. The text must fit in a pipe.
     std::string text() {

@@ -1,6 +1,7 @@
 #include "orv/sysloglevel.h"
 #include "unit/orv/capture.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <regex>
@@ -37,6 +38,7 @@ constexpr LevelFunction levelFunctions[] = {ORV_Sysloglevel_error, ORV_Sysloglev
 
 class SysloglevelTest : public ::testing::Test {
 protected:
+    SysloglevelTest() { (void)lineOf("what other tests lost is told of now"); }
     ~SysloglevelTest() override {
         scriptedTime = -1;
         ORV_Sysloglevel_construct2("", "");
@@ -153,9 +155,56 @@ TEST_F(SysloglevelTest, ControlCharactersBecomeBlanksAndDisappearAtTheEnd) {
         {"blank ", "blank "},
         {"\n", ""},
         {"gr\xC3\xBC\xC3\x9F", "gr\xC3\xBC\xC3\x9F"},
+        {"\xC2\x9B"
+         "2Jcleared",
+         " 2Jcleared"}, // U+009B, which a terminal takes for the beginning of a command
+        {"a\xC2\x80\xC2\x9F"
+         "b",
+         "a  b"},
+        {"end\xC2\x85", "end"},
+        {"no\xC2\xA0"
+         "break",
+         "no\xC2\xA0"
+         "break"},
     };
     for (const Case& entry : cases)
         EXPECT_EQ(textOf(entry.text), std::string(" info horad: ") + entry.line + "\n");
+}
+
+// A terminal of eight bits takes the bytes 80 to 9F for control characters, a lenient one what is too long.
+TEST_F(SysloglevelTest, BytesThatAreNoUtf8BecomeQuestionMarks) {
+    struct Case {
+        const char* text;
+        const char* line;
+    };
+    const Case cases[] = {
+        {"\x9B"
+         "2J",
+         "?2J"},
+        {"\xC2", "?"},
+        {"\xC2x", "?x"},
+        {"\xC2\xC2\x9B"
+         "x",
+         "? x"},
+        {"\xC0\x9B[2J", "??[2J"},
+        {"\xE0\x82\x9B", "???"},
+        {"\xF0\x80\x82\x9B", "????"},
+        {"\xED\xA0\x80", "???"},
+        {"\xF4\x90\x80\x80", "????"},
+        {"\xE2\x82", "??"},
+        {"gr\xFC\xDF", "gr??"},
+        {"\xE2\x82\xAC \xF0\x9F\x8C\x99", "\xE2\x82\xAC \xF0\x9F\x8C\x99"},
+    };
+    for (const Case& entry : cases)
+        EXPECT_EQ(textOf(entry.text), std::string(" info horad: ") + entry.line + "\n");
+}
+
+TEST_F(SysloglevelTest, CharacterThatDoesNotFitIsLeftOutWhole) {
+    const std::string umlaut = "\xC3\xBC";
+    const std::size_t head = lineOf("").size() - 1;
+    const std::string fill(2047 - head - 1, 'x'); // one byte is left
+
+    EXPECT_EQ(textOf(fill + umlaut + "y"), " info horad: " + fill + "\n");
 }
 
 TEST_F(SysloglevelTest, TextIsNoFormat) {
@@ -173,6 +222,24 @@ TEST_F(SysloglevelTest, TextWithoutEndIsCutAndStillALine) {
 
     EXPECT_EQ(line.size(), 2048U);
     EXPECT_EQ(line.back(), '\n');
+}
+
+TEST_F(SysloglevelTest, FullPipeHoldsNobodyUpAndMissingLinesAreToldOnceThereIsRoom) {
+    constexpr int lines = 2000; // more than a pipe takes
+    scriptedTime = 1795243483;
+    test::CapturedStandardError captured;
+    for (int i = 0; i < lines; ++i)
+        ORV_Sysloglevel_info(module_, "test", 1, std::string(100, 'x').c_str());
+    const std::string early = captured.textSoFar();
+    ORV_Sysloglevel_info(module_, "test", 1, "seen again");
+    ORV_Sysloglevel_info(module_, "test", 1, "and again");
+
+    const auto there = std::count(early.begin(), early.end(), '\n');
+    EXPECT_GT(there, 100);
+    EXPECT_EQ(captured.text(), "2026-11-21T06:44:43Z warning horad: " + std::to_string(lines - there) +
+                                   " lines before this one could not be written\n"
+                                   "2026-11-21T06:44:43Z info horad: seen again\n"
+                                   "2026-11-21T06:44:43Z info horad: and again\n");
 }
 
 TEST_F(SysloglevelTest, LineForAMissingSystemLogIsLostAndNothingElse) {
