@@ -8,6 +8,7 @@
 #include "log.h"
 #include "options.h"
 #include "orv/daemon.h"
+#include "orv/lackofmemory.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>
@@ -42,6 +43,8 @@ constexpr unsigned eventWait = 2000;           // milliseconds, the length of an
 constexpr std::uint32_t iterationsPerRebootCheck = 25;
 constexpr int largestHeapBlock = 128 * 1024; // bytes
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
+// What is sent to daemons in general, to make them read their configuration or log file anew.
+constexpr int ignoredSignals[] = {SIGHUP, SIGUSR1};
 
 Options options;
 ORV_Daemon pidFile;
@@ -108,6 +111,8 @@ bool becomeDaemon() {
     for (const int signal : stopSignals)
         installHandler(signal, onStopSignal);
     installHandler(SIGPIPE, onBrokenPipe);
+    for (const int signal : ignoredSignals)
+        installHandler(signal, SIG_IGN);
     return true;
 }
 
@@ -142,6 +147,7 @@ void run() {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    orv::error::endOnLackOfMemory(daemonName);
     // glibc raises this threshold with each large block that is freed. Fixed, the rows of a reading go back
     // to the system and leave no holes between the plans.
     (void)mallopt(M_MMAP_THRESHOLD, largestHeapBlock);

@@ -3,6 +3,7 @@
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
 #include "orv/daemon.h"
+#include "orv/lackofmemory.h"
 #include "orv/sysloglevel.h"
 #include "tools/commands.h"
 #include "tools/errors.h"
@@ -145,6 +146,7 @@ bool parse(CLI::App& app, int argc, char* argv[]) {
 } // namespace
 
 int main(int argc, char* argv[]) {
+    orv::error::endOnLackOfMemory(cfgctl::programName);
     ORV_Daemon_occupyStandardStreams();
     Arguments arguments;
     Command command;

@@ -1,0 +1,46 @@
+#include "orv/lackofmemory.h"
+
+#include "orv/sysloglevel.h"
+
+#include <exception>
+#include <new>
+#include <typeinfo>
+
+#include <cxxabi.h>
+#include <unistd.h>
+
+namespace orv::error {
+
+namespace {
+
+const char* programName = "start";
+std::terminate_handler before = nullptr;
+
+// There is no exception where it found no memory for itself. Nothing else of ours ends without one.
+bool isLackOfMemory() {
+    const std::type_info* const type = abi::__cxa_current_exception_type();
+    return type == nullptr || *type == typeid(std::bad_alloc) || *type == typeid(std::bad_array_new_length);
+}
+
+// Nothing here allocates, or throws once more.
+[[noreturn]] void endProcess() {
+    if (!isLackOfMemory())
+        before();
+    const ORV_Sysloglevel_Modul* const module = ORV_Sysloglevel_registerModul(programName);
+    ORV_Sysloglevel_changeTracelevel(programName, ORV_Sysloglevel_Error); // whatever it was before
+    ORV_Sysloglevel_error(module, "lackofmemory", 1, "out of memory, the program ends");
+    _exit(1);
+}
+
+// Before all global objects of ours: the numbers up to 100 are the system's.
+__attribute__((constructor(101))) void install() {
+    before = std::set_terminate(endProcess);
+}
+
+} // namespace
+
+void endOnLackOfMemory(const char* program) {
+    programName = program;
+}
+
+} // namespace orv::error
