@@ -1,0 +1,70 @@
+#include "store/repeats.h"
+
+#include "store/log.h"
+
+#include <algorithm>
+
+namespace store::log {
+
+void Repeats::say(Level level, const std::string& kind, const std::string& text, TimePoint now) {
+    flush(now);
+    const bool hasPlace = entries_.count(kind) != 0 || entries_.size() < roomForKinds;
+    const auto [place, isNew] = entries_.try_emplace(hasPlace ? kind : std::string());
+    Entry& entry = place->second;
+    if (isNew) {
+        entry.until = now + window;
+        write(level, text);
+        return;
+    }
+    ++entry.count;
+    entry.level = level;
+    entry.last = text;
+}
+
+std::optional<Repeats::TimePoint> Repeats::deadline() const {
+    std::optional<TimePoint> next;
+    for (const auto& [kind, entry] : entries_)
+        if (entry.count != 0)
+            next = next ? std::min(*next, entry.until) : entry.until;
+    return next;
+}
+
+void Repeats::flush(TimePoint now) {
+    for (auto place = entries_.begin(); place != entries_.end();) {
+        Entry& entry = place->second;
+        if (now < entry.until) {
+            ++place;
+        } else if (entry.count == 0) {
+            place = entries_.erase(place);
+        } else {
+            tell(entry);
+            entry.until = now + window; // it may go on
+            entry.count = 0;
+        }
+    }
+}
+
+void Repeats::flushAll() {
+    for (const auto& [kind, entry] : entries_)
+        if (entry.count != 0)
+            tell(entry);
+    entries_.clear();
+}
+
+void Repeats::tell(const Entry& entry) {
+    const std::string many = " (the last of " + std::to_string(entry.count) + " such lines within a minute)";
+    write(entry.level, entry.count == 1 ? entry.last : entry.last + many);
+}
+
+void Repeats::write(Level level, const std::string& text) {
+    switch (level) {
+    case Level::Warning:
+        log::warning(text);
+        break;
+    case Level::Error:
+        log::error(text);
+        break;
+    }
+}
+
+} // namespace store::log
