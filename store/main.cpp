@@ -1,16 +1,19 @@
 #include "orv/daemon.h"
+#include "orv/lackofmemory.h"
 #include "store/storage/database.h"
 #include "store/server/listeningsocket.h"
 #include "store/log.h"
 #include "store/options.h"
 #include "store/storage/schema.h"
 #include "store/server/server.h"
+#include "store/server/socketwatch.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <iostream>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -20,6 +23,7 @@
 
 namespace {
 
+constexpr const char* programName = "cfgserver";
 constexpr const char* pidFileDirectory = "/var/run";
 constexpr auto shutDownPatience = std::chrono::seconds(1);
 
@@ -31,9 +35,11 @@ public:
     DaemonMode& operator=(const DaemonMode&) = delete;
     ~DaemonMode() { ORV_Daemon_deletePidFile(&daemon_); }
 
-    // Returns in the daemon.
+    // Returns in the daemon, which has no terminal that could go away, and no other use for these signals.
     void enter() {
-        ORV_Daemon_construct(&daemon_, "cfgserver", pidFileDirectory);
+        for (const int signal : {SIGHUP, SIGUSR1})
+            (void)std::signal(signal, SIG_IGN);
+        ORV_Daemon_construct(&daemon_, programName, pidFileDirectory);
         if (ORV_Daemon_occupiedPidFile(&daemon_) != 0)
             throw std::runtime_error("a daemon is running already, it holds the pid file in " +
                                      std::string(pidFileDirectory));
@@ -49,7 +55,7 @@ public:
     }
 
     void report(const std::string& reason) {
-        const std::string line = "cfgserver: " + reason;
+        const std::string line = std::string(programName) + ": " + reason;
         ORV_Daemon_reportFailure(&daemon_, line.c_str());
         if (entered_)
             store::log::error(reason);
@@ -65,11 +71,13 @@ private:
 // Turns the signals that end the server into an event.
 class StopSignals {
 public:
-    explicit StopSignals(velta::net::EventDispatcher& dispatcher) : dispatcher_(dispatcher) {
+    StopSignals(velta::net::EventDispatcher& dispatcher, bool inDaemon) : dispatcher_(dispatcher) {
         sigset_t signals;
         sigemptyset(&signals);
-        for (const int signal : {SIGTERM, SIGINT, SIGQUIT, SIGHUP})
+        for (const int signal : {SIGTERM, SIGINT, SIGQUIT})
             sigaddset(&signals, signal);
+        if (!inDaemon)
+            sigaddset(&signals, SIGHUP);
         sigprocmask(SIG_BLOCK, &signals, nullptr);
         descriptor_ = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
         if (descriptor_ < 0)
@@ -109,12 +117,13 @@ store::Schema readSchema(const store::Options& options) {
 
 void serve(const store::Options& options, store::Schema schema, DaemonMode& daemon) {
     velta::net::EventDispatcher dispatcher;
-    StopSignals stop(dispatcher);
+    StopSignals stop(dispatcher, options.daemon);
     store::Database database(std::move(schema), options.database);
     store::ListeningSocket socket(options.socket, options.group);
     store::ServerOptions serverOptions;
     serverOptions.group = options.group;
     store::Server server(dispatcher, database, socket, serverOptions);
+    const store::SocketWatch socketWatch(dispatcher, socket);
     daemon.ready();
     store::log::info("serves " + std::to_string(database.schema().tables().size()) + " tables at " +
                      options.socket + " from " +
@@ -124,27 +133,33 @@ void serve(const store::Options& options, store::Schema schema, DaemonMode& daem
     server.shutDown(shutDownPatience);
 }
 
+void run(const store::Options& options, DaemonMode& daemon) {
+    store::log::open(options.verbose, options.daemon);
+    store::Schema schema = readSchema(options);
+    if (options.daemon)
+        daemon.enter();
+    serve(options, std::move(schema), daemon);
+}
+
 } // namespace
 
 int main(int argumentCount, char** arguments) {
+    orv::error::endOnLackOfMemory(programName);
     ORV_Daemon_occupyStandardStreams();
-    int exitStatus = 0;
-    const std::optional<store::Options> options = store::readOptions(argumentCount, arguments, exitStatus);
-    if (!options)
-        return exitStatus;
     // A closed standard error or a file at its size limit is an error to answer, no reason to die.
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
+    int exitStatus = 0;
     DaemonMode daemon;
     try {
-        store::log::open(options->verbose, options->daemon);
-        store::Schema schema = readSchema(*options);
-        if (options->daemon)
-            daemon.enter();
-        serve(*options, std::move(schema), daemon);
+        if (const auto options = store::readOptions(argumentCount, arguments, exitStatus))
+            run(*options, daemon);
+    } catch (const std::bad_alloc&) {
+        daemon.report("out of memory");
+        return 1;
     } catch (const std::exception& error) {
         daemon.report(error.what());
         return 1;
     }
-    return 0;
+    return exitStatus;
 }

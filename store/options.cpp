@@ -55,6 +55,7 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     app.add_option("-g,--group", group, "A group whose members may connect")->check(checkGroup);
     app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
+    app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
     app.failure_message([](const CLI::App* self, const CLI::Error& error) {
         return "cfgserver: " + std::string(error.what()) + '\n' + self->help();
     });

@@ -2,6 +2,9 @@
 
 #include "store/server/descriptor.h"
 
+#include "store/peer.h"
+#include "store/users.h"
+
 #include <cerrno>
 #include <cstring>
 #include <filesystem>
@@ -27,8 +30,9 @@ constexpr int lockPause = 20; // milliseconds
     throw std::runtime_error("socket " + path + ": " + reason);
 }
 
-[[noreturn]] void failWithErrno(const std::string& path, const char* what) {
-    fail(path, std::string(what) + ": " + std::strerror(errno));
+[[noreturn]] void failWithErrno(const std::string& path, const std::string& what) {
+    const int reason = errno;
+    fail(path, what + ": " + std::strerror(reason));
 }
 
 // Keeps a second server, which starts at the same moment, from taking the socket that this one is about to
@@ -51,6 +55,14 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
+// Who serves at the other end of a connection; the owner of the socket where there is none.
+std::string holder(const Descriptor& connection, uid_t owner) {
+    const std::optional<Peer> server = peerOf(connection.get());
+    if (!server || server->process == 0)
+        return userText(owner);
+    return "process " + std::to_string(server->process) + ", " + userText(server->user);
+}
+
 // Returns when the path is free, or a stale socket there was removed.
 void makeRoom(const std::string& path, const sockaddr_un& address) {
     struct stat status {};
@@ -60,17 +72,21 @@ void makeRoom(const std::string& path, const sockaddr_un& address) {
         failWithErrno(path, "can't be looked at");
     }
     if (!S_ISSOCK(status.st_mode))
-        fail(path, "there is something else at this path, it stays as it is");
+        fail(path,
+             "there is something else at this path, of " + userText(status.st_uid) + ", it stays as it is");
     const Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (probe.get() < 0)
         failWithErrno(path, "can't be made");
-    if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 ||
-        errno == EAGAIN)
-        fail(path, "another server holds it");
-    if (errno != ECONNREFUSED)
-        failWithErrno(path, "there is a socket at this path that can't be tried");
+    const int tried = connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
+    const int reason = tried == 0 ? 0 : errno;
+    if (reason == 0 || reason == EAGAIN) // the other's queue may be full
+        fail(path, "another server holds it (" + holder(probe, status.st_uid) + ")");
+    const std::string owner = userText(status.st_uid);
+    if (reason != ECONNREFUSED)
+        fail(path,
+             "there is a socket of " + owner + " at this path that can't be tried: " + std::strerror(reason));
     if (unlink(path.c_str()) != 0)
-        failWithErrno(path, "a stale socket can't be removed");
+        failWithErrno(path, "a stale socket of " + owner + " can't be removed");
 }
 
 } // namespace
@@ -119,10 +135,17 @@ void ListeningSocket::open(std::optional<gid_t> group) {
         failWithErrno(path_, "can't be listened on");
 }
 
-void ListeningSocket::removePath() const {
+std::string ListeningSocket::whyUnreachable() const {
     struct stat status {};
-    if (inode_ != 0 && lstat(path_.c_str(), &status) == 0 && status.st_dev == device_ &&
-        status.st_ino == inode_)
+    if (lstat(path_.c_str(), &status) != 0)
+        return errno == ENOENT ? "it was removed or moved away" : std::strerror(errno);
+    if (status.st_dev != device_ || status.st_ino != inode_)
+        return "something else is in its place, of " + userText(status.st_uid);
+    return "";
+}
+
+void ListeningSocket::removePath() const {
+    if (inode_ != 0 && whyUnreachable().empty())
         (void)unlink(path_.c_str()); // what can't be removed is a stale socket for the next start
 }
 

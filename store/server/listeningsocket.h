@@ -19,6 +19,8 @@ public:
 
     int descriptor() const { return descriptor_; }
     const std::string& path() const { return path_; }
+    // Why a client does not find this socket at its path, for a person. Empty where it does.
+    std::string whyUnreachable() const;
 
 private:
     void open(std::optional<gid_t> group);

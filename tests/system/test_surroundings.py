@@ -2,11 +2,15 @@
 
 import contextlib
 import os
+import pwd
 import re
+import signal
+import socket
+from pathlib import Path
 
 import pytest
 
-from house import SOCKET, wait_until
+from house import SOCKET, is_alive, wait_until
 
 
 class Pipe:
@@ -59,3 +63,95 @@ def test_a_horad_whose_standard_error_is_a_full_pipe_goes_on_working(store, pipe
     plan = store.add("TimePlans", Activate=0)
     store.wait_value(f"TimePlans.{plan} TimePlanStatus", 1)
     assert re.match(r"\S+ warning horad: \d+ lines before this one could not be written\n", pipe.empty())
+
+
+def daemon_of(house, program):
+    with open(house.path(f"/run/{program}")) as file:
+        return int(file.read())
+
+
+@pytest.mark.parametrize("number", [signal.SIGHUP, signal.SIGUSR1])
+def test_signals_that_daemons_are_sent_in_general_end_neither_daemon(house, number):
+    log = house.syslog()
+    assert house.run("cfgserver", "-d")[0] == 0
+    assert house.run("horad", "-d", "-v", "-t", "TimePlans")[0] == 0
+    log.wait("Initial reading of config")
+    store, horad = daemon_of(house, "cfgserver"), daemon_of(house, "horad")
+    for pid in (store, horad):
+        os.kill(pid, number)
+    plan = house.add("TimePlans", Activate=0)
+    house.wait_value(f"TimePlans.{plan} TimePlanStatus", 1)
+    for pid in (horad, store):
+        assert is_alive(pid)
+        os.kill(pid, signal.SIGTERM)
+        house.wait_gone(pid)
+
+
+def test_a_terminal_that_goes_away_ends_a_store_in_the_foreground(store):
+    assert store.server.stop(signal.SIGHUP) == 0
+    assert not os.path.exists(store.path(SOCKET))
+
+
+def test_a_socket_that_is_moved_away_and_back_is_logged_and_clients_are_served_on(store):
+    watch = store.watch()
+    os.rename(store.path(SOCKET), store.path("/tmp/elsewhere"))
+    gone = store.server.err.wait(f"error cfgserver: no new client finds the socket {SOCKET}: it was removed or moved")
+    store.cfgctl("-s", "/tmp/elsewhere", "set", "WlanGlobals", "WlanEnable=1")
+    watch.out.wait("WlanEnable: 0 -> 1")
+    os.rename(store.path("/tmp/elsewhere"), store.path(SOCKET))
+    store.server.err.wait(f"info cfgserver: the socket {SOCKET} is back in its place", gone)
+    assert store.get("WlanGlobals WlanEnable") == "1"
+
+
+def test_a_socket_in_whose_place_something_else_is_put_is_logged_with_its_owner_and_left_alone(store):
+    with open(store.path("/tmp/other"), "w") as file:
+        file.write("precious")
+    os.rename(store.path("/tmp/other"), store.path(SOCKET))
+    store.server.err.wait(rf"something else is in its place, of user {owner_of(store, SOCKET)}")
+    assert store.server.stop() == 0
+    with open(store.path(SOCKET)) as file:
+        assert file.read() == "precious"
+
+
+def owner_of(house, path):
+    """As the store names it; it sees the users of its own name space."""
+    user = 0 if os.geteuid() != 0 else os.lstat(house.path(path)).st_uid
+    try:
+        return rf"{pwd.getpwuid(user).pw_name} \({user}\)"
+    except KeyError:
+        return str(user)
+
+
+@pytest.mark.parametrize("user", [0, 65534, 54321])
+def test_what_stands_in_the_sockets_way_is_named_with_its_owner(house, user):
+    if os.geteuid() != 0:
+        pytest.skip("only root can give a file away")
+    with open(house.path(SOCKET), "w") as file:
+        file.write("precious")
+    os.chown(house.path(SOCKET), user, -1)
+    status, _, err = house.run("cfgserver")
+    assert status == 1 and re.search(rf"{SOCKET}: there is something else at this path, of user {owner_of(house, SOCKET)},", err)
+
+
+def test_a_server_that_holds_the_socket_is_named_with_its_process_and_user(store):
+    status, _, err = store.run("cfgserver")
+    holder = rf"process {store.server.pid}, user {owner_of(store, SOCKET)}"
+    assert status == 1 and re.search(rf"{SOCKET}: another server holds it \({holder}\)", err), err
+
+
+def test_a_stale_socket_of_another_user_in_a_sticky_folder_is_named_with_its_owner(house):
+    if os.geteuid() != 0:
+        pytest.skip("only root can be another user")
+    with socket.socket(socket.AF_UNIX) as stale:
+        stale.bind(house.path(SOCKET))
+    os.chmod(house.path(SOCKET), 0o666)
+    stranger = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "/run/bin/cfgserver"]
+    status, _, err = house.run(*stranger)
+    assert status == 1 and "a stale socket of user root (0) can't be removed: Operation not permitted" in err, err
+
+
+def test_the_version_is_that_of_the_project(house):
+    project = (Path(__file__).parents[2] / "CMakeLists.txt").read_text()
+    version = re.search(r"project\(horad VERSION (\S+)", project)[1]
+    assert house.run("cfgserver", "--version") == (0, f"cfgserver {version}\n", "")
+

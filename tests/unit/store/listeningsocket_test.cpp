@@ -1,5 +1,6 @@
 #include "fakes/temporarydirectory.h"
 #include "store/server/listeningsocket.h"
+#include "store/users.h"
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>
@@ -21,14 +22,33 @@ std::string errorOf(const std::string& path) {
     return "";
 }
 
-// A socket file that nobody listens on.
-void leaveStaleSocket(const std::string& path) {
-    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+sockaddr_un addressOf(const std::string& path) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     path.copy(address.sun_path, sizeof address.sun_path - 1);
-    ASSERT_EQ(bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    close(descriptor);
+    return address;
+}
+
+// A socket at a path, closed at the end; the path stays.
+class BoundSocket {
+public:
+    BoundSocket(const std::string& path, int type) : descriptor_(socket(AF_UNIX, type, 0)) {
+        const sockaddr_un address = addressOf(path);
+        EXPECT_EQ(bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    }
+    ~BoundSocket() { close(descriptor_); }
+    BoundSocket(const BoundSocket&) = delete;
+    BoundSocket& operator=(const BoundSocket&) = delete;
+
+    int get() const { return descriptor_; }
+
+private:
+    int descriptor_;
+};
+
+// A socket file that nobody listens on.
+void leaveStaleSocket(const std::string& path) {
+    const BoundSocket left(path, SOCK_STREAM);
 }
 
 mode_t modeOf(const std::string& path) {
@@ -64,14 +84,35 @@ TEST_F(ListeningSocketTest, StaleSocketIsReplaced) {
 TEST_F(ListeningSocketTest, LivingServersSocketStays) {
     const ListeningSocket living(path, std::nullopt);
 
-    EXPECT_EQ(errorOf(path), "socket " + path + ": another server holds it");
+    EXPECT_EQ(errorOf(path), "socket " + path + ": another server holds it (process " +
+                                 std::to_string(getpid()) + ", " + store::userText(geteuid()) + ")");
     EXPECT_TRUE(std::filesystem::exists(path));
+}
+
+TEST_F(ListeningSocketTest, ServerWhoseQueueIsFullIsNamedByItsOwner) {
+    const BoundSocket other(path, SOCK_STREAM);
+    ASSERT_EQ(listen(other.get(), 0), 0);
+    const sockaddr_un address = addressOf(path);
+    const int waiting = socket(AF_UNIX, SOCK_STREAM, 0);
+    ASSERT_EQ(connect(waiting, reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+
+    EXPECT_EQ(errorOf(path),
+              "socket " + path + ": another server holds it (" + store::userText(geteuid()) + ")");
+    close(waiting);
+}
+
+TEST_F(ListeningSocketTest, SocketThatCannotBeTriedIsNamedByItsOwner) {
+    const BoundSocket datagrams(path, SOCK_DGRAM);
+
+    EXPECT_EQ(errorOf(path), "socket " + path + ": there is a socket of " + store::userText(geteuid()) +
+                                 " at this path that can't be tried: Protocol wrong type for socket");
 }
 
 TEST_F(ListeningSocketTest, FileAtThePathStays) {
     writeFile(path, "mine");
 
-    EXPECT_THAT(errorOf(path), HasSubstr("there is something else at this path"));
+    EXPECT_EQ(errorOf(path), "socket " + path + ": there is something else at this path, of " +
+                                 store::userText(geteuid()) + ", it stays as it is");
     EXPECT_EQ(contentOf(path), "mine");
 }
 
