@@ -1,12 +1,12 @@
 #include "orv/daemon.h"
 #include "orv/lackofmemory.h"
-#include "store/storage/database.h"
-#include "store/server/listeningsocket.h"
 #include "store/log.h"
 #include "store/options.h"
-#include "store/storage/schema.h"
+#include "store/server/listeningsocket.h"
 #include "store/server/server.h"
 #include "store/server/socketwatch.h"
+#include "store/storage/database.h"
+#include "store/storage/schema.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>

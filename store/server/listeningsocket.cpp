@@ -1,8 +1,7 @@
 #include "store/server/listeningsocket.h"
 
 #include "store/server/descriptor.h"
-
-#include "store/peer.h"
+#include "store/server/peer.h"
 #include "store/users.h"
 
 #include <cerrno>

@@ -1,15 +1,13 @@
 #include "store/server/readings.h"
 
 #include <algorithm>
+#include <new>
 #include <utility>
 
 namespace store {
 
 namespace code = velta::protocol::code;
 using Result = Database::Result;
-
-Readings::Readings(Database& database, const Limits& limits, CloseClient close)
-    : database_(database), limits_(limits), close_(std::move(close)) {}
 
 Answer Readings::begin(Session& session, std::uint32_t sequence, const std::string& table,
                        Database::View view) {
@@ -21,8 +19,9 @@ Answer Readings::begin(Session& session, std::uint32_t sequence, const std::stri
         const std::uint32_t total = rows.count;
         return Answer::piece(std::move(rows), total, true);
     }
-    Reading& reading = readings_[session.id()];
-    reading = {&session, sequence, table, view, nullptr, {}, 0, {}};
+    Reading& reading =
+        readings_.emplace(session.id(), Reading{&session, sequence, table, view, nullptr, {}, 0, {}})
+            .first->second;
     session.pause();
     if (view == Database::View::OpenTransaction)
         start(reading); // needs no snapshot
@@ -97,7 +96,13 @@ Readings::Reading* Readings::nextToAdmit() {
 }
 
 void Readings::start(Reading& reading) {
-    reading.failure = database_.beginReading(reading.table, reading.view, reading.rows);
+    try {
+        reading.failure = database_.beginReading(reading.table, reading.view, reading.rows);
+    } catch (const std::bad_alloc&) {
+        reading.failure = code::outOfMemory;
+    }
+    if (!reading.failure.ok())
+        reading.rows.reset();
 }
 
 void Readings::expire(Clock::time_point now) {
@@ -112,14 +117,20 @@ void Readings::expire(Clock::time_point now) {
 void Readings::takeSnapshotBack(Reading& reading) {
     const std::size_t others = kept();
     const std::size_t room = limits_.kept > others ? limits_.kept - others : 0;
-    const Result result = reading.rows->keepRest(room);
-    if (result.ok())
-        return;
-    if (result.code() != code::tooLarge) {
+    const Result result = keepRest(*reading.rows, room);
+    if (result.code() == code::tooLarge)
+        reading.session->closeFor(
+            "is too slow to take its answer, and the rest is too large to be kept for it");
+    else if (!result.ok())
         fail(reading.session->id(), result);
-        return;
+}
+
+Result Readings::keepRest(TableReading& rows, std::size_t most) {
+    try {
+        return rows.keepRest(most);
+    } catch (const std::bad_alloc&) {
+        return code::outOfMemory;
     }
-    close_(*reading.session, " is too slow to take its answer, and the rest is too large to be kept for it");
 }
 
 std::size_t Readings::kept() const {

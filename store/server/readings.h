@@ -6,7 +6,6 @@
 #include "store/storage/database.h"
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -24,10 +23,7 @@ public:
         Clock::duration snapshot = std::chrono::seconds(10); // for a reading to hold one
         std::size_t kept = 16 * 1024 * 1024;                 // bytes of all rests in memory
     };
-    // Ends the client and says why.
-    using CloseClient = std::function<void(Session&, const std::string& why)>;
-
-    Readings(Database& database, const Limits& limits, CloseClient close);
+    Readings(Database& database, const Limits& limits) : database_(database), limits_(limits) {}
 
     // The answer to a request for all rows of a table: the rows, or later.
     Answer begin(Session& session, std::uint32_t sequence, const std::string& table, Database::View view);
@@ -68,11 +64,11 @@ private:
     Reading* nextToAdmit();
     void start(Reading& reading);
     void takeSnapshotBack(Reading& reading);
+    static Database::Result keepRest(TableReading& rows, std::size_t most);
     std::size_t kept() const;
 
     Database& database_;
     const Limits limits_;
-    const CloseClient close_;
     std::map<ClientId, Reading> readings_;
     std::map<ClientId, Clock::time_point> hadSnapshot_; // of clients that are here
 };

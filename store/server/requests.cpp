@@ -75,11 +75,8 @@ Answer Requests::answer(Session& session, const Request& request) {
 
 Answer Requests::greet(Session& session, const Request& request) {
     if (request.kind != RequestKind::Hello || request.number != velta::protocol::version) {
-        log::warning(session.text() + " did not greet with version " +
-                     std::to_string(velta::protocol::version) + ", connection closed");
         Answer refusal(Answer::When::ThenClose);
-        refusal.result = {code::wrongVersion,
-                          "the store speaks " + std::to_string(velta::protocol::version)};
+        refusal.result = {code::wrongVersion, "the store speaks " + std::to_string(velta::protocol::version)};
         return refusal;
     }
     queue_.join(session.id(), Clock::now());

@@ -46,8 +46,7 @@ Server::Server(EventDispatcher& dispatcher, Database& database, ListeningSocket&
       options_(options),
       places_(options.places),
       queue_(options.transaction),
-      readings_(database, options.readings,
-                [this](Session& session, const std::string& why) { closeClient(session, why); }),
+      readings_(database, options.readings),
       requests_(database, queue_, readings_, options.turn,
                 [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }) {
     dispatcher_.add(socket_.descriptor(), EventDispatcher::Readable, [this](unsigned) { accept(); });
@@ -81,10 +80,10 @@ void Server::shutDown(std::chrono::milliseconds patience) {
         round();
         dropClosed(now);
     }
-    while (!clients_.empty()) {
-        clients_.begin()->second.session->close();
-        dropClosed(Clock::now());
-    }
+    for (auto& [id, client] : clients_)
+        client.session->close();
+    dropClosed(Clock::now());
+    lines_.flushAll();
 }
 
 // Whether an answer that is begun is not sent to its end.
@@ -114,10 +113,12 @@ void Server::admitClient(Descriptor descriptor) {
     try {
         if (!isPermitted(*peer, descriptor.get(), options_.group)) {
             refuse(descriptor, code::notPermitted);
-            log::warning("a client that is not permitted was turned away (" + peer->text() + ")");
+            lines_.warn("not permitted", *peer,
+                        "a client that is not permitted was turned away (" + peer->text() + ")");
         } else if (const char* reason = places_.refusal(*peer)) {
             refuse(descriptor, {code::tooManyClients, reason});
-            log::warning("one client too many was turned away (" + peer->text() + "): " + reason);
+            lines_.warn("too many", *peer,
+                        "one client too many was turned away (" + peer->text() + "): " + reason);
         } else {
             addClient(std::move(descriptor), *peer);
         }
@@ -128,7 +129,7 @@ void Server::admitClient(Descriptor descriptor) {
 
 void Server::addClient(Descriptor descriptor, const Peer& peer) {
     const ClientId id = nextId_++;
-    auto session = std::make_unique<Session>(dispatcher_, std::move(descriptor), id, peer);
+    auto session = std::make_unique<Session>(dispatcher_, lines_, std::move(descriptor), id, peer);
     places_.take(peer.user);
     try {
         clients_.emplace(id, Client{std::move(session), Clock::now() + options_.greeting});
@@ -139,7 +140,7 @@ void Server::addClient(Descriptor descriptor, const Peer& peer) {
 }
 
 void Server::pauseAccepting(const char* reason) {
-    log::error(std::string("no further client can be taken for a moment: ") + reason);
+    lines_.error("accept", std::string("no further client can be taken for a moment: ") + reason);
     acceptAgain_ = Clock::now() + acceptPause;
     dispatcher_.setInterest(socket_.descriptor(), 0);
 }
@@ -194,12 +195,20 @@ Answer Server::answerTo(Session& session, const velta::protocol::Request& reques
 
 void Server::serveReading(Session& session) {
     const std::uint32_t sequence = readings_.sequence(session.id());
-    Answer answer = readings_.goOn(session.id());
+    Answer answer = nextPiece(session.id());
     if (!answer.result.ok() || answer.reply.rows.last) {
         readings_.end(session.id());
         session.resume();
     }
     send(session, sequence, std::move(answer));
+}
+
+Answer Server::nextPiece(ClientId client) {
+    try {
+        return readings_.goOn(client);
+    } catch (const std::bad_alloc&) {
+        return code::outOfMemory;
+    }
 }
 
 void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
@@ -217,21 +226,21 @@ void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
     if (answer.when != Answer::When::ThenClose)
         return;
     session.flush();
-    session.close();
+    session.closeFor("did not greet with version", ' ' + std::to_string(velta::protocol::version));
 }
 
-// A failure of the storage is for the log too; one that lasts only once.
+// A failure of the storage is for the log too.
 void Server::logFailure(const Database::Result& result) {
-    if (!isOfStorage(result) || result.strerror() == loggedFailure_)
-        return;
-    loggedFailure_ = result.strerror();
-    log::error("the database can't be used as it should: " + loggedFailure_);
+    if (isOfStorage(result))
+        lines_.error("storage " + std::to_string(result.code()),
+                     "the database can't be used as it should: " + result.strerror());
 }
 
 void Server::settle() {
     const Clock::time_point now = Clock::now();
     resumeAccepting(now);
     closeSilent(now);
+    lines_.flush(now);
     readings_.expire(now);
     dropClosed(now);
     expireTransaction(now);
@@ -266,8 +275,9 @@ void Server::expireTransaction(Clock::time_point now) {
     if (readings_.has(*owner) && queue_.takeExpiry(*owner))
         readings_.fail(*owner, code::transactionExpired); // it reads what is about to go
     database_.transaction().rollBack();
-    log::warning(clients_.at(*owner).session->text() +
-                 " held a transaction for too long, it is rolled back");
+    const Session& session = *clients_.at(*owner).session;
+    lines_.warn("held a transaction", session.peer(),
+                session.text() + " held a transaction for too long, it is rolled back");
 }
 
 void Server::admitNext(Clock::time_point now) {
@@ -299,13 +309,8 @@ void Server::closeSilent(Clock::time_point now) {
     for (auto& [id, client] : clients_) {
         Session& session = *client.session;
         if (!session.isClosed() && now >= patienceEnd(client))
-            closeClient(session, session.hasGreeted() ? " does not read its answers" : " did not greet in time");
+            session.closeFor(session.hasGreeted() ? "does not read its answers" : "did not greet in time");
     }
-}
-
-void Server::closeClient(Session& session, const std::string& why) {
-    session.close();
-    log::warning(session.text() + why + ", connection closed");
 }
 
 // When a client that does not do its part is closed.
@@ -330,7 +335,8 @@ void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
 }
 
 unsigned Server::untilDeadline(unsigned milliseconds) const {
-    Clock::time_point next = std::min(queue_.nextDeadline(), readings_.nextDeadline());
+    Clock::time_point next =
+        std::min({queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline()});
     if (acceptAgain_)
         next = std::min(next, *acceptAgain_);
     for (const auto& [id, client] : clients_)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/server/clientlines.h"
 #include "store/server/listeningsocket.h"
 #include "store/server/places.h"
 #include "store/server/readings.h"
@@ -13,7 +14,6 @@
 #include <map>
 #include <memory>
 #include <optional>
-#include <string>
 
 #include <sys/types.h>
 
@@ -63,6 +63,7 @@ private:
     void serveRequest(Session& session);
     Answer answerTo(Session& session, const velta::protocol::Request& request);
     void serveReading(Session& session);
+    Answer nextPiece(ClientId client);
     void send(Session& session, std::uint32_t sequence, Answer&& answer);
     void logFailure(const Database::Result& result);
 
@@ -75,7 +76,6 @@ private:
     void answerBegin(const TransactionQueue::Turn& turn, Answer&& answer);
     void closeSilent(Clock::time_point now);
     Clock::time_point patienceEnd(const Client& client) const;
-    void closeClient(Session& session, const std::string& why);
     void tellCommitted(const velta::NameList& tables, ClientId by);
     unsigned untilDeadline(unsigned milliseconds) const;
     bool isAnswering() const;
@@ -84,14 +84,14 @@ private:
     Database& database_;
     ListeningSocket& socket_;
     const ServerOptions options_;
+    ClientLines lines_;
     Places places_;
     TransactionQueue queue_;
     Readings readings_;
     Requests requests_;
     std::map<ClientId, Client> clients_;
     ClientId nextId_ = 1;
-    bool moreToDo_ = false;                      // somebody has a turn in the next round
-    std::string loggedFailure_;                  // of the storage, the last one
+    bool moreToDo_ = false;                        // somebody has a turn in the next round
     std::optional<Clock::time_point> acceptAgain_; // while accepting is paused
 };
 

@@ -1,6 +1,5 @@
 #include "store/server/session.h"
 
-#include "store/log.h"
 #include "store/storage/cells.h"
 
 #include <array>
@@ -27,8 +26,10 @@ bool wouldBlock() {
 
 } // namespace
 
-Session::Session(EventDispatcher& dispatcher, Descriptor descriptor, ClientId id, const Peer& peer)
+Session::Session(EventDispatcher& dispatcher, ClientLines& lines, Descriptor descriptor, ClientId id,
+                 const Peer& peer)
     : dispatcher_(dispatcher),
+      lines_(lines),
       descriptor_(std::move(descriptor)),
       id_(id),
       peer_(peer),
@@ -124,18 +125,21 @@ void Session::nextRequest() {
     case FrameReader::Next::More:
         return;
     case FrameReader::Next::Broken:
-        log::warning(text() + " sent a frame with an impossible length, connection closed");
-        close();
+        closeFor("sent a frame with an impossible length");
         return;
     case FrameReader::Next::Message:
         break;
     }
     if (velta::protocol::decode(message, request_.emplace()))
         return;
-    log::warning(text() + " sent a message of " + std::to_string(message.size()) + " bytes, kind " +
-                 std::to_string(static_cast<unsigned char>(message[0])) +
-                 ", that can't be understood, connection closed");
+    closeFor("sent a message that can't be understood",
+             " (" + std::to_string(message.size()) + " bytes, kind " +
+                 std::to_string(static_cast<unsigned char>(message[0])) + ')');
+}
+
+void Session::closeFor(const char* what, const std::string& detail) {
     close();
+    lines_.warn(what, peer_, text() + ' ' + what + detail + ", connection closed");
 }
 
 // A hang-up is reported whether or not one asked for input.
@@ -155,7 +159,8 @@ void Session::send() {
     bool moved = false;
     while (!output_.empty()) {
         const std::string_view bytes = output_.front();
-        const ssize_t size = ::send(descriptor_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+        const ssize_t size =
+            ::send(descriptor_.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
         if (size < 0) {
             if (!wouldBlock())
                 close();

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/server/clientlines.h"
 #include "store/server/descriptor.h"
 #include "store/server/output.h"
 #include "store/server/peer.h"
@@ -24,7 +25,8 @@ namespace store {
 class Session {
 public:
     // Throws std::system_error when the dispatcher can't take the descriptor.
-    Session(velta::net::EventDispatcher& dispatcher, Descriptor descriptor, ClientId id, const Peer& peer);
+    Session(velta::net::EventDispatcher& dispatcher, ClientLines& lines, Descriptor descriptor, ClientId id,
+            const Peer& peer);
     ~Session();
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -65,6 +67,8 @@ public:
 
     bool isClosed() const { return closed_; }
     void close() { closed_ = true; }
+    // Closes and logs that the client did `what` and is closed for it.
+    void closeFor(const char* what, const std::string& detail = {});
 
 private:
     static constexpr std::size_t nearlySent = 64 * 1024; // bytes of output up to which more is answered
@@ -79,6 +83,7 @@ private:
     bool wantsInput() const { return takesAnswers() && !paused_ && !request_; }
 
     velta::net::EventDispatcher& dispatcher_;
+    ClientLines& lines_;
     const Descriptor descriptor_;
     const ClientId id_;
     const Peer peer_;

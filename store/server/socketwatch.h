@@ -1,7 +1,7 @@
 #pragma once
 
 #include "store/filewatch.h"
-#include "store/listeningsocket.h"
+#include "store/server/listeningsocket.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <string>

@@ -16,8 +16,8 @@ namespace store {
 
 // The tables of a schema in an SQLite file, with one transaction at a time.
 //
-// The writes of the transaction go through one connection, the last commit is read through another, and a long
-// reading has a snapshot of its own.
+// The writes of the transaction go through one connection, the last commit is read through another, and a
+// long reading has a snapshot of its own.
 class Database {
 public:
     using Result = velta::protocol::EResultCode;

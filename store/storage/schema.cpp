@@ -242,7 +242,8 @@ void Schema::addFile(const std::string& path) {
 std::vector<velta::protocol::ColumnDescription> describe(const Table& table) {
     std::vector<velta::protocol::ColumnDescription> columns;
     for (const Column& column : table.columns)
-        columns.push_back({column.name, column.type, typeName(column.type), Value(), Value(), column.defaultValue});
+        columns.push_back(
+            {column.name, column.type, typeName(column.type), Value(), Value(), column.defaultValue});
     return columns;
 }
 

@@ -32,7 +32,8 @@ public:
 
     // `index` counts from 0 in Id order.
     Result readRow(const std::string& table, std::uint32_t index, Rows& rows);
-    Result readKey(const std::string& table, const std::string& keyColumn, const std::string& key, Rows& rows);
+    Result readKey(const std::string& table, const std::string& keyColumn, const std::string& key,
+                   Rows& rows);
 
     Result find(const std::string& table, ConnectedTable*& found);
     ConnectedTable& at(std::size_t index) { return tables_[index]; }
@@ -43,8 +44,8 @@ public:
     Result resultOf(int sqliteCode) const { return store::resultOf(sqliteCode, connection_); }
 
 private:
-    Result readOne(ConnectedTable& table, Statement& statement, std::int64_t parameter, const std::string& row,
-                   Rows& rows);
+    Result readOne(ConnectedTable& table, Statement& statement, std::int64_t parameter,
+                   const std::string& row, Rows& rows);
 
     sqlite3* connection_;
     std::deque<ConnectedTable> tables_; // in the schema's order

@@ -33,8 +33,8 @@ public:
     bool atEnd() const { return atEnd_ && kept_.empty(); }
 
     bool holdsSnapshot() const { return snapshot_ != nullptr; }
-    // Reads the rest into memory and gives the snapshot back. tooLarge where it has over `most` bytes: then it
-    // can't be read on.
+    // Reads the rest into memory and gives the snapshot back. tooLarge where it has over `most` bytes: then
+    // it can't be read on.
     Result keepRest(std::size_t most);
     // Bytes of memory that the rest takes.
     std::size_t keptBytes() const { return keptBytes_; }
