@@ -1,8 +1,8 @@
 #include "store/storage/cells.h"
 
+#include "velta/text.h"
+
 #include <algorithm>
-#include <charconv>
-#include <limits>
 
 namespace store {
 
@@ -10,84 +10,57 @@ using velta::Value;
 
 namespace {
 
-struct Range {
-    std::int64_t least;
-    std::int64_t most;
-};
+constexpr std::int64_t lastHour = 23;
 
-Range rangeOf(Value::TypeCode type) {
-    if (type == Value::Switch)
-        return {0, 1};
-    if (type == Value::Counter)
-        return {0, std::numeric_limits<std::uint32_t>::max()};
-    return {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()};
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
 }
 
-// How many bytes the character takes that this byte begins; 0 for none.
-std::size_t characterSize(unsigned char first) {
-    if (first < 0x80)
-        return 1;
-    if (first >= 0xc2 && first < 0xe0)
-        return 2;
-    if (first >= 0xe0 && first < 0xf0)
-        return 3;
-    return first >= 0xf0 && first < 0xf5 ? 4 : 0;
-}
-
-// Forms that are longer than need be, halves of surrogate pairs, and what lies above U+10FFFF.
-bool isForbidden(unsigned char first, unsigned char second) {
-    return (first == 0xe0 && second < 0xa0) || (first == 0xed && second >= 0xa0) ||
-           (first == 0xf0 && second < 0x90) || (first == 0xf4 && second >= 0x90);
-}
-
-bool isUtf8WithoutZero(std::string_view text) {
-    for (std::size_t i = 0; i < text.size();) {
-        const auto first = static_cast<unsigned char>(text[i]);
-        const std::size_t size = characterSize(first);
-        if (first == 0 || size == 0 || size > text.size() - i)
-            return false;
-        for (std::size_t k = 1; k < size; ++k)
-            if ((static_cast<unsigned char>(text[i + k]) & 0xc0) != 0x80)
-                return false;
-        if (size > 1 && isForbidden(first, static_cast<unsigned char>(text[i + 1])))
-            return false;
-        i += size;
-    }
+// ":59" and the like in front of the text; it takes them away.
+bool takeSixtieth(std::string_view& text) {
+    if (text.size() < 3 || text[0] != ':' || text[1] < '0' || text[1] > '5' || !isDigit(text[2]))
+        return false;
+    text.remove_prefix(3);
     return true;
 }
 
-// A counter's bits travel in a signed integer, here they are the unsigned number again.
-std::int64_t numberIn(const Value& value) {
-    const std::int32_t number = value.getInteger();
-    return value.type() == Value::Counter ? std::int64_t{static_cast<std::uint32_t>(number)} : number;
+std::string_view textAt(const Statement::Run& run, int column) {
+    return run.text(column).substr(0, textLimit);
+}
+
+std::int64_t numberAt(Value::TypeCode type, const Statement::Run& run, int column) {
+    const velta::Range range = velta::rangeOf(type);
+    return std::clamp(run.number(column), range.least, range.most);
 }
 
 } // namespace
 
-std::optional<std::int64_t> wholeNumber(std::string_view text) {
-    std::int64_t number = 0;
-    const char* const end = text.data() + text.size();
-    const auto [stop, error] = std::from_chars(text.data(), end, number);
-    if (error != std::errc() || stop != end)
-        return std::nullopt;
-    return number;
+bool fits(const velta::Range& range, std::int64_t number) {
+    return number >= range.least && number <= range.most;
 }
 
-bool fits(Value::TypeCode type, std::int64_t number) {
-    const Range range = rangeOf(type);
-    return number >= range.least && number <= range.most;
+bool isTimeOfDay(std::string_view text) {
+    if (text.empty() || text == "24:00" || text == "24:00:00")
+        return true;
+    const std::size_t digits = text.find(':');
+    if (digits == 0 || digits > 2 || !std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits), isDigit))
+        return false;
+    if (velta::wholeNumber(text.substr(0, digits)).value_or(lastHour + 1) > lastHour)
+        return false;
+    text.remove_prefix(digits);
+    return takeSixtieth(text) && (text.empty() || takeSixtieth(text)) && text.empty();
 }
 
 bool acceptable(Value::TypeCode type, const Value& value) {
     if (value.type() != type)
         return false;
     if (type != Value::Text)
-        return fits(type, numberIn(value));
+        return fits(velta::rangeOf(type), velta::numberIn(value));
     const std::string text = value.getText();
-    return text.size() <= textLimit && isUtf8WithoutZero(text);
+    return text.size() <= textLimit && text.find('\0') == std::string::npos && velta::isUtf8(text);
 }
 
-const char* describe(Value::TypeCode type) {
+const char* descriptionOf(Value::TypeCode type) {
     switch (type) {
     case Value::Switch:
         return "a switch, 0 or 1";
@@ -103,26 +76,52 @@ const char* describe(Value::TypeCode type) {
     return "nothing";
 }
 
+bool isWithin(const ColumnKind& kind, const Value& value) {
+    switch (kind.kind) {
+    case Kind::Switch:
+    case Kind::Integer:
+    case Kind::Counter:
+        return fits(kind.range, velta::numberIn(value));
+    case Kind::Text:
+        return true;
+    case Kind::Time:
+        return isTimeOfDay(value.getText());
+    }
+    return false;
+}
+
+std::string complaintOf(const ColumnKind& kind, const Value& value) {
+    if (kind.kind == Kind::Time)
+        return '"' + shown(value.getText()) + "\" is not a time of day, HH:MM or HH:MM:SS";
+    return std::to_string(velta::numberIn(value)) +
+           (kind.kind == Kind::Counter ? " is not a counter from " : " is not an integer from ") +
+           std::to_string(kind.range.least) + " to " + std::to_string(kind.range.most);
+}
+
 void bindValue(Statement::Run& run, int parameter, const Value& value) {
     if (value.type() == Value::Text)
         run.bind(parameter, value.getText());
     else
-        run.bind(parameter, numberIn(value));
+        run.bind(parameter, velta::numberIn(value));
 }
 
 void writeCell(velta::protocol::Writer& writer, Value::TypeCode type, const Statement::Run& run, int column) {
     writer.number8(static_cast<std::uint8_t>(type));
-    if (type == Value::Text) {
-        writer.text(run.text(column).substr(0, textLimit));
-        return;
-    }
-    const Range range = rangeOf(type);
-    writer.number32(static_cast<std::uint32_t>(std::clamp(run.number(column), range.least, range.most)));
+    if (type == Value::Text)
+        writer.text(textAt(run, column));
+    else
+        writer.number32(static_cast<std::uint32_t>(numberAt(type, run, column)));
+}
+
+bool holds(Value::TypeCode type, const Statement::Run& run, int column, const Value& value) {
+    if (type == Value::Text)
+        return textAt(run, column) == value.getText();
+    return numberAt(type, run, column) == velta::numberIn(value);
 }
 
 std::string literal(const Value& value) {
     if (value.type() != Value::Text)
-        return std::to_string(numberIn(value));
+        return std::to_string(velta::numberIn(value));
     std::string sql = "'";
     for (const char c : value.getText())
         sql.append(c == '\'' ? 2 : 1, c);

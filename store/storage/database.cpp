@@ -1,6 +1,5 @@
 #include "store/storage/database.h"
 
-#include "store/storage/databaseformat.h"
 #include "store/storage/rowwriter.h"
 
 #include <utility>
@@ -10,26 +9,28 @@ namespace store {
 namespace code = velta::protocol::code;
 using Result = Database::Result;
 
-namespace {
-
-constexpr int openFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX;
-
-} // namespace
-
-Database::Database(Schema schema, const std::string& path)
+Database::Database(Schema schema, const std::string& path, DatabaseOptions options)
     : schema_(std::move(schema)),
+      options_(std::move(options)),
       file_(path),
-      writerConnection_(file_.path(), file_.inMemory() ? openFlags | SQLITE_OPEN_CREATE : openFlags),
-      readerConnection_(file_.path(), openFlags),
-      lastCommit_(schema_, readerConnection_.handle()),
-      transaction_(schema_, writerConnection_, lastCommit_, file_),
-      snapshots_(file_.path(), schema_) {
-    prepareDatabase(writerConnection_, schema_, file_.name());
-    readerConnection_.touchFiles();
-    if (!file_.inMemory())
-        return;
-    snapshots_.connectAll();
-    file_.dropName();
+      connections_(schema_, file_, options_.limitOfTable),
+      lastCommit_(schema_, connections_.lastCommit()),
+      safekeeping_(schema_, file_, connections_, options_.now),
+      transaction_(schema_, connections_.writer(), lastCommit_, connections_.sizes(), safekeeping_) {}
+
+void Database::tidy() {
+    safekeeping_.retry();
+    if (connections_.snapshots().takeGivenBack())
+        connections_.checkpoints().readerEnded();
+    connections_.checkpoints().tidy(options_.now());
+}
+
+bool Database::logIsLong() const {
+    return connections_.snapshots().anyTaken() && connections_.checkpoints().logIsLong();
+}
+
+bool Database::logIsTooLong() const {
+    return connections_.snapshots().anyTaken() && connections_.checkpoints().logIsTooLong();
 }
 
 const Table* Database::table(const std::string& name) {
@@ -60,8 +61,10 @@ Result Database::beginReading(const std::string& table, View view, std::unique_p
         return reading->begin();
     }
     Snapshots::Lease snapshot(nullptr, Snapshots::GiveBack{nullptr, 0});
-    if (Result result = snapshots_.take(snapshot); !result.ok())
+    if (Result result = connections_.snapshots().take(snapshot); !result.ok())
         return result;
+    if (!safekeeping_.look()) // its connection may have opened another log
+        return {code::storageFailed, "the database was opened anew meanwhile"};
     if (Result result = snapshot->reader().find(table, found); !result.ok())
         return result;
     reading = std::make_unique<TableReading>(*found, std::move(snapshot));

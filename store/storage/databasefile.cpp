@@ -1,9 +1,13 @@
 #include "store/storage/databasefile.h"
 
+#include "store/storage/ownership.h"
 #include "store/storage/sqlite.h"
 
 #include <cerrno>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <memory>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -18,6 +22,19 @@ namespace {
 constexpr const char* memoryDirectories[] = {"/dev/shm", "/tmp"};
 // SQLite's files beside a database in WAL mode.
 constexpr const char* suffixes[] = {"", "-wal", "-shm"};
+
+// Without symbolic links: SQLite lays its files beside the real one.
+std::string realPath(const std::string& path) {
+    struct Free {
+        void operator()(char* text) const { std::free(text); } // NOLINT: realpath() took it with malloc()
+    };
+    const std::unique_ptr<char, Free> real(realpath(path.c_str(), nullptr));
+    return real ? real.get() : path;
+}
+
+bool isSame(const struct stat& status, dev_t device, ino_t inode) {
+    return status.st_dev == device && status.st_ino == inode;
+}
 
 } // namespace
 
@@ -35,29 +52,89 @@ DatabaseFile::~DatabaseFile() {
 }
 
 void DatabaseFile::openLocked() {
-    descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY, 0600);
-    const int reason = errno;
-    struct stat status {};
-    const bool regular = descriptor_ >= 0 && fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-    const bool locked = regular && flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
-    if (locked)
-        return;
-    const bool opened = descriptor_ >= 0;
-    if (opened)
+    checkOwner(path_, "database " + path_);
+    const int noLink = isInForeignFolder(path_) ? O_NOFOLLOW : 0;
+    descriptor_ =
+        open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | noLink, 0600);
+    if (descriptor_ < 0)
+        throw StorageError("database " + path_ + " can't be opened: " + std::strerror(errno));
+    try {
+        struct stat status {};
+        if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
+            throw StorageError("database " + path_ + " is not a regular file");
+        checkOwner(status, "database " + path_);
+        if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0)
+            throw StorageError("database " + path_ + " is in use by another server");
+        const std::string real = realPath(path_);
+        log_.path = real + "-wal";
+        index_.path = real + "-shm";
+        checkCompanions();
+    } catch (...) {
         close(descriptor_);
-    if (!opened)
-        throw StorageError("database " + path_ + " can't be opened: " + std::strerror(reason));
-    throw StorageError("database " + path_ +
-                       (regular ? " is in use by another server" : " is not a regular file"));
+        throw;
+    }
+}
+
+std::vector<std::string> DatabaseFile::watched() const {
+    if (inMemory())
+        return {};
+    return {path_, log_.path, index_.path};
+}
+
+void DatabaseFile::checkCompanions() const {
+    for (const Companion* companion : {&log_, &index_})
+        if (!companion->path.empty())
+            checkOwner(companion->path, "database " + path_ + ": " + companion->path);
+}
+
+void DatabaseFile::recordCompanions() {
+    if (inMemory())
+        return;
+    if (!isInPlace())
+        throw StorageError("database " + path_ + " was replaced while it was opened");
+    checkCompanions();
+    for (Companion* companion : {&log_, &index_}) {
+        struct stat status {};
+        if (stat(companion->path.c_str(), &status) != 0)
+            throw StorageError("database " + path_ + ": " + companion->path + ": " + std::strerror(errno));
+        companion->device = status.st_dev;
+        companion->inode = status.st_ino;
+    }
 }
 
 bool DatabaseFile::isInPlace() const {
-    if (inMemory())
-        return true;
     struct stat held {};
     struct stat found {};
     return fstat(descriptor_, &held) == 0 && stat(path_.c_str(), &found) == 0 &&
-           held.st_dev == found.st_dev && held.st_ino == found.st_ino;
+           isSame(found, held.st_dev, held.st_ino);
+}
+
+Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
+    if (inMemory())
+        return Displaced::Nothing;
+    if (!isInPlace())
+        return Displaced::Database;
+    struct stat log {};
+    struct stat index {};
+    const bool there =
+        stat(log_.path.c_str(), &log) == 0 && isSame(log, log_.device, log_.inode) &&
+        stat(index_.path.c_str(), &index) == 0 && isSame(index, index_.device, index_.inode);
+    if (!there)
+        return Displaced::Log;
+    return log.st_size < logBytes ? Displaced::LogCut : Displaced::Nothing;
+}
+
+std::string DatabaseFile::setLogAside(bool ownToo) const {
+    struct stat status {};
+    if (lstat(log_.path.c_str(), &status) != 0 || (!ownToo && isSame(status, log_.device, log_.inode)))
+        return {};
+    std::string aside = log_.path + ".aside";
+    for (int i = 1; lstat(aside.c_str(), &status) == 0; ++i)
+        aside = log_.path + ".aside" + std::to_string(i);
+    if (rename(log_.path.c_str(), aside.c_str()) != 0)
+        throw StorageError("database " + path_ + ": " + log_.path + " can't be moved away: " +
+                           std::strerror(errno));
+    return aside;
 }
 
 void DatabaseFile::makeScratch() {

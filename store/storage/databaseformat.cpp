@@ -14,22 +14,6 @@ constexpr std::int64_t applicationId = 0x48524346; // "HRCF", in the header of e
 constexpr std::int64_t formatVersion = 1;
 constexpr const char* pageSize = "2048";    // bytes; a commit writes each page that it changed
 constexpr const char* walLimit = "4194304"; // bytes that a log keeps after a checkpoint
-// Pages in the log before they go to their places: a log that begins anew is overwritten, which costs the
-// disk less than one that grows, and a small one takes less of it.
-constexpr const char* walPages = "200";
-
-void setUp(Connection& connection) {
-    sqlite3* const handle = connection.handle();
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_DEFENSIVE, 1, nullptr);
-    // What a foreign hand put into the file does not run here.
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_TRIGGER, 0, nullptr);
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_ENABLE_VIEW, 0, nullptr);
-    sqlite3_db_config(handle, SQLITE_DBCONFIG_TRUSTED_SCHEMA, 0, nullptr);
-}
-
-void leaveLogOnClose(Connection& connection, bool leave) {
-    sqlite3_db_config(connection.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, leave ? 1 : 0, nullptr);
-}
 
 void checkOrigin(Connection& connection) {
     const std::int64_t application = connection.number("PRAGMA application_id");
@@ -137,7 +121,6 @@ void changeInOneTransaction(Connection& connection, const Schema& schema) {
 }
 
 void prepare(Connection& connection, const Schema& schema) {
-    setUp(connection);
     // Until the file proves to be ours it is only read: SQLite must not bring its log into it either.
     leaveLogOnClose(connection, true);
     checkOrigin(connection);
@@ -147,12 +130,19 @@ void prepare(Connection& connection, const Schema& schema) {
     if (connection.text("PRAGMA journal_mode = WAL") != "wal")
         throw StorageError("can't keep a write-ahead log where it lies");
     connection.execute("PRAGMA synchronous = FULL");
-    connection.execute(std::string("PRAGMA wal_autocheckpoint = ") + walPages);
     connection.execute(std::string("PRAGMA journal_size_limit = ") + walLimit);
     changeInOneTransaction(connection, schema);
 }
 
 } // namespace
+
+void rewriteHeader(Connection& connection) {
+    connection.execute("PRAGMA user_version = " + std::to_string(formatVersion));
+}
+
+void leaveLogOnClose(Connection& connection, bool leave) {
+    sqlite3_db_config(connection.handle(), SQLITE_DBCONFIG_NO_CKPT_ON_CLOSE, leave ? 1 : 0, nullptr);
+}
 
 void prepareDatabase(Connection& connection, const Schema& schema, const std::string& name) {
     try {

@@ -13,4 +13,10 @@ namespace store {
 // errors.
 void prepareDatabase(Connection& connection, const Schema& schema, const std::string& name);
 
+// Commits the page with the header of the file as it is. Throws StorageError.
+void rewriteHeader(Connection& connection);
+
+// Whether the log stays beside the database when the last connection closes.
+void leaveLogOnClose(Connection& connection, bool leave);
+
 } // namespace store

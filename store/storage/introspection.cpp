@@ -8,7 +8,7 @@ namespace {
 bool nextRow(Statement::Run& run, Connection& connection) {
     const int code = run.step();
     if (code != SQLITE_ROW && code != SQLITE_DONE)
-        throw StorageError(sqlite3_errmsg(connection.handle()));
+        throw StorageError(connection.textOf(code));
     return code == SQLITE_ROW;
 }
 
@@ -16,7 +16,7 @@ bool nextRow(Statement::Run& run, Connection& connection) {
 
 std::vector<std::string> declaredTables(Connection& connection) {
     Statement statement(
-        connection.handle(),
+        connection,
         "SELECT name FROM sqlite_schema WHERE type = 'table' AND name NOT LIKE 'sqlite\\_%' ESCAPE '\\' "
         "ORDER BY _rowid_");
     Statement::Run run(statement);
@@ -27,7 +27,7 @@ std::vector<std::string> declaredTables(Connection& connection) {
 }
 
 std::vector<DeclaredColumn> declaredColumns(Connection& connection, const std::string& table) {
-    Statement statement(connection.handle(),
+    Statement statement(connection,
                         "SELECT name, type, \"notnull\", dflt_value IS NOT NULL, dflt_value, pk, hidden "
                         "FROM pragma_table_xinfo(?1) ORDER BY cid");
     Statement::Run run(statement);
@@ -48,7 +48,7 @@ std::vector<DeclaredColumn> declaredColumns(Connection& connection, const std::s
 }
 
 bool isStrict(Connection& connection, const std::string& table) {
-    Statement statement(connection.handle(),
+    Statement statement(connection,
                         "SELECT strict FROM pragma_table_list WHERE schema = 'main' AND name = ?1");
     Statement::Run run(statement);
     run.bind(1, table);

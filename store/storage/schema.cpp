@@ -4,6 +4,7 @@
 #include "store/storage/introspection.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/sqlwords.h"
+#include "velta/text.h"
 
 #include <cerrno>
 #include <cstring>
@@ -23,18 +24,6 @@ constexpr std::size_t sizeLimit = 1024 * 1024; // bytes of one schema text
 constexpr std::size_t nameLimit = 63;
 constexpr std::size_t columnLimit = 128;
 constexpr std::size_t tableLimit = 1000;
-
-struct TypeName {
-    Value::TypeCode type;
-    const char* name;
-};
-
-constexpr TypeName typeNames[] = {
-    {Value::Switch, "SWITCH"},
-    {Value::Integer, "INTEGER"},
-    {Value::Counter, "COUNTER"},
-    {Value::Text, "TEXT"},
-};
 
 // What SQLite would take and the store would not heed. None of them can be a name with its type: SQLite
 // keeps the single words for itself, and no pair of words makes a column that we would take.
@@ -134,7 +123,7 @@ std::optional<std::string> unquoted(const std::string& sql) {
     return text;
 }
 
-std::optional<Value> defaultFrom(Value::TypeCode type, const std::string& sql) {
+std::optional<Value> plainValue(Value::TypeCode type, const std::string& sql) {
     Value value(type);
     if (type == Value::Text) {
         const std::optional<std::string> text = unquoted(sql);
@@ -142,18 +131,28 @@ std::optional<Value> defaultFrom(Value::TypeCode type, const std::string& sql) {
             return std::nullopt;
         value.setText(*text);
     } else {
-        const std::optional<std::int64_t> number = wholeNumber(sql);
-        if (!number || !fits(type, *number))
+        const std::optional<std::int64_t> number = velta::wholeNumber(sql);
+        if (!number || !fits(velta::rangeOf(type), *number))
             return std::nullopt;
-        value.setInteger(static_cast<std::int32_t>(static_cast<std::uint32_t>(*number)));
+        value = velta::numberValue(type, *number);
     }
     return acceptable(type, value) ? std::optional<Value>(value) : std::nullopt;
 }
 
 Column checkedId(const DeclaredColumn& declared, const std::string& place) {
-    if (!sameName(declared.type, typeName(Value::Integer)) || !declared.primaryKey)
+    if (!sameName(declared.type, nameOf(Kind::Integer)) || !declared.primaryKey)
         refuse(place, "must be INTEGER PRIMARY KEY");
-    return {declared.name, Value::Integer, Value(Value::Integer)};
+    const velta::Range range{leastId, velta::rangeOf(Value::Integer).most};
+    return {declared.name, {Kind::Integer, range}, Value::Integer, Value()};
+}
+
+Value checkedDefault(const ColumnKind& kind, const std::string& sql, const std::string& place) {
+    const std::optional<Value> value = plainValue(typeOf(kind.kind), sql);
+    if (!value)
+        refuse(place, "the default " + sql + " is no plain value of its type");
+    if (!isWithin(kind, *value))
+        refuse(place, "the default " + complaintOf(kind, *value));
+    return *value;
 }
 
 Column checkedColumn(const DeclaredColumn& declared, const std::string& place) {
@@ -163,17 +162,15 @@ Column checkedColumn(const DeclaredColumn& declared, const std::string& place) {
         refuse(place, "generated columns are not possible");
     if (declared.name == idColumn)
         return checkedId(declared, place);
-    const std::optional<Value::TypeCode> type = typeNamed(declared.type);
-    if (!type)
-        refuse(place, "the type \"" + declared.type + "\" is none of SWITCH, INTEGER, COUNTER and TEXT");
+    const std::optional<ColumnKind> kind = columnKindOf(declared.type);
+    if (!kind)
+        refuse(place, "the type \"" + declared.type + "\" is none of SWITCH, INTEGER, COUNTER, TEXT and TIME, " +
+                          "or its range is none: INTEGER(least, most)");
     if (declared.primaryKey)
         refuse(place, "only the column \"Id\" may be the primary key");
     if (!declared.notNull || !declared.defaultSql)
         refuse(place, "must have NOT NULL and DEFAULT");
-    const std::optional<Value> defaultValue = defaultFrom(*type, *declared.defaultSql);
-    if (!defaultValue)
-        refuse(place, "the default " + *declared.defaultSql + " is no plain value of its type");
-    return {declared.name, *type, *defaultValue};
+    return {declared.name, *kind, typeOf(kind->kind), checkedDefault(*kind, *declared.defaultSql, place)};
 }
 
 Table checkedTable(Connection& scratch, const std::string& name, const std::string& origin) {
@@ -241,24 +238,19 @@ void Schema::addFile(const std::string& path) {
 
 std::vector<velta::protocol::ColumnDescription> describe(const Table& table) {
     std::vector<velta::protocol::ColumnDescription> columns;
-    for (const Column& column : table.columns)
-        columns.push_back(
-            {column.name, column.type, typeName(column.type), Value(), Value(), column.defaultValue});
+    for (const Column& column : table.columns) {
+        velta::protocol::ColumnDescription description;
+        description.name = column.name;
+        description.type = column.type;
+        description.kind = nameOf(column.kind.kind);
+        description.defaultValue = column.defaultValue;
+        if (velta::isNumber(column.type)) {
+            description.least = velta::numberValue(column.type, column.kind.range.least);
+            description.most = velta::numberValue(column.type, column.kind.range.most);
+        }
+        columns.push_back(std::move(description));
+    }
     return columns;
-}
-
-const char* typeName(Value::TypeCode type) {
-    for (const TypeName& entry : typeNames)
-        if (entry.type == type)
-            return entry.name;
-    return "";
-}
-
-std::optional<Value::TypeCode> typeNamed(const std::string& name) {
-    for (const TypeName& entry : typeNames)
-        if (sameName(entry.name, name))
-            return entry.type;
-    return std::nullopt;
 }
 
 } // namespace store

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/storage/columnkind.h"
 #include "velta/namelist.h"
 #include "velta/protocol/message.h"
 #include "velta/value.h"
@@ -16,8 +17,9 @@ inline constexpr const char* idColumn = "Id";
 
 struct Column {
     std::string name;
-    velta::Value::TypeCode type = velta::Value::None;
-    velta::Value defaultValue;
+    ColumnKind kind;
+    velta::Value::TypeCode type = velta::Value::None; // on the wire
+    velta::Value defaultValue;                        // none for the Id
 };
 
 struct Table {
@@ -49,8 +51,7 @@ std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 // The schema that is built in.
 const char* defaultSchema();
 
-// The type's name in a schema, and the type of a name (in any case of letters).
-const char* typeName(velta::Value::TypeCode type);
-std::optional<velta::Value::TypeCode> typeNamed(const std::string& name);
+// All that a client may be told of the table's columns.
+std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 
 } // namespace store

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "store/storage/databasefile.h"
+#include "store/storage/schema.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/tablereader.h"
 
 #include <array>
 #include <memory>
-#include <string>
+#include <utility>
 
 namespace store {
 
@@ -13,14 +15,20 @@ namespace store {
 // which it was taken.
 class Snapshot {
 public:
-    Snapshot(const std::string& path, const Schema& schema);
+    // Throws StorageError.
+    Snapshot(const DatabaseFile& file, const Schema& schema);
 
     Connection& connection() { return connection_; }
     TableReader& reader() { return reader_; }
+    // Opens its connection where that was closed. Throws StorageError.
     velta::protocol::EResultCode begin();
     void end();
+    void close() { connection_.close(); }
 
 private:
+    void open();
+
+    const DatabaseFile& file_;
     Connection connection_;
     TableReader reader_;
     Statement begin_;
@@ -33,7 +41,7 @@ public:
     static constexpr std::size_t most = 4;
 
     // Both outlive it.
-    Snapshots(const std::string& path, const Schema& schema) : path_(path), schema_(schema) {}
+    Snapshots(const DatabaseFile& file, const Schema& schema) : file_(file), schema_(schema) {}
 
     // Gives the snapshot back when it goes.
     struct GiveBack {
@@ -46,6 +54,11 @@ public:
     // Makes all connections now: the file is about to lose its name. Throws StorageError.
     void connectAll();
     bool free() const;
+    bool anyTaken() const;
+    // Whether one was given back since this was asked last.
+    bool takeGivenBack() { return std::exchange(givenBack_, false); }
+    // Readings that go on get an error.
+    void closeAll();
     // Nothing where none is free.
     velta::protocol::EResultCode take(Lease& lease);
 
@@ -55,9 +68,10 @@ private:
         bool taken = false;
     };
 
-    const std::string& path_;
+    const DatabaseFile& file_;
     const Schema& schema_;
     std::array<Place, most> places_;
+    bool givenBack_ = false;
 };
 
 } // namespace store

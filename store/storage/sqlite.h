@@ -19,15 +19,26 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-// The result code for one of SQLite's, with the connection's error text as detail.
-velta::protocol::EResultCode resultOf(int sqliteCode, sqlite3* connection);
-
+// It can be closed and opened anew under the statements that use it: their runs then end with an error, and
+// the next ones are prepared anew.
 class Connection {
 public:
-    // Throws StorageError.
-    Connection(const std::string& path, int flags);
+    enum class Begin { Open, Closed };
 
-    sqlite3* handle() const { return handle_.get(); }
+    // Throws StorageError.
+    Connection(std::string path, int flags, Begin begin = Begin::Open);
+    ~Connection() { close(); }
+    Connection(const Connection&) = delete;
+    Connection& operator=(const Connection&) = delete;
+
+    // Throws StorageError.
+    void open();
+    void close();
+    bool isOpen() const { return handle_ != nullptr; }
+    // Another one after each open() and close().
+    std::uint64_t generation() const { return generation_; }
+
+    sqlite3* handle() const { return handle_; }
     // Throws StorageError with SQLite's text.
     void execute(const std::string& sql);
     // The first column of the first row as a number, as a text. Throw StorageError.
@@ -35,19 +46,30 @@ public:
     std::string text(const std::string& sql);
     // Opens the files of the database, while they have a name. Throws StorageError.
     void touchFiles() { (void)number("SELECT count(*) FROM sqlite_schema"); }
-    bool inTransaction() const { return sqlite3_get_autocommit(handle()) == 0; }
+    bool inTransaction() const { return isOpen() && sqlite3_get_autocommit(handle_) == 0; }
+
+    // The result code for one of SQLite's, with the connection's error text as detail.
+    velta::protocol::EResultCode resultOf(int sqliteCode) const;
+
+    std::string textOf(int sqliteCode) const;
 
 private:
-    struct Close {
-        void operator()(sqlite3* handle) const { sqlite3_close(handle); }
-    };
-    std::unique_ptr<sqlite3, Close> handle_;
+    std::string path_;
+    int flags_;
+    sqlite3* handle_ = nullptr;
+    std::uint64_t generation_ = 0;
 };
 
 // SQL that is prepared when it runs for the first time and then kept. It ends before its connection.
 class Statement {
 public:
-    Statement(sqlite3* connection, std::string sql) : connection_(connection), sql_(std::move(sql)) {}
+    Statement(Connection& connection, std::string sql) : connection_(connection), sql_(std::move(sql)) {}
+    ~Statement();
+    Statement(const Statement&) = delete;
+    Statement& operator=(const Statement&) = delete;
+
+    // SQLITE_OK, or the error that keeps it from being prepared.
+    [[nodiscard]] int prepare();
 
     // One run from the binding to the last row; its end makes the statement ready for the next.
     class Run {
@@ -60,28 +82,32 @@ public:
         // Parameters count from 1; one that is not bound is NULL.
         void bind(int parameter, std::int64_t value);
         void bind(int parameter, std::string_view text);
-        // SQLITE_ROW, SQLITE_DONE, or the first error of preparing, binding or stepping.
+        // SQLITE_ROW, SQLITE_DONE, or the first error of preparing, binding or stepping. SQLITE_ABORT where
+        // the connection was closed meanwhile.
         [[nodiscard]] int step();
 
-        // Columns count from 0.
-        std::int64_t number(int column) const { return sqlite3_column_int64(handle_, column); }
+        // Columns count from 0. Where the last step found no row they are 0 and empty.
+        std::int64_t number(int column) const;
         std::string_view text(int column) const;
 
     private:
+        bool isAlive() const { return generation_ == statement_.connection_.generation(); }
         void keep(int code);
 
-        sqlite3_stmt* handle_;
+        Statement& statement_;
+        std::uint64_t generation_;
         int error_ = SQLITE_OK;
+        bool onRow_ = false;
     };
 
 private:
-    struct Finalize {
-        void operator()(sqlite3_stmt* handle) const { sqlite3_finalize(handle); }
-    };
+    // The connection closes what was prepared on it.
+    bool isPrepared() const { return handle_ != nullptr && generation_ == connection_.generation(); }
 
-    sqlite3* connection_;
+    Connection& connection_;
     std::string sql_;
-    std::unique_ptr<sqlite3_stmt, Finalize> handle_;
+    sqlite3_stmt* handle_ = nullptr;
+    std::uint64_t generation_ = 0; // of the connection that it was prepared on
 };
 
 // A name that the schema has checked, for use in SQL.

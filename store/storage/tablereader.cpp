@@ -2,13 +2,14 @@
 
 #include "store/storage/cells.h"
 #include "store/storage/rowwriter.h"
+#include "velta/text.h"
 
 namespace store {
 
 namespace code = velta::protocol::code;
 using Result = TableReader::Result;
 
-TableReader::TableReader(const Schema& schema, sqlite3* connection) : connection_(connection) {
+TableReader::TableReader(const Schema& schema, Connection& connection) : connection_(connection) {
     for (const Table& table : schema.tables()) {
         tables_.emplace_back(table, tables_.size(), connection);
         byName_.emplace(table.name, &tables_.back());
@@ -34,7 +35,7 @@ Result TableReader::findRow(ConnectedTable& table, const std::string& keyColumn,
     if (table.description.columns[*column].type == velta::Value::Text) {
         run.bind(1, key);
     } else {
-        const std::optional<std::int64_t> number = wholeNumber(key);
+        const std::optional<std::int64_t> number = velta::wholeNumber(key);
         if (!number)
             return missing;
         run.bind(1, *number);

@@ -14,7 +14,7 @@ namespace store {
 
 // A table of the schema and its statements on one connection.
 struct ConnectedTable {
-    ConnectedTable(const Table& table, std::size_t position, sqlite3* connection)
+    ConnectedTable(const Table& table, std::size_t position, Connection& connection)
         : description(table), index(position), statements(connection, table) {}
 
     const Table& description;
@@ -28,7 +28,7 @@ class TableReader {
 public:
     using Result = velta::protocol::EResultCode;
 
-    TableReader(const Schema& schema, sqlite3* connection);
+    TableReader(const Schema& schema, Connection& connection);
 
     // `index` counts from 0 in Id order.
     Result readRow(const std::string& table, std::uint32_t index, Rows& rows);
@@ -41,13 +41,13 @@ public:
     Result findRow(ConnectedTable& table, const std::string& keyColumn, const std::string& key,
                    std::int64_t& rowId);
     // The result of a step on this connection.
-    Result resultOf(int sqliteCode) const { return store::resultOf(sqliteCode, connection_); }
+    Result resultOf(int sqliteCode) const { return connection_.resultOf(sqliteCode); }
 
 private:
     Result readOne(ConnectedTable& table, Statement& statement, std::int64_t parameter,
                    const std::string& row, Rows& rows);
 
-    sqlite3* connection_;
+    Connection& connection_;
     std::deque<ConnectedTable> tables_; // in the schema's order
     std::map<std::string, ConnectedTable*> byName_;
 };

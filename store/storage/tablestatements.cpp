@@ -47,7 +47,7 @@ std::string insertSql(const Table& table) {
 
 } // namespace
 
-TableStatements::TableStatements(sqlite3* connection, const Table& table)
+TableStatements::TableStatements(Connection& connection, const Table& table)
     : connection_(connection),
       table_(table),
       count_(connection, "SELECT count(*) FROM " + quoted(table.name)),

@@ -14,7 +14,7 @@ namespace store {
 // Results have the columns in the schema's order.
 class TableStatements {
 public:
-    TableStatements(sqlite3* connection, const Table& table);
+    TableStatements(Connection& connection, const Table& table);
 
     Statement& count() { return count_; }
     Statement& all() { return all_; }
@@ -30,7 +30,7 @@ public:
     Statement& highestRowId() { return highestRowId_; }
 
 private:
-    sqlite3* connection_;
+    Connection& connection_;
     const Table& table_;
     Statement count_;
     Statement all_;

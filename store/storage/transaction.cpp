@@ -1,9 +1,11 @@
 #include "store/storage/transaction.h"
 
 #include "store/storage/cells.h"
+#include "store/storage/rowcheck.h"
 #include "store/storage/valuecheck.h"
 
 #include <limits>
+#include <new>
 
 namespace store {
 
@@ -17,14 +19,15 @@ constexpr std::int64_t singleRowId = 1;
 } // namespace
 
 Transaction::Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit,
-                         const DatabaseFile& file)
+                         TableSizes& sizes, Safekeeping& safekeeping)
     : writer_(writer),
-      reader_(schema, writer.handle()),
+      reader_(schema, writer),
       lastCommit_(lastCommit),
-      file_(file),
-      begin_(writer.handle(), "BEGIN IMMEDIATE"),
-      commit_(writer.handle(), "COMMIT"),
-      rollBack_(writer.handle(), "ROLLBACK") {}
+      sizes_(sizes),
+      safekeeping_(safekeeping),
+      begin_(writer, "BEGIN IMMEDIATE"),
+      commit_(writer, "COMMIT"),
+      rollBack_(writer, "ROLLBACK") {}
 
 Result Transaction::writeSingle(const std::string& table, std::uint32_t row, const velta::ValueList& values) {
     ConnectedTable* found = nullptr;
@@ -60,6 +63,11 @@ Result Transaction::insert(const std::string& table, const velta::ValueList& val
         return {code::singleRow, table + " takes no further row"};
     if (Result result = checkCells(found->description, values, Id::Given); !result.ok())
         return result;
+    if (Result result = checkKinds(reader_, *found, std::nullopt, values); !result.ok())
+        return result;
+    const std::int64_t bytes = sizeOfNew(found->description, values);
+    if (Result result = mayGrow(*found, bytes); !result.ok())
+        return result;
     if (Result result = begin(); !result.ok())
         return result;
     std::int64_t rowId = 0;
@@ -71,6 +79,7 @@ Result Transaction::insert(const std::string& table, const velta::ValueList& val
     if (Result result = write(run); !result.ok())
         return result;
     touched_.add(found->index, rowId);
+    sizes_.add(found->index, bytes);
     id = static_cast<std::uint32_t>(rowId);
     return {};
 }
@@ -86,11 +95,15 @@ Result Transaction::remove(const std::string& table, const std::string& keyColum
     std::int64_t rowId = 0;
     if (Result result = reader_.findRow(*found, keyColumn, key, rowId); !result.ok())
         return result;
+    std::int64_t bytes = 0;
+    if (Result result = sizeOf(reader_, *found, rowId, bytes); !result.ok())
+        return result;
     Statement::Run run(found->statements.remove());
     run.bind(1, rowId);
     if (Result result = write(run); !result.ok())
         return result;
     touched_.add(found->index, rowId);
+    sizes_.add(found->index, -bytes);
     return {};
 }
 
@@ -129,6 +142,13 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
         return {};
     if (Result result = begin(); !result.ok())
         return result;
+    if (Result result = checkKinds(reader_, table, rowId, values); !result.ok())
+        return result;
+    std::int64_t bytes = 0;
+    if (Result result = growthBy(reader_, table, rowId, values, bytes); !result.ok())
+        return result;
+    if (Result result = mayGrow(table, bytes); !result.ok())
+        return result;
     Statement::Run run(table.statements.update());
     bindCells(run, table.description, values);
     run.bind(static_cast<int>(table.description.columns.size()) + 1, rowId);
@@ -137,16 +157,35 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
     if (sqlite3_changes(writer_.handle()) == 0)
         return {code::noSuchRow, table.description.name};
     touched_.add(table.index, rowId);
+    sizes_.add(table.index, bytes);
     return {};
 }
 
+Result Transaction::mayGrow(const ConnectedTable& table, std::int64_t bytes) const {
+    if (sizes_.mayGrow(table.index, bytes))
+        return {};
+    return {code::tooLarge, table.description.name + ": a table holds at most " + sizes_.limitText() + " of cells"};
+}
+
 Result Transaction::begin() {
-    if (!failure_.ok() || writing_)
-        return failure_;
+    if (Result result = standing(); !result.ok() || writing_)
+        return result;
+    if (Result result = safekeeping_.beforeWriting(); !result.ok())
+        return result;
+    for (Statement* const end : {&commit_, &rollBack_}) // what must not fail for want of memory later
+        if (const int prepared = end->prepare(); prepared != SQLITE_OK)
+            return reader_.resultOf(prepared);
     Statement::Run run(begin_);
     const int step = run.step();
     writing_ = step == SQLITE_DONE;
+    generation_ = writer_.generation();
     return reader_.resultOf(step);
+}
+
+Result Transaction::standing() {
+    if (failure_.ok() && writing_ && generation_ != writer_.generation())
+        failure_ = {code::storageFailed, "the database was opened anew meanwhile"};
+    return failure_;
 }
 
 Result Transaction::write(Statement::Run& run) {
@@ -158,33 +197,59 @@ Result Transaction::write(Statement::Run& run) {
 }
 
 Result Transaction::commit(velta::NameList& changed) {
-    changed.clear();
-    Result result = failure_;
-    if (result.ok() && writing_)
-        result = changedTables(changed);
-    if (result.ok() && !changed.empty())
-        result = commitWritten();
+    Result result;
+    try {
+        changed.clear();
+        result = commitChanges(changed);
+    } catch (const std::bad_alloc&) { // in front of the commit: behind it nothing throws
+        result = code::outOfMemory;
+    }
     if (!result.ok())
         changed.clear();
     rollBack(); // ends what did not commit
     return result;
 }
 
-Result Transaction::commitWritten() {
-    if (!file_.isInPlace()) // it would be kept where no start looks for it
-        return {code::storageFailed, "the database file was removed, moved or replaced: " + file_.path()};
-    Statement::Run run(commit_);
-    return reader_.resultOf(run.step());
+Result Transaction::commitChanges(velta::NameList& changed) {
+    if (Result result = standing(); !result.ok() || !writing_)
+        return result;
+    if (Result result = changedTables(changed); !result.ok() || changed.empty())
+        return result;
+    if (Result result = safekeeping_.beforeCommit(changed); !result.ok())
+        return result;
+    int step = SQLITE_OK;
+    {
+        Statement::Run run(commit_);
+        step = run.step();
+    }
+    return step == SQLITE_DONE ? committed() : notCommitted(step);
 }
 
-void Transaction::rollBack() {
+Result Transaction::committed() noexcept {
+    sizes_.keep();
+    return safekeeping_.afterCommit();
+}
+
+Result Transaction::notCommitted(int step) noexcept {
+    Result failure(code::outOfMemory);
+    try {
+        failure = reader_.resultOf(step);
+    } catch (const std::bad_alloc&) {
+        // as it stands
+    }
+    rollBack();
+    return safekeeping_.afterFailedCommit(step, failure);
+}
+
+void Transaction::rollBack() noexcept {
     if (writer_.inTransaction()) {
-        Statement::Run run(rollBack_);
-        (void)run.step(); // has no error that leaves the transaction open
+        Statement::Run run(rollBack_); // was prepared when the transaction began
+        (void)run.step();              // has no error that leaves the transaction open
     }
     writing_ = false;
     failure_ = {};
     touched_.clear();
+    sizes_.forget();
 }
 
 Result Transaction::changedTables(velta::NameList& changed) {

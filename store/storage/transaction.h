@@ -1,8 +1,9 @@
 #pragma once
 
-#include "store/storage/databasefile.h"
+#include "store/storage/safekeeping.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/tablereader.h"
+#include "store/storage/tablesizes.h"
 #include "store/storage/touchedrows.h"
 #include "velta/namelist.h"
 #include "velta/protocol/resultcode.h"
@@ -21,7 +22,8 @@ public:
     using Result = velta::protocol::EResultCode;
 
     // `lastCommit` reads through another connection. All outlive the transaction.
-    Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit, const DatabaseFile& file);
+    Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit, TableSizes& sizes,
+                Safekeeping& safekeeping);
 
     // Reads rows with what was written to them.
     TableReader& reader() { return reader_; }
@@ -32,16 +34,21 @@ public:
     Result insert(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
     Result remove(const std::string& table, const std::string& keyColumn, const std::string& key);
 
-    // The transaction is over, whatever the result. `changed` gets the tables in which a cell is not as
-    // before; when there is none nothing is written.
+    // The transaction is over, whatever the result. `changed` gets the tables in which a cell is not as before;
+    // when there is none nothing is written. The code outcomeUnknown says that nobody knows whether it is
+    // kept; after any other failure nothing of it is.
     Result commit(velta::NameList& changed);
-    void rollBack();
+    void rollBack() noexcept;
 
 private:
     Result begin();
+    // Success, or what has ended the transaction before its owner did.
+    Result standing();
     // Runs a statement that writes; remembers an error that ended the transaction.
     Result write(Statement::Run& run);
     Result writeCells(ConnectedTable& table, std::int64_t rowId, const velta::ValueList& values);
+    // Keeps a table within its limit, with what a write adds to it.
+    Result mayGrow(const ConnectedTable& table, std::int64_t bytes) const;
     Result nextId(ConnectedTable& table, std::int64_t& id);
     Result idFor(ConnectedTable& table, const velta::ValueList& values, std::int64_t& id);
     Result exists(ConnectedTable& table, std::int64_t rowId, bool& there);
@@ -49,17 +56,21 @@ private:
     Result changedTables(velta::NameList& changed);
     Result tableChanged(std::size_t table, const TouchedRows::OfTable& touched, bool& changed);
     Result differs(std::size_t table, std::int64_t rowId, bool& different);
-    Result commitWritten();
+    Result commitChanges(velta::NameList& changed);
+    Result committed() noexcept;
+    Result notCommitted(int step) noexcept;
 
     Connection& writer_;
     TableReader reader_;
     TableReader& lastCommit_;
-    const DatabaseFile& file_;
+    TableSizes& sizes_;
+    Safekeeping& safekeeping_;
     Statement begin_;
     Statement commit_;
     Statement rollBack_;
     bool writing_ = false;
-    Result failure_; // what ended the transaction before its owner did
+    std::uint64_t generation_ = 0; // of the connection on which it began
+    Result failure_;
     TouchedRows touched_;
 };
 

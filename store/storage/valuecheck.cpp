@@ -23,7 +23,7 @@ EResultCode checkCell(const Table& table, const Column& column, const Value& val
     if (column.name == idColumn)
         return checkId(name, value, id);
     if (!acceptable(column.type, value))
-        return {code::wrongKind, name + " takes " + describe(column.type)};
+        return {code::wrongKind, name + " takes " + descriptionOf(column.type)};
     return {};
 }
 

@@ -6,19 +6,19 @@ CREATE TABLE WlanGlobals (
     AlwaysEnable SWITCH NOT NULL DEFAULT 0
 );
 
--- Times are texts, hours first ("18:30" or "18:30:00"), in local time; an empty one is none.
+-- A TIME is a text in local time, hours first ("18:30" or "18:30:00"); an empty one is none.
 CREATE TABLE WlanTimePlans (
     Id             INTEGER PRIMARY KEY,
     TimePlanName   TEXT   NOT NULL DEFAULT '',
     TimePlanStatus SWITCH NOT NULL DEFAULT 0,
     Activate       SWITCH NOT NULL DEFAULT 1,
-    StartMon TEXT NOT NULL DEFAULT '', StopMon TEXT NOT NULL DEFAULT '',
-    StartTue TEXT NOT NULL DEFAULT '', StopTue TEXT NOT NULL DEFAULT '',
-    StartWed TEXT NOT NULL DEFAULT '', StopWed TEXT NOT NULL DEFAULT '',
-    StartThu TEXT NOT NULL DEFAULT '', StopThu TEXT NOT NULL DEFAULT '',
-    StartFri TEXT NOT NULL DEFAULT '', StopFri TEXT NOT NULL DEFAULT '',
-    StartSat TEXT NOT NULL DEFAULT '', StopSat TEXT NOT NULL DEFAULT '',
-    StartSun TEXT NOT NULL DEFAULT '', StopSun TEXT NOT NULL DEFAULT ''
+    StartMon TIME NOT NULL DEFAULT '', StopMon TIME NOT NULL DEFAULT '',
+    StartTue TIME NOT NULL DEFAULT '', StopTue TIME NOT NULL DEFAULT '',
+    StartWed TIME NOT NULL DEFAULT '', StopWed TIME NOT NULL DEFAULT '',
+    StartThu TIME NOT NULL DEFAULT '', StopThu TIME NOT NULL DEFAULT '',
+    StartFri TIME NOT NULL DEFAULT '', StopFri TIME NOT NULL DEFAULT '',
+    StartSat TIME NOT NULL DEFAULT '', StopSat TIME NOT NULL DEFAULT '',
+    StartSun TIME NOT NULL DEFAULT '', StopSun TIME NOT NULL DEFAULT ''
 );
 
 CREATE TABLE TimePlans (
@@ -26,19 +26,19 @@ CREATE TABLE TimePlans (
     TimePlanName   TEXT   NOT NULL DEFAULT '',
     TimePlanStatus SWITCH NOT NULL DEFAULT 0,
     Activate       SWITCH NOT NULL DEFAULT 1,
-    StartMon TEXT NOT NULL DEFAULT '', StopMon TEXT NOT NULL DEFAULT '',
-    StartTue TEXT NOT NULL DEFAULT '', StopTue TEXT NOT NULL DEFAULT '',
-    StartWed TEXT NOT NULL DEFAULT '', StopWed TEXT NOT NULL DEFAULT '',
-    StartThu TEXT NOT NULL DEFAULT '', StopThu TEXT NOT NULL DEFAULT '',
-    StartFri TEXT NOT NULL DEFAULT '', StopFri TEXT NOT NULL DEFAULT '',
-    StartSat TEXT NOT NULL DEFAULT '', StopSat TEXT NOT NULL DEFAULT '',
-    StartSun TEXT NOT NULL DEFAULT '', StopSun TEXT NOT NULL DEFAULT ''
+    StartMon TIME NOT NULL DEFAULT '', StopMon TIME NOT NULL DEFAULT '',
+    StartTue TIME NOT NULL DEFAULT '', StopTue TIME NOT NULL DEFAULT '',
+    StartWed TIME NOT NULL DEFAULT '', StopWed TIME NOT NULL DEFAULT '',
+    StartThu TIME NOT NULL DEFAULT '', StopThu TIME NOT NULL DEFAULT '',
+    StartFri TIME NOT NULL DEFAULT '', StopFri TIME NOT NULL DEFAULT '',
+    StartSat TIME NOT NULL DEFAULT '', StopSat TIME NOT NULL DEFAULT '',
+    StartSun TIME NOT NULL DEFAULT '', StopSun TIME NOT NULL DEFAULT ''
 );
 
 -- TimeFrameStart and TimeFrameEnd are seconds since the epoch; MaxRetries -1 is without limit.
 CREATE TABLE TimeFrame (
     Id             INTEGER PRIMARY KEY,
-    WindowMode     INTEGER NOT NULL DEFAULT 1,
+    WindowMode     INTEGER(1, 3) NOT NULL DEFAULT 1,
     Servicetable   TEXT    NOT NULL DEFAULT 'FileTransfer',
     ServicetableId INTEGER NOT NULL DEFAULT 0,
     TimeFrameStart COUNTER NOT NULL DEFAULT 0,
@@ -58,11 +58,11 @@ CREATE TABLE FileTransfer (
 CREATE TABLE FirmwareUpdateTimePlan (
     Id              INTEGER PRIMARY KEY,
     Enable          SWITCH  NOT NULL DEFAULT 0,
-    WeekDay         INTEGER NOT NULL DEFAULT 0,
-    StartTimeHour   INTEGER NOT NULL DEFAULT 0,
-    StartTimeMinute INTEGER NOT NULL DEFAULT 0,
-    EndTimeHour     INTEGER NOT NULL DEFAULT 0,
-    EndTimeMinute   INTEGER NOT NULL DEFAULT 0
+    WeekDay         INTEGER(0, 7) NOT NULL DEFAULT 0,
+    StartTimeHour   INTEGER(0, 23) NOT NULL DEFAULT 0,
+    StartTimeMinute INTEGER(0, 59) NOT NULL DEFAULT 0,
+    EndTimeHour     INTEGER(0, 24) NOT NULL DEFAULT 0,
+    EndTimeMinute   INTEGER(0, 59) NOT NULL DEFAULT 0
 );
 
 CREATE TABLE wexd (
@@ -72,8 +72,8 @@ CREATE TABLE wexd (
 -- WeekDay as above; MinimumRuntime in seconds.
 CREATE TABLE AutoReboot (
     Enable         SWITCH  NOT NULL DEFAULT 0,
-    WeekDay        INTEGER NOT NULL DEFAULT 0,
-    Time           TEXT    NOT NULL DEFAULT '',
+    WeekDay        INTEGER(0, 7) NOT NULL DEFAULT 0,
+    Time           TIME    NOT NULL DEFAULT '',
     LastReboot     TEXT    NOT NULL DEFAULT '',
     MinimumRuntime INTEGER NOT NULL DEFAULT 5400
 );

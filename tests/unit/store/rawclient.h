@@ -1,6 +1,6 @@
 #pragma once
 
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 #include "velta/protocol/frame.h"
 #include "velta/protocol/message.h"
 

@@ -1,7 +1,7 @@
 #include "fakes/temporarydirectory.h"
 #include "store/storage/database.h"
 #include "store/storage/databaseformat.h"
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>
 
@@ -15,7 +15,7 @@ protected:
     DatabaseFormatTest() {
         Database database(schemaOf(testTables), path);
         std::uint32_t id = 0;
-        EXPECT_TRUE(database.insert("Plans", cell("Name", textValue("kept")), id).ok());
+        EXPECT_TRUE(database.transaction().insert("Plans", cell("Name", textValue("kept")), id).ok());
         (void)commit(database);
     }
 
@@ -100,7 +100,7 @@ TEST_F(DatabaseFormatTest, RefusedDatabaseKeepsTheLogThatAPowerCutLeft) {
     const std::string copy = directory.path("copy");
     {
         Database database(schemaOf(testTables), path);
-        ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+        ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
         (void)commit(database);
         std::filesystem::copy_file(path, copy);
         std::filesystem::copy_file(path + "-wal", copy + "-wal");
@@ -161,7 +161,7 @@ TEST_F(DatabaseFormatTest, ForeignTriggerDoesNotRun) {
     execute("CREATE TRIGGER Wipe AFTER UPDATE ON Globals BEGIN DELETE FROM Plans; END");
     Database database(schemaOf(testTables), path);
 
-    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
 
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
     EXPECT_EQ(tableOf(database, "Plans").size(), 1U);

@@ -60,19 +60,43 @@ inline void appendRows(std::vector<velta::ValueList>& rows, const velta::NameLis
 
 inline std::vector<velta::ValueList> valuesOf(const store::Rows& rows) {
     std::vector<velta::ValueList> values;
-    for (const store::Rows::Piece& piece : rows.pieces)
-        appendRows(values, rows.columns, piece.rows, piece.cells);
+    appendRows(values, rows.columns, rows.count, rows.cells);
     return values;
+}
+
+// All rows of a table, read piece by piece.
+inline velta::protocol::EResultCode readTable(store::Database& database, const std::string& table,
+                                              store::Database::View view,
+                                              std::vector<velta::ValueList>& values) {
+    constexpr std::size_t pieceBytes = 64 * 1024;
+    std::unique_ptr<store::TableReading> reading;
+    if (auto result = database.beginReading(table, view, reading); !result.ok())
+        return result;
+    while (!reading->atEnd()) {
+        store::Rows rows;
+        if (auto result = reading->next(rows, pieceBytes); !result.ok())
+            return result;
+        appendRows(values, reading->columns(), rows.count, rows.cells);
+    }
+    return {};
 }
 
 inline std::vector<velta::ValueList> tableOf(store::Database& database, const std::string& table,
                                              store::Database::View view = store::Database::View::LastCommit) {
+    std::vector<velta::ValueList> values;
+    return readTable(database, table, view, values).ok() ? values : std::vector<velta::ValueList>();
+}
+
+// All rows of a table, read at once.
+inline std::vector<velta::ValueList> smallTableOf(store::Database& database, const std::string& table) {
     store::Rows rows;
-    return database.readTable(table, view, rows).ok() ? valuesOf(rows) : std::vector<velta::ValueList>();
+    bool complete = false;
+    const auto result = database.readSmall(table, store::Database::View::LastCommit, 64 * 1024, rows, complete);
+    return result.ok() && complete ? valuesOf(rows) : std::vector<velta::ValueList>();
 }
 
 // The tables that a commit changed; {"failed"} when there was none.
 inline velta::NameList commit(store::Database& database) {
     velta::NameList changed;
-    return database.commit(changed).ok() ? changed : velta::NameList{"failed"};
+    return database.transaction().commit(changed).ok() ? changed : velta::NameList{"failed"};
 }

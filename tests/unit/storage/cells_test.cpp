@@ -1,5 +1,5 @@
 #include "store/storage/cells.h"
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 
 #include <gtest/gtest.h>
 
@@ -48,13 +48,6 @@ const Case cases[] = {
 
 INSTANTIATE_TEST_SUITE_P(Cells, AcceptableTest, testing::ValuesIn(cases),
                          [](const auto& test) { return std::string(test.param.name); });
-
-TEST(WholeNumber, TakesDigitsAndAMinusAndNothingElse) {
-    EXPECT_EQ(store::wholeNumber("123"), 123);
-    EXPECT_EQ(store::wholeNumber("-5"), -5);
-    for (const char* text : {"", "-", "+5", " 5", "5 ", "5x", "0x10", "1.0", "99999999999999999999"})
-        EXPECT_EQ(store::wholeNumber(text), std::nullopt) << text;
-}
 
 TEST(Shown, IsShortAndPrintable) {
     EXPECT_EQ(store::shown("Wlan\n\xc3"), "Wlan??");

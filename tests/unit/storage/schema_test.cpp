@@ -1,7 +1,7 @@
 #include "fakes/temporarydirectory.h"
 #include "store/storage/schema.h"
 #include "store/storage/sqlite.h"
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>
 

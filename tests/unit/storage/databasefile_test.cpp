@@ -1,7 +1,7 @@
 #include "fakes/temporarydirectory.h"
 #include "store/storage/database.h"
 #include "store/storage/databasefile.h"
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>
 #include <unistd.h>
@@ -23,9 +23,9 @@ TEST(DatabaseFile, ReopenedFindsWhatWasCommitted) {
     const TemporaryDirectory directory;
     {
         Database database(schemaOf(testTables), directory.path("db"));
-        ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Text", textValue("kept"))).ok());
+        ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("kept"))).ok());
         (void)commit(database);
-        ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Text", textValue("never committed"))).ok());
+        ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("never committed"))).ok());
     }
 
     Database database(schemaOf(testTables), directory.path("db"));
@@ -66,7 +66,7 @@ TEST(DatabaseFile, InMemorySurvivesManyCheckpoints) {
     Database database(schemaOf(testTables), "");
     std::uint32_t id = 0;
     for (int i = 0; i < 3000; ++i) { // each some 4 kB, a checkpoint comes every 1000 pages
-        ASSERT_TRUE(database.insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
+        ASSERT_TRUE(database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
         ASSERT_EQ(commit(database), velta::NameList{"Plans"});
     }
 
@@ -89,16 +89,16 @@ class DisplacedDatabaseTest : public testing::TestWithParam<Displacement> {};
 TEST_P(DisplacedDatabaseTest, TakesNoCommit) {
     const TemporaryDirectory directory;
     Database database(schemaOf(testTables), directory.path("db"));
-    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Text", textValue("lost"))).ok());
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("lost"))).ok());
 
     GetParam().act(directory.path("db"));
     velta::NameList changed;
-    const Database::Result result = database.commit(changed);
+    const Database::Result result = database.transaction().commit(changed);
 
     EXPECT_EQ(result.code(), velta::protocol::code::storageFailed);
     EXPECT_THAT(result.strerror(), testing::HasSubstr("the database file was removed, moved or replaced"));
     EXPECT_THAT(changed, testing::IsEmpty());
-    EXPECT_EQ(tableOf(database, "Globals").at(0).getValue("Text"), textValue("it's"));
+    EXPECT_EQ(smallTableOf(database, "Globals").at(0).getValue("Text"), textValue("it's"));
 }
 
 const Displacement displacements[] = {

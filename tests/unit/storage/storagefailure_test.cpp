@@ -1,7 +1,6 @@
 #include "fakes/temporarydirectory.h"
 #include "store/storage/database.h"
-#include "unit/store/serverfixture.h"
-#include "unit/store/testtables.h"
+#include "unit/storage/testtables.h"
 
 #include <algorithm>
 #include <csignal>
@@ -53,7 +52,7 @@ Database::Result fill(Database& database) {
     std::uint32_t id = 0;
     Database::Result result;
     for (int i = 0; i < 1000 && result.ok(); ++i)
-        result = database.insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id);
+        result = database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id);
     return result;
 }
 
@@ -61,32 +60,32 @@ TEST(StorageFailure, FullDatabaseSaysSoAndKeepsTheLastCommit) {
     const FullDisk full;
     Database database(schemaOf(testTables), "");
     std::uint32_t id = 0;
-    ASSERT_TRUE(database.insert("Plans", {}, id).ok());
+    ASSERT_TRUE(database.transaction().insert("Plans", {}, id).ok());
     (void)commit(database);
 
     EXPECT_EQ(fill(database).code(), code::storageFull);
-    database.rollBack();
+    database.transaction().rollBack();
 
     EXPECT_EQ(tableOf(database, "Plans").size(), 1U);
-    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
 }
 
 TEST(StorageFailure, FailedCommitEndsTheTransactionAndKeepsTheLastCommit) {
     const TemporaryDirectory directory;
     Database database(schemaOf(testTables), directory.path("db"));
-    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Text", textValue(std::string(4000, 'x')))).ok());
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue(std::string(4000, 'x')))).ok());
 
     velta::NameList changed;
     {
         const FileSizeLimit limit(4096);
-        EXPECT_EQ(database.commit(changed).code(), code::storageFailed);
+        EXPECT_EQ(database.transaction().commit(changed).code(), code::storageFailed);
     }
 
     EXPECT_THAT(changed, testing::IsEmpty());
     EXPECT_EQ(tableOf(database, "Globals", Database::View::OpenTransaction).at(0).getValue("Text"),
               textValue("it's"));
-    ASSERT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
 }
 
@@ -96,10 +95,10 @@ TEST(StorageFailure, ForeignWriterMakesAWriteBusy) {
     store::Connection foreign(directory.path("db"), SQLITE_OPEN_READWRITE);
     foreign.execute("BEGIN IMMEDIATE");
 
-    EXPECT_EQ(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(), code::busy);
+    EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(), code::busy);
 
     foreign.execute("ROLLBACK");
-    EXPECT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    EXPECT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
 }
 
 TEST(StorageFailure, TableDroppedByAForeignHandFailsItsOperationsOnly) {
@@ -108,46 +107,11 @@ TEST(StorageFailure, TableDroppedByAForeignHandFailsItsOperationsOnly) {
     store::Connection foreign(directory.path("db"), SQLITE_OPEN_READWRITE);
     foreign.execute("DROP TABLE Other");
 
-    store::Rows rows;
-    EXPECT_EQ(database.readTable("Other", Database::View::LastCommit, rows).code(), code::storageFailed);
-    EXPECT_EQ(database.writeSingle("Other", 0, cell("Enable", switchValue(1))).code(), code::storageFailed);
-    EXPECT_TRUE(database.writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+    std::vector<velta::ValueList> values;
+    EXPECT_EQ(readTable(database, "Other", Database::View::LastCommit, values).code(), code::storageFailed);
+    EXPECT_EQ(database.transaction().writeSingle("Other", 0, cell("Enable", switchValue(1))).code(), code::storageFailed);
+    EXPECT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
-}
-
-class StorageFailureLogTest : public ServerTest {
-protected:
-    // The lines that the server logs while so many commits fail.
-    std::size_t linesOfFailures(int commits) {
-        const Client client = greeted();
-        testing::internal::CaptureStderr();
-        {
-            const FileSizeLimit limit(4096);
-            for (int i = 0; i < commits; ++i) {
-                EXPECT_TRUE(succeeds(*client, ask::begin(0)));
-                EXPECT_TRUE(succeeds(*client, ask::writeSingle("Globals", largeText)));
-                EXPECT_EQ(codeOf(*client, ask::plain(ask::RequestKind::Commit)), code::storageFailed);
-            }
-        }
-        const std::string log = testing::internal::GetCapturedStderr();
-        EXPECT_THAT(log, testing::HasSubstr("disk I/O error"));
-        return static_cast<std::size_t>(std::count(log.begin(), log.end(), '\n'));
-    }
-
-    const velta::ValueList largeText = cell("Text", textValue(std::string(4000, 'x')));
-};
-
-TEST_F(StorageFailureLogTest, FailureThatLastsIsLoggedOnce) {
-    EXPECT_EQ(linesOfFailures(5), 1U);
-}
-
-TEST_F(StorageFailureLogTest, WrongRequestIsNotLogged) {
-    const Client client = greeted();
-    testing::internal::CaptureStderr();
-
-    EXPECT_EQ(codeOf(*client, ask::readTable("Unknown")), code::unknownTable);
-
-    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
 } // namespace

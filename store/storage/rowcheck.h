@@ -1,0 +1,28 @@
+#pragma once
+
+#include "store/storage/tablereader.h"
+#include "velta/protocol/resultcode.h"
+#include "velta/valuelist.h"
+
+#include <cstdint>
+#include <optional>
+
+// What depends on the row that is written to, for cells that checkCells() has taken.
+namespace store {
+
+// Whether each value is one of its column's kind: within its range, a time of day. A value that the row holds
+// already passes, so that what an older store took can be written over itself. Without a row id the row is a
+// new one.
+velta::protocol::EResultCode checkKinds(TableReader& reader, ConnectedTable& table,
+                                        std::optional<std::int64_t> rowId, const velta::ValueList& values);
+
+// Bytes of cells of a new row.
+std::int64_t sizeOfNew(const Table& table, const velta::ValueList& values);
+// Bytes of cells of a row that is there.
+velta::protocol::EResultCode sizeOf(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
+                                    std::int64_t& bytes);
+// How many bytes the row gains by the values. Numbers alone cost no reading.
+velta::protocol::EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
+                                      const velta::ValueList& values, std::int64_t& bytes);
+
+} // namespace store

@@ -1,0 +1,235 @@
+#include "store/storage/safekeeping.h"
+
+#include "store/log.h"
+#include "store/storage/databaseformat.h"
+
+#include <algorithm>
+#include <iterator>
+#include <new>
+
+namespace store {
+
+namespace code = velta::protocol::code;
+using Result = Safekeeping::Result;
+
+namespace {
+
+// Errors of COMMIT after which no frame of a commit can be in the log as a whole: nothing was written, or the
+// writing failed. After any other one the log may hold all of it.
+bool leavesNoCommit(int sqliteCode) {
+    switch (sqliteCode & 0xff) {
+    case SQLITE_BUSY:
+    case SQLITE_LOCKED:
+    case SQLITE_FULL:
+    case SQLITE_READONLY:
+        return true;
+    default:
+        return sqliteCode == SQLITE_IOERR_WRITE;
+    }
+}
+
+} // namespace
+
+Safekeeping::Safekeeping(const Schema& schema, DatabaseFile& file, Connections& connections,
+                         std::function<Clock::time_point()> now)
+    : schema_(schema), file_(file), connections_(connections), now_(std::move(now)) {}
+
+Result Safekeeping::beforeWriting() {
+    retry();
+    if (state_ == State::Sound && look())
+        return {};
+    if (state_ == State::Sound) // it was opened anew, and nothing was written yet
+        return {};
+    return {code::storageFailed, "commits are refused until the database could be opened anew: " + reason_};
+}
+
+Result Safekeeping::beforeCommit(const velta::NameList& touched) {
+    changed_.reserve(changed_.size() + touched.size());
+    pending_ = touched;
+    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
+    noteDatabaseGone(displaced == Displaced::Database);
+    if (displaced == Displaced::Database) // it would be kept where no start looks for it
+        return {code::storageFailed, "the database file was removed, moved or replaced: " + file_.path()};
+    if (displaced == Displaced::LogCut) { // what this commit writes would hide that
+        (void)rescue(displaced);
+        return {code::storageFailed, "the log of the database was cut by another hand: " + file_.logPath()};
+    }
+    return {};
+}
+
+Result Safekeeping::afterCommit() noexcept {
+    try {
+        return lookAfterCommit();
+    } catch (const std::bad_alloc&) {
+        pendingChanged();
+        return code::outcomeUnknown;
+    }
+}
+
+Result Safekeeping::lookAfterCommit() {
+    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
+    if (displaced != Displaced::Nothing)
+        noteDatabaseGone(displaced == Displaced::Database);
+    if (displaced == Displaced::Nothing || (displaced != Displaced::Database && rescue(displaced))) {
+        pending_.clear();
+        return {};
+    }
+    pendingChanged();
+    if (displaced == Displaced::Database)
+        return {code::outcomeUnknown, "the database file was removed, moved or replaced: " + file_.path()};
+    return {code::outcomeUnknown, "the log of the database was removed, replaced or cut: " + file_.logPath()};
+}
+
+Result Safekeeping::afterFailedCommit(int sqliteCode, const Result& failure) noexcept {
+    state_ = State::Distrusted; // until this is through
+    unknown_.swap(pending_);
+    try {
+        if (leavesNoCommit(sqliteCode) || neutralise()) {
+            state_ = State::Sound;
+            unknown_.clear();
+            return failure;
+        }
+        distrust("a commit failed, and nobody knows whether the disk holds it: " + failure.detail());
+        return {code::outcomeUnknown, failure.detail()};
+    } catch (const std::bad_alloc&) {
+        return state_ == State::Sound ? code::outOfMemory : code::outcomeUnknown;
+    }
+}
+
+// A commit that was written as a whole but not synced would be found at the next start. The frame of a small
+// commit takes the place of its first one, and those behind it then continue nothing.
+bool Safekeeping::neutralise() {
+    try {
+        rewriteHeader(connections_.writer());
+    } catch (const StorageError& error) {
+        report(std::string("a commit that failed can't be taken out of the log: ") + error.what());
+        return false;
+    }
+    (void)connections_.checkpoints().bringAll(); // the log can begin anew, and nothing is left of it
+    return true;
+}
+
+bool Safekeeping::look() {
+    if (state_ != State::Sound)
+        return false;
+    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
+    noteDatabaseGone(displaced == Displaced::Database);
+    if (displaced == Displaced::Nothing || displaced == Displaced::Database)
+        return true;
+    (void)rescue(displaced);
+    return false;
+}
+
+// Whether all that was committed is in the database afterwards.
+bool Safekeeping::rescue(Displaced displaced) {
+    report("the log of the database was removed, replaced or cut by another hand: " + file_.logPath());
+    const bool safe = displaced == Displaced::Log && bringToSafety();
+    if (!safe && state_ == State::Endangered)
+        return false;
+    if (!safe)
+        lose();
+    (void)openAnew();
+    return safe;
+}
+
+// The log that SQLite has open goes into the database, whatever lies in the log's place.
+bool Safekeeping::bringToSafety() {
+    try {
+        setLogAside(false); // at once: whatever ends this process, no start must find it
+    } catch (const StorageError& error) {
+        report(error.what());
+    }
+    connections_.snapshots().closeAll(); // a reading would hold the log back
+    const int result = connections_.checkpoints().bringAll();
+    if (result == SQLITE_OK)
+        return true;
+    if (result == SQLITE_IOERR_SHORT_READ || (result & 0xff) == SQLITE_CORRUPT)
+        return false; // it was cut, too
+    state_ = State::Endangered;
+    reason_ = "the log can't be brought into it: " + connections_.lastCommit().textOf(result);
+    nextTry_ = now_() + retryPace;
+    report(reason_);
+    return false;
+}
+
+void Safekeeping::setLogAside(bool ownToo) {
+    const std::string aside = file_.setLogAside(ownToo);
+    if (!aside.empty())
+        log::error("what lay in the place of the log is now " + aside);
+}
+
+// Of a log that was cut nothing is taken when the database holds some of it already: an older state of a page
+// could take the place of a younger one.
+void Safekeeping::lose() {
+    mixed_ = connections_.checkpoints().isPartlyMoved();
+    log::error("what the log of the database held since it was last brought into it is lost");
+    for (const Table& table : schema_.tables())
+        changed_.push_back(table.name);
+}
+
+bool Safekeeping::openAnew() {
+    nextTry_ = now_() + retryPace;
+    connections_.close();
+    try {
+        setLogAside(mixed_);
+        if (!connections_.open() && state_ == State::Distrusted)
+            throw StorageError("the log can't be brought into it");
+    } catch (const StorageError& error) {
+        connections_.close();
+        distrust(error.what());
+        return false;
+    } catch (const std::bad_alloc&) {
+        connections_.close();
+        state_ = State::Distrusted;
+        return false;
+    }
+    log::info("the database was opened anew: " + file_.name());
+    state_ = State::Sound;
+    mixed_ = false;
+    changed_.insert(changed_.end(), unknown_.begin(), unknown_.end());
+    unknown_.clear();
+    return true;
+}
+
+void Safekeeping::retry() {
+    failures_.flush(now_());
+    if (state_ == State::Sound || now_() < nextTry_)
+        return;
+    if (state_ == State::Endangered)
+        (void)rescue(Displaced::Log);
+    else
+        (void)openAnew();
+}
+
+void Safekeeping::distrust(const std::string& reason) {
+    state_ = State::Distrusted;
+    reason_ = reason;
+    report(reason);
+}
+
+void Safekeeping::noteDatabaseGone(bool gone) {
+    if (gone == databaseGone_)
+        return;
+    databaseGone_ = gone;
+    if (gone)
+        log::error("the database file was removed, moved or replaced, commits are refused: " + file_.path());
+    else
+        log::info("the database file is back: " + file_.path());
+}
+
+void Safekeeping::report(const std::string& failure) {
+    failures_.error(failure, failure, now_());
+}
+
+void Safekeeping::pendingChanged() noexcept {
+    std::move(pending_.begin(), pending_.end(), std::back_inserter(changed_)); // there is room for it
+    pending_.clear();
+}
+
+velta::NameList Safekeeping::takeChanged() {
+    std::sort(changed_.begin(), changed_.end());
+    changed_.erase(std::unique(changed_.begin(), changed_.end()), changed_.end());
+    return std::exchange(changed_, {});
+}
+
+} // namespace store
