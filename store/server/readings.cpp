@@ -66,7 +66,7 @@ void Readings::forget(ClientId client) {
 
 bool Readings::admit(Clock::time_point now) {
     bool any = false;
-    while (database_.canBeginReading()) {
+    while (database_.canBeginReading() && !database_.logIsLong()) {
         Reading* const reading = nextToAdmit();
         if (reading == nullptr)
             break;

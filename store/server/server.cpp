@@ -19,6 +19,7 @@ namespace code = velta::protocol::code;
 namespace {
 
 constexpr int acceptedATurn = 128; // as many as may wait
+constexpr ClientId nobody = 0;
 constexpr auto acceptPause = std::chrono::milliseconds(500);
 
 // Turns a connection away. Its socket is new, so the few bytes fit.
@@ -33,7 +34,7 @@ void refuse(const Descriptor& descriptor, const velta::protocol::EResultCode& re
 
 bool isOfStorage(const Database::Result& result) {
     return result.code() == code::storageFailed || result.code() == code::storageFull ||
-           result.code() == code::readOnly;
+           result.code() == code::readOnly || result.code() == code::outcomeUnknown;
 }
 
 } // namespace
@@ -44,6 +45,7 @@ Server::Server(EventDispatcher& dispatcher, Database& database, ListeningSocket&
       database_(database),
       socket_(socket),
       options_(options),
+      databaseWatch_(dispatcher, database),
       places_(options.places),
       queue_(options.transaction),
       readings_(database, options.readings),
@@ -237,6 +239,7 @@ void Server::logFailure(const Database::Result& result) {
 }
 
 void Server::settle() {
+    careForDatabase();
     const Clock::time_point now = Clock::now();
     resumeAccepting(now);
     closeSilent(now);
@@ -248,6 +251,14 @@ void Server::settle() {
     endWaiting(now);
     if (readings_.admit(now))
         moreToDo_ = true;
+}
+
+// After the answers: nobody waits for it.
+void Server::careForDatabase() {
+    database_.tidy();
+    databaseWatch_.followFiles();
+    if (const velta::NameList changed = database_.takeChanged(); !changed.empty())
+        tellCommitted(changed, nobody);
 }
 
 void Server::dropClosed(Clock::time_point now) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/server/clientlines.h"
+#include "store/server/databasewatch.h"
 #include "store/server/listeningsocket.h"
 #include "store/server/places.h"
 #include "store/server/readings.h"
@@ -69,6 +70,7 @@ private:
 
     // Acts on what a round and the time gone by left to do.
     void settle();
+    void careForDatabase();
     void dropClosed(Clock::time_point now);
     void expireTransaction(Clock::time_point now);
     void admitNext(Clock::time_point now);
@@ -84,6 +86,7 @@ private:
     Database& database_;
     ListeningSocket& socket_;
     const ServerOptions options_;
+    DatabaseWatch databaseWatch_;
     ClientLines lines_;
     Places places_;
     TransactionQueue queue_;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "unit/store/rawclient.h"
+#include "unit/server/rawclient.h"
 #include "velta/namelist.h"
 
 #include <cstdint>

@@ -3,7 +3,9 @@
 #include "store/storage/database.h"
 #include "velta/protocol/wire.h"
 
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 // A small schema for the tests, and rows as values.

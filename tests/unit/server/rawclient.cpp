@@ -1,4 +1,4 @@
-#include "unit/store/rawclient.h"
+#include "unit/server/rawclient.h"
 
 #include <array>
 #include <cerrno>

@@ -1,5 +1,5 @@
 // Clients that ask for much and read little.
-#include "unit/store/serverfixture.h"
+#include "unit/server/serverfixture.h"
 
 #include <gmock/gmock.h>
 

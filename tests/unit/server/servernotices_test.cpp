@@ -1,4 +1,4 @@
-#include "unit/store/serverfixture.h"
+#include "unit/server/serverfixture.h"
 
 #include <gmock/gmock.h>
 

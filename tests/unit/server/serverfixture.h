@@ -2,7 +2,7 @@
 
 #include "fakes/temporarydirectory.h"
 #include "store/server/server.h"
-#include "unit/store/rawclient.h"
+#include "unit/server/rawclient.h"
 
 #include <chrono>
 #include <functional>

@@ -1,5 +1,5 @@
 #include "store/server/server.h"
-#include "unit/store/serverfixture.h"
+#include "unit/server/serverfixture.h"
 
 #include <gmock/gmock.h>
 
