@@ -5,6 +5,7 @@ from house import House
 
 def pytest_addoption(parser):
     parser.addoption("--fire", type=int, default=1, metavar="N", help="the tests under fire run N times as long")
+    parser.addoption("--sweep", action="store_true", help="all steps of the sweeps, and not a sample of them")
 
 
 @pytest.fixture
