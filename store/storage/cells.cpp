@@ -43,7 +43,8 @@ bool isTimeOfDay(std::string_view text) {
     if (text.empty() || text == "24:00" || text == "24:00:00")
         return true;
     const std::size_t digits = text.find(':');
-    if (digits == 0 || digits > 2 || !std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits), isDigit))
+    if (digits == 0 || digits > 2 ||
+        !std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits), isDigit))
         return false;
     if (velta::wholeNumber(text.substr(0, digits)).value_or(lastHour + 1) > lastHour)
         return false;

@@ -41,8 +41,8 @@ public:
     void tidy(Clock::time_point now);
     // A reader that may have held the log back is gone: the next tidy() tries again.
     void readerEnded() { tryAgain_ = true; }
-    // Brings all of the log into the database, synced. SQLITE_OK, SQLITE_BUSY where a reader holds it back, or
-    // the error.
+    // Brings all of the log into the database, synced. SQLITE_OK, SQLITE_BUSY where a reader holds it back,
+    // or the error.
     [[nodiscard]] int bringAll();
     // bringAll(), and the log's file is empty then.
     [[nodiscard]] int empty();

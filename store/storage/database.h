@@ -24,12 +24,12 @@ struct DatabaseOptions {
 
 // The tables of a schema in an SQLite file, with one transaction at a time.
 //
-// The writes of the transaction go through one connection, the last commit is read through another, and a long
-// reading has a snapshot of its own.
+// The writes of the transaction go through one connection, the last commit is read through another, and a
+// long reading has a snapshot of its own.
 //
 // Besides requests it wants tidy() once the answer to a commit has gone out or a reading has ended, and
-// filesTouched() when somebody touched one of the watched files. Where any of its functions opens the database
-// anew, readings and an open transaction end with storageFailed, and all goes on with the next.
+// filesTouched() when somebody touched one of the watched files. Where any of its functions opens the
+// database anew, readings and an open transaction end with storageFailed, and all goes on with the next.
 class Database {
 public:
     using Result = velta::protocol::EResultCode;
@@ -52,8 +52,8 @@ public:
     bool canBeginReading() const { return connections_.snapshots().free(); }
     Result beginReading(const std::string& table, View view, std::unique_ptr<TableReading>& reading);
 
-    // Brings the log into the database where it has grown, and tries again what failed before. Quick where there
-    // is nothing to do.
+    // Brings the log into the database where it has grown, and tries again what failed before. Quick where
+    // there is nothing to do.
     void tidy();
     // Pages of the log that wait for that.
     std::uint64_t logPages() const { return connections_.checkpoints().pages(); }

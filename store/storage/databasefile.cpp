@@ -54,8 +54,7 @@ DatabaseFile::~DatabaseFile() {
 void DatabaseFile::openLocked() {
     checkOwner(path_, "database " + path_);
     const int noLink = isInForeignFolder(path_) ? O_NOFOLLOW : 0;
-    descriptor_ =
-        open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | noLink, 0600);
+    descriptor_ = open(path_.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | noLink, 0600);
     if (descriptor_ < 0)
         throw StorageError("database " + path_ + " can't be opened: " + std::strerror(errno));
     try {
@@ -116,9 +115,8 @@ Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
         return Displaced::Database;
     struct stat log {};
     struct stat index {};
-    const bool there =
-        stat(log_.path.c_str(), &log) == 0 && isSame(log, log_.device, log_.inode) &&
-        stat(index_.path.c_str(), &index) == 0 && isSame(index, index_.device, index_.inode);
+    const bool there = stat(log_.path.c_str(), &log) == 0 && isSame(log, log_.device, log_.inode) &&
+                       stat(index_.path.c_str(), &index) == 0 && isSame(index, index_.device, index_.inode);
     if (!there)
         return Displaced::Log;
     return log.st_size < logBytes ? Displaced::LogCut : Displaced::Nothing;
@@ -132,8 +130,8 @@ std::string DatabaseFile::setLogAside(bool ownToo) const {
     for (int i = 1; lstat(aside.c_str(), &status) == 0; ++i)
         aside = log_.path + ".aside" + std::to_string(i);
     if (rename(log_.path.c_str(), aside.c_str()) != 0)
-        throw StorageError("database " + path_ + ": " + log_.path + " can't be moved away: " +
-                           std::strerror(errno));
+        throw StorageError("database " + path_ + ": " + log_.path +
+                           " can't be moved away: " + std::strerror(errno));
     return aside;
 }
 

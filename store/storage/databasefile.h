@@ -45,8 +45,8 @@ public:
     // Whether a later start would find those files, with so many bytes in the log at least. It allocates no
     // memory.
     Displaced displaced(std::int64_t logBytes) const;
-    // Moves a log away that lies in the place of the one that SQLite had, or that very one too. Returns its new
-    // path, empty where there was none. Throws StorageError.
+    // Moves a log away that lies in the place of the one that SQLite had, or that very one too. Returns its
+    // new path, empty where there was none. Throws StorageError.
     std::string setLogAside(bool ownToo) const;
 
     // Once SQLite has opened everything, a file in memory needs no name any more: it is gone with the

@@ -87,8 +87,8 @@ public:
         continues_ = sum == stored_;
         return true;
     }
-    // Of the frame that next() read: whether it belongs to this log and not to one that it overwrites, whether
-    // it is as it was written behind the one in front of it, and whether a commit ends with it.
+    // Of the frame that next() read: whether it belongs to this log and not to one that it overwrites,
+    // whether it is as it was written behind the one in front of it, and whether a commit ends with it.
     bool isOfThisLog() const { return isOfThisLog_; }
     bool isSound() const { return isOfThisLog_ && continues_; }
     bool endsCommit() const { return fieldAt(frame_, 1) != 0; }

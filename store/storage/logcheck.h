@@ -8,8 +8,8 @@ namespace store {
 
 // What SQLite will not recover from a write-ahead log, though it was committed.
 struct LogLoss {
-    std::uint64_t kept = 0; // commits in front of the damage
-    std::uint64_t lost = 0; // commits behind it that were complete, at least
+    std::uint64_t kept = 0;    // commits in front of the damage
+    std::uint64_t lost = 0;    // commits behind it that were complete, at least
     std::int64_t position = 0; // of the damage, in bytes
 
     // For a log line.

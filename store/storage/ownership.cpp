@@ -45,8 +45,8 @@ void checkOwner(const struct stat& status, const std::string& name) {
         throw StorageError(name + " belongs to " + userText(status.st_uid) +
                            ", neither to root nor to this server's user");
     if (S_ISREG(status.st_mode) && (status.st_mode & writableByOthers) != 0)
-        throw StorageError(name + " of " + userText(status.st_uid) + " can be written by others, its mode is " +
-                           octal(status.st_mode));
+        throw StorageError(name + " of " + userText(status.st_uid) +
+                           " can be written by others, its mode is " + octal(status.st_mode));
 }
 
 void checkOwner(const std::string& path, const std::string& name) {

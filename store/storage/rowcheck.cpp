@@ -34,7 +34,8 @@ EResultCode rowHolds(TableReader& reader, ConnectedTable& table, std::int64_t ro
 }
 
 std::int64_t sizeOf(const Value& value) {
-    return cellOverhead + (value.type() == Value::Text ? static_cast<std::int64_t>(value.getText().size()) : 0);
+    return cellOverhead +
+           (value.type() == Value::Text ? static_cast<std::int64_t>(value.getText().size()) : 0);
 }
 
 std::int64_t textSize(const Table& table, const Statement::Run& run, std::size_t column) {
@@ -56,8 +57,8 @@ EResultCode checkKinds(TableReader& reader, ConnectedTable& table, std::optional
             if (EResultCode result = rowHolds(reader, table, *rowId, column, value, held); !result.ok())
                 return result;
         if (!held)
-            return {code::wrongKind, rowName(table.description, rowId, values) + ' ' + name + ": " +
-                                         complaintOf(kind, value)};
+            return {code::wrongKind,
+                    rowName(table.description, rowId, values) + ' ' + name + ": " + complaintOf(kind, value)};
     }
     return {};
 }
@@ -82,9 +83,8 @@ EResultCode sizeOf(TableReader& reader, ConnectedTable& table, std::int64_t rowI
 EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t rowId, const ValueList& values,
                      std::int64_t& bytes) {
     bytes = 0;
-    const bool anyText = std::any_of(values.begin(), values.end(), [](const auto& cell) {
-        return cell.second.type() == Value::Text;
-    });
+    const bool anyText = std::any_of(values.begin(), values.end(),
+                                     [](const auto& cell) { return cell.second.type() == Value::Text; });
     if (!anyText)
         return {};
     Statement::Run present(table.statements.byRowId());

@@ -12,8 +12,8 @@
 
 namespace store {
 
-// Sees to it that what was answered as committed is kept, whatever happens to the files and the disk, and that
-// what was refused is not.
+// Sees to it that what was answered as committed is kept, whatever happens to the files and the disk, and
+// that what was refused is not.
 class Safekeeping {
 public:
     using Result = velta::protocol::EResultCode;
@@ -71,7 +71,7 @@ private:
     std::string reason_; // why it is not sound
     Clock::time_point nextTry_;
     bool databaseGone_ = false;
-    bool mixed_ = false; // the log must not be read when the database is opened anew
+    bool mixed_ = false;      // the log must not be read when the database is opened anew
     velta::NameList pending_; // touched by the commit that is under way
     velta::NameList unknown_; // touched by one whose outcome is not known before the database is opened anew
     velta::NameList changed_;

@@ -164,7 +164,8 @@ Column checkedColumn(const DeclaredColumn& declared, const std::string& place) {
         return checkedId(declared, place);
     const std::optional<ColumnKind> kind = columnKindOf(declared.type);
     if (!kind)
-        refuse(place, "the type \"" + declared.type + "\" is none of SWITCH, INTEGER, COUNTER, TEXT and TIME, " +
+        refuse(place, "the type \"" + declared.type +
+                          "\" is none of SWITCH, INTEGER, COUNTER, TEXT and TIME, " +
                           "or its range is none: INTEGER(least, most)");
     if (declared.primaryKey)
         refuse(place, "only the column \"Id\" may be the primary key");

@@ -26,7 +26,8 @@ void TableSizes::count(Connection& connection, const Schema& schema) {
 
 std::string TableSizes::limitText() const {
     constexpr std::int64_t mebibyte = 1024 * 1024;
-    return limit_ % mebibyte == 0 ? std::to_string(limit_ / mebibyte) + " MiB" : std::to_string(limit_) + " bytes";
+    return limit_ % mebibyte == 0 ? std::to_string(limit_ / mebibyte) + " MiB"
+                                  : std::to_string(limit_) + " bytes";
 }
 
 bool TableSizes::mayGrow(std::size_t table, std::int64_t bytes) const {

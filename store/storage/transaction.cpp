@@ -18,8 +18,8 @@ constexpr std::int64_t singleRowId = 1;
 
 } // namespace
 
-Transaction::Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit,
-                         TableSizes& sizes, Safekeeping& safekeeping)
+Transaction::Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit, TableSizes& sizes,
+                         Safekeeping& safekeeping)
     : writer_(writer),
       reader_(schema, writer),
       lastCommit_(lastCommit),
@@ -164,7 +164,8 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
 Result Transaction::mayGrow(const ConnectedTable& table, std::int64_t bytes) const {
     if (sizes_.mayGrow(table.index, bytes))
         return {};
-    return {code::tooLarge, table.description.name + ": a table holds at most " + sizes_.limitText() + " of cells"};
+    return {code::tooLarge,
+            table.description.name + ": a table holds at most " + sizes_.limitText() + " of cells"};
 }
 
 Result Transaction::begin() {

@@ -34,9 +34,9 @@ public:
     Result insert(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
     Result remove(const std::string& table, const std::string& keyColumn, const std::string& key);
 
-    // The transaction is over, whatever the result. `changed` gets the tables in which a cell is not as before;
-    // when there is none nothing is written. The code outcomeUnknown says that nobody knows whether it is
-    // kept; after any other failure nothing of it is.
+    // The transaction is over, whatever the result. `changed` gets the tables in which a cell is not as
+    // before; when there is none nothing is written. The code outcomeUnknown says that nobody knows whether
+    // it is kept; after any other failure nothing of it is.
     Result commit(velta::NameList& changed);
     void rollBack() noexcept;
 

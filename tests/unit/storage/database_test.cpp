@@ -22,7 +22,8 @@ protected:
     ValueList rowWithKey(const std::string& column, const std::string& key,
                          Database::View view = Database::View::LastCommit) {
         store::Rows rows;
-        return database.reader(view).readKey("Plans", column, key, rows).ok() ? valuesOf(rows).at(0) : ValueList();
+        return database.reader(view).readKey("Plans", column, key, rows).ok() ? valuesOf(rows).at(0)
+                                                                              : ValueList();
     }
 
     Database database{schemaOf(testTables), ""};
@@ -222,13 +223,16 @@ TEST_F(DatabaseTest, RefusalsNameWhatWasWrong) {
          {code::wrongKind, "Plans.Status takes a switch, 0 or 1"}},
         {database.transaction().update("Plans", "Id", "1", cell("Id", integerValue(2))),
          {code::wrongKind, "Plans.Id can't be changed"}},
-        {database.transaction().update("Plans", "Id", "1", twice()), {code::badMessage, "Plans.Level is given twice"}},
-        {database.transaction().writeSingle("Plans", 0, cell("Level", integerValue(1))), {code::notSingleRow, "Plans"}},
+        {database.transaction().update("Plans", "Id", "1", twice()),
+         {code::badMessage, "Plans.Level is given twice"}},
+        {database.transaction().writeSingle("Plans", 0, cell("Level", integerValue(1))),
+         {code::notSingleRow, "Plans"}},
         {database.transaction().writeSingle("Globals", 1, cell("Enable", switchValue(1))),
          {code::noSuchRow, "Globals at 1"}},
         {database.transaction().insert("Globals", {}, id), {code::singleRow, "Globals takes no further row"}},
         {database.transaction().remove("Globals", "Enable", "1"), {code::singleRow, "Globals keeps its row"}},
-        {database.transaction().insert("Plans", cell("Id", integerValue(1)), id), {code::duplicateId, "Plans 1"}},
+        {database.transaction().insert("Plans", cell("Id", integerValue(1)), id),
+         {code::duplicateId, "Plans 1"}},
         {database.transaction().insert("Plans", cell("Id", integerValue(0)), id),
          {code::wrongKind, "Plans.Id takes an integer from 1"}},
         {database.transaction().remove("Plans", "Id", "9"), {code::noSuchRow, "Plans with Id \"9\""}},

@@ -25,7 +25,9 @@ TEST(DatabaseFile, ReopenedFindsWhatWasCommitted) {
         Database database(schemaOf(testTables), directory.path("db"));
         ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("kept"))).ok());
         (void)commit(database);
-        ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("never committed"))).ok());
+        ASSERT_TRUE(database.transaction()
+                        .writeSingle("Globals", 0, cell("Text", textValue("never committed")))
+                        .ok());
     }
 
     Database database(schemaOf(testTables), directory.path("db"));
@@ -66,7 +68,8 @@ TEST(DatabaseFile, InMemorySurvivesManyCheckpoints) {
     Database database(schemaOf(testTables), "");
     std::uint32_t id = 0;
     for (int i = 0; i < 3000; ++i) { // each some 4 kB, a checkpoint comes every 1000 pages
-        ASSERT_TRUE(database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
+        ASSERT_TRUE(
+            database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
         ASSERT_EQ(commit(database), velta::NameList{"Plans"});
     }
 

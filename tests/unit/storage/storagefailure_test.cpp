@@ -74,7 +74,9 @@ TEST(StorageFailure, FullDatabaseSaysSoAndKeepsTheLastCommit) {
 TEST(StorageFailure, FailedCommitEndsTheTransactionAndKeepsTheLastCommit) {
     const TemporaryDirectory directory;
     Database database(schemaOf(testTables), directory.path("db"));
-    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue(std::string(4000, 'x')))).ok());
+    ASSERT_TRUE(database.transaction()
+                    .writeSingle("Globals", 0, cell("Text", textValue(std::string(4000, 'x'))))
+                    .ok());
 
     velta::NameList changed;
     {
@@ -95,7 +97,8 @@ TEST(StorageFailure, ForeignWriterMakesAWriteBusy) {
     store::Connection foreign(directory.path("db"), SQLITE_OPEN_READWRITE);
     foreign.execute("BEGIN IMMEDIATE");
 
-    EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(), code::busy);
+    EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(),
+              code::busy);
 
     foreign.execute("ROLLBACK");
     EXPECT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
@@ -109,7 +112,8 @@ TEST(StorageFailure, TableDroppedByAForeignHandFailsItsOperationsOnly) {
 
     std::vector<velta::ValueList> values;
     EXPECT_EQ(readTable(database, "Other", Database::View::LastCommit, values).code(), code::storageFailed);
-    EXPECT_EQ(database.transaction().writeSingle("Other", 0, cell("Enable", switchValue(1))).code(), code::storageFailed);
+    EXPECT_EQ(database.transaction().writeSingle("Other", 0, cell("Enable", switchValue(1))).code(),
+              code::storageFailed);
     EXPECT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
 }

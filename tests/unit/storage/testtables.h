@@ -93,7 +93,8 @@ inline std::vector<velta::ValueList> tableOf(store::Database& database, const st
 inline std::vector<velta::ValueList> smallTableOf(store::Database& database, const std::string& table) {
     store::Rows rows;
     bool complete = false;
-    const auto result = database.readSmall(table, store::Database::View::LastCommit, 64 * 1024, rows, complete);
+    const auto result =
+        database.readSmall(table, store::Database::View::LastCommit, 64 * 1024, rows, complete);
     return result.ok() && complete ? valuesOf(rows) : std::vector<velta::ValueList>();
 }
 
