@@ -60,6 +60,16 @@ protected:
         EXPECT_EQ(answer.reply.sequence, sequence);
         return answer;
     }
+    // The next answer with the rows of all its pieces; the failure, if that is how it ends.
+    Answer whole(RawClient& client) {
+        Answer answer = next(client);
+        while (answer.reply.kind == velta::protocol::ReplyKind::Rows && !answer.reply.rows.last) {
+            Answer piece = next(client);
+            piece.rows.insert(piece.rows.begin(), answer.rows.begin(), answer.rows.end());
+            answer = std::move(piece);
+        }
+        return answer;
+    }
     int codeOf(RawClient& client, const velta::protocol::Request& request) {
         return call(client, request).reply.result.code();
     }
@@ -73,16 +83,38 @@ protected:
         EXPECT_TRUE(succeeds(client, ask::writeSingle(table, cell("Enable", switchValue(value)))));
         EXPECT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
     }
+    static constexpr std::size_t largeRows = 600;
     // The table "Plans" is then over 2 MiB, more than a socket takes: output is left with the server.
     void addLargeRows(RawClient& client) {
         ASSERT_TRUE(succeeds(client, ask::begin(0)));
-        for (int i = 0; i < 600; ++i)
+        insertLargeRows(client);
+        ASSERT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
+    }
+    void insertLargeRows(RawClient& client) {
+        for (std::size_t i = 0; i < largeRows; ++i)
             ASSERT_TRUE(
                 succeeds(client, ask::insert("Plans", cell("Name", textValue(std::string(4096, 'x'))))));
-        ASSERT_TRUE(succeeds(client, ask::plain(ask::RequestKind::Commit)));
+    }
+    // Its answer is begun, and the client takes none of it.
+    void askWithoutReading(RawClient& client) {
+        client.send(ask::readTable("Plans"));
+        serveAll();
     }
     int enabled(RawClient& client, const std::string& table) {
         return call(client, ask::readTable(table)).rows.at(0).getValue("Enable").getInteger();
+    }
+    void serveFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        while (std::chrono::steady_clock::now() < end)
+            server.handleEvents(1);
+    }
+    // Until the server waits for something to happen.
+    void serveAll() {
+        EXPECT_TRUE(await([this] {
+            const auto begin = std::chrono::steady_clock::now();
+            server.handleEvents(20);
+            return std::chrono::steady_clock::now() - begin >= std::chrono::milliseconds(15);
+        })) << "it is never at rest";
     }
     bool isClosed(RawClient& client) {
         return await([&client] {

@@ -12,7 +12,7 @@ namespace code = velta::protocol::code;
 
 store::ServerOptions fewClients() {
     store::ServerOptions options;
-    options.clients = 2;
+    options.places = {2, 0, 2};
     options.greeting = std::chrono::milliseconds(30);
     return options;
 }

@@ -82,7 +82,28 @@ TEST_F(TransactionTest, BeginThatWaitedLongEnoughIsBusy) {
 
     EXPECT_EQ(codeOf(*second, ask::begin(30)), code::busy);
     ASSERT_TRUE(succeeds(*first, commit));
-    EXPECT_TRUE(succeeds(*third, ask::begin(0)));
+    EXPECT_FALSE(hasAnswer(*second));
+}
+
+TEST_F(TransactionTest, WhoWasBusyHasItsPlaceWhenItAsksAgain) {
+    ASSERT_TRUE(succeeds(*first, ask::begin(0)));
+    EXPECT_EQ(codeOf(*second, ask::begin(30)), code::busy);
+    startBegin(*third, 60000);
+    ASSERT_TRUE(succeeds(*first, commit));
+
+    EXPECT_FALSE(hasAnswer(*third));
+    EXPECT_TRUE(succeeds(*second, ask::begin(0)));
+    ASSERT_TRUE(succeeds(*second, abort));
+    EXPECT_EQ(next(*third).reply.result.code(), code::success);
+}
+
+TEST_F(TransactionTest, WhoDoesNotAskAgainKeepsTheOthersForAMomentOnly) {
+    ASSERT_TRUE(succeeds(*first, ask::begin(0)));
+    EXPECT_EQ(codeOf(*second, ask::begin(30)), code::busy);
+    ASSERT_TRUE(succeeds(*first, commit));
+
+    EXPECT_EQ(codeOf(*third, ask::begin(0)), code::busy);
+    EXPECT_TRUE(succeeds(*third, ask::begin(60000)));
 }
 
 TEST_F(TransactionTest, OwnerThatDisconnectsIsRolledBack) {
@@ -126,7 +147,7 @@ protected:
 
     static store::ServerOptions options() {
         store::ServerOptions short_;
-        short_.transaction = std::chrono::milliseconds(30);
+        short_.transaction.held = std::chrono::milliseconds(30);
         short_.turn = std::chrono::milliseconds(200);
         return short_;
     }
@@ -150,8 +171,8 @@ protected:
 
     static store::ServerOptions options() {
         store::ServerOptions equal;
-        equal.transaction = std::chrono::milliseconds(50);
-        equal.turn = equal.transaction;
+        equal.turn = std::chrono::milliseconds(50);
+        equal.transaction.held = equal.turn;
         return equal;
     }
 };
