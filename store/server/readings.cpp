@@ -43,9 +43,9 @@ Answer Readings::goOn(ClientId client) {
     if (!reading.failure.ok())
         return reading.failure;
     Rows rows;
-    rows.columns = reading.rows->columns();
     if (Result result = reading.rows->next(rows, limits_.piece); !result.ok())
         return result;
+    rows.columns = reading.rows->columns();
     const std::uint32_t total = reading.rows->total();
     reading.given += rows.count;
     if (reading.given > total || (rows.count == 0 && reading.given < total))
