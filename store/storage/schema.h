@@ -46,12 +46,10 @@ private:
     std::vector<Table> tables_;
 };
 
+// All that a client may be told of the table's columns.
 std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 
 // The schema that is built in.
 const char* defaultSchema();
-
-// All that a client may be told of the table's columns.
-std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 
 } // namespace store
