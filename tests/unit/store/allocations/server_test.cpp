@@ -1,0 +1,230 @@
+// A server of which any allocation fails: it answers each request or closes that client, keeps what it
+// answered Done, and serves on.
+
+#include "fakes/temporarydirectory.h"
+#include "orv/sysloglevel.h"
+#include "store/server.h"
+#include "unit/store/allocations/failingmemory.h"
+#include "unit/store/rawclient.h"
+
+#include <chrono>
+#include <climits>
+#include <set>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using velta::protocol::Reply;
+using velta::protocol::ReplyKind;
+using velta::protocol::RequestKind;
+
+constexpr auto patience = std::chrono::seconds(5);
+constexpr std::size_t complaintsToShow = 10;
+
+// A store of its own, and a session of two clients on it.
+class Session {
+public:
+    Session() {
+        first_ = enter();
+        second_ = enter();
+    }
+
+    void run() {
+        ask(second_, ask::subscribe({"Globals", "Plans"}));
+        readAround();
+        changeAndCommit("one");
+        changeAndAbort();
+        takeTurns();
+        first_.reset();
+        serveFor(std::chrono::milliseconds(1));
+    }
+
+    // What happened against the rules; empty when nothing did.
+    std::string complaint() {
+        if (complaint_.empty())
+            checkThatItServesOn();
+        return complaint_;
+    }
+
+private:
+    using Client = std::unique_ptr<RawClient>;
+
+    Client enter() {
+        auto client = std::make_unique<RawClient>(path_);
+        ask(client, ask::hello());
+        return client;
+    }
+
+    void readAround() {
+        ask(first_, ask::plain(RequestKind::Tables));
+        ask(first_, ask::ofTable(RequestKind::Columns, "Plans"));
+        ask(first_, ask::readTable("Plans"));
+        ask(first_, ask::ofTable(RequestKind::ReadRow, "Globals"));
+        ask(first_, ask::readTable("Unknown"));
+    }
+
+    void changeAndCommit(const std::string& text) {
+        if (!isDone(ask(first_, ask::begin(0))))
+            return;
+        ask(first_, ask::insert("Plans", cell("Name", textValue(std::string(3000, 'x')))));
+        ask(first_, ask::readTable("Plans"));
+        commit(first_, text);
+        ask(first_, ask::readTable("Plans"));
+    }
+
+    void changeAndAbort() {
+        if (!isDone(ask(first_, ask::begin(0))))
+            return;
+        ask(first_, ask::writeSingle("Globals", cell("Text", textValue("aborted"))));
+        ask(first_, ask::plain(RequestKind::Abort));
+    }
+
+    // The second client waits until the first one has committed.
+    void takeTurns() {
+        if (!isDone(ask(first_, ask::begin(0))) || !second_)
+            return;
+        second_->send(ask::begin(5000));
+        commit(first_, "two");
+        if (isDone(answerTo(second_)))
+            commit(second_, "three");
+    }
+
+    void commit(Client& client, const std::string& text) {
+        const bool written = isDone(ask(client, ask::writeSingle("Globals", cell("Text", textValue(text)))));
+        const std::set<std::string> before = kept_;
+        if (written)
+            kept_.insert(text); // nobody knows until it is answered
+        const std::optional<Reply> answer = ask(client, ask::plain(RequestKind::Commit));
+        if (isDone(answer) && written)
+            kept_ = {text};
+        else if (answer && answer->kind == ReplyKind::Failed)
+            kept_ = before;
+    }
+
+    // Nothing once the client is closed.
+    std::optional<Reply> ask(Client& client, const velta::protocol::Request& request) {
+        if (!client || !complaint_.empty())
+            return std::nullopt;
+        client->send(request);
+        return answerTo(client);
+    }
+
+    std::optional<Reply> answerTo(Client& client) {
+        if (!client || !complaint_.empty())
+            return std::nullopt;
+        const auto end = std::chrono::steady_clock::now() + patience;
+        for (bool last = false; !last;) {
+            serve();
+            client->receive();
+            if (!complaint_.empty())
+                return std::nullopt;
+            if (!client->answers.empty()) {
+                Reply reply = client->answers.front().reply;
+                client->answers.pop_front();
+                last = reply.kind != ReplyKind::Rows || reply.rows.last;
+                if (last)
+                    return reply;
+            } else if (client->atEnd) {
+                client.reset();
+                last = true;
+            } else if (std::chrono::steady_clock::now() > end) {
+                complain("a request was not answered");
+                client.reset();
+                last = true;
+            }
+        }
+        return std::nullopt;
+    }
+
+    static bool isDone(const std::optional<Reply>& reply) { return reply && reply->kind == ReplyKind::Done; }
+
+    void serve() {
+        try {
+            const failingmemory::Armed armed;
+            server_.handleEvents(1);
+        } catch (const std::exception& error) {
+            complain(std::string("an exception left the server: ") + error.what());
+        }
+    }
+
+    void serveFor(std::chrono::milliseconds time) {
+        const auto end = std::chrono::steady_clock::now() + time;
+        while (std::chrono::steady_clock::now() < end)
+            serve();
+    }
+
+    void checkThatItServesOn() {
+        failingmemory::failAt(0, 0);
+        second_.reset();
+        Client client = enter();
+        const std::string found = textIn(client);
+        if (kept_.count(found) == 0)
+            complain("what was answered Done is not there, but " + found);
+        if (isDone(ask(client, ask::begin(5000))))
+            commit(client, "afterwards");
+        if (textIn(client) != "afterwards")
+            complain("it does not serve on");
+    }
+
+    std::string textIn(Client& client) {
+        if (!client)
+            return "no client is let in";
+        client->send(ask::readTable("Globals"));
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (client->answers.empty() && !client->atEnd && std::chrono::steady_clock::now() < end) {
+            serve();
+            client->receive();
+        }
+        if (client->answers.empty() || client->answers.front().rows.empty())
+            return "no row";
+        std::string text = client->answers.front().rows.front().getValue("Text").getText();
+        client->answers.pop_front();
+        return text;
+    }
+
+    void complain(const std::string& text) {
+        if (complaint_.empty())
+            complaint_ = text;
+    }
+
+    const TemporaryDirectory directory_;
+    const std::string path_ = directory_.path("socket");
+    velta::net::EventDispatcher dispatcher_;
+    store::Database database_{schemaOf(testTables), ""};
+    store::ListeningSocket listening_{path_, std::nullopt};
+    store::Server server_{dispatcher_, database_, listening_, {}};
+    Client first_;
+    Client second_;
+    std::set<std::string> kept_{"it's"}; // what the one text may be in the end
+    std::string complaint_;
+};
+
+// How many allocations at once fail: one alone, and a time without memory.
+class FailingAllocationTest : public testing::TestWithParam<int> {
+protected:
+    FailingAllocationTest() {
+        (void)ORV_Sysloglevel_registerModul("cfgserver");
+        ORV_Sysloglevel_changeTracelevel("cfgserver", 0); // each failure would be a line
+    }
+};
+
+TEST_P(FailingAllocationTest, CostsOneRequestOrOneClient) {
+    failingmemory::failAt(0, 0);
+    { Session().run(); }
+    const std::int64_t allocations = failingmemory::counted();
+    ASSERT_GT(allocations, 300);
+    std::size_t complaints = 0;
+    for (std::int64_t n = 1; n <= allocations && complaints < complaintsToShow; ++n) {
+        failingmemory::failAt(n, GetParam());
+        Session session;
+        session.run();
+        const std::string complaint = session.complaint();
+        complaints += complaint.empty() ? 0 : 1;
+        EXPECT_EQ(complaint, "") << "allocation " << n << " of " << allocations;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Lengths, FailingAllocationTest, testing::Values(1, 50));
+
+} // namespace
