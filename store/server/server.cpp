@@ -231,9 +231,9 @@ void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
     session.closeFor("did not greet with version", ' ' + std::to_string(velta::protocol::version));
 }
 
-// A failure of the storage is for the log too.
+// A failure of the storage is for the log too, where the storage has not said it by itself.
 void Server::logFailure(const Database::Result& result) {
-    if (isOfStorage(result))
+    if (isOfStorage(result) && !database_.isInTrouble())
         lines_.error("storage " + std::to_string(result.code()),
                      "the database can't be used as it should: " + result.strerror());
 }

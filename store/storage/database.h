@@ -65,6 +65,8 @@ public:
     // Files whose removal or replacement filesTouched() looks for. They are other files after each time that
     // the database was opened.
     std::vector<std::string> watchedFiles() const { return file_.watched(); }
+    // Whether commits are refused, or their outcome unknown, for a reason that stands in the log already.
+    bool isInTrouble() const { return safekeeping_.isInTrouble(); }
     void filesTouched() { (void)safekeeping_.look(); }
     std::uint64_t timesOpened() const { return connections_.timesOpened(); }
     // Tables that have changed without a commit that succeeded: what was unknown or in danger is known now.

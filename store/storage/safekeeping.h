@@ -39,6 +39,8 @@ public:
     // Looks whether the files are where they were, and brings to safety what they held. False where the
     // connections can't be used as they were.
     bool look();
+    // Whether commits are refused, or their outcome unknown, for a reason that stands in the log already.
+    bool isInTrouble() const { return databaseGone_ || state_ != State::Sound; }
     // Opens a database anew that waits for it, when it is time.
     void retry();
     // Tables that may have changed without a commit that was answered as such.

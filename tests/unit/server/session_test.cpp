@@ -20,7 +20,7 @@ protected:
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()), 0);
         other = std::make_unique<store::Descriptor>(ends[1]);
         session =
-            std::make_unique<store::Session>(dispatcher, store::Descriptor(ends[0]), 7, store::Peer{1, 2, 3});
+            std::make_unique<store::Session>(dispatcher, lines, store::Descriptor(ends[0]), 7, store::Peer{1, 2, 3});
     }
 
     void send(const std::vector<ask::Request>& requests) {
@@ -54,6 +54,7 @@ protected:
         reply(size);
     }
 
+    store::ClientLines lines;
     velta::net::EventDispatcher dispatcher;
     std::unique_ptr<store::Descriptor> other;
     std::unique_ptr<store::Session> session;

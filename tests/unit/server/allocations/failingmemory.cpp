@@ -1,4 +1,4 @@
-#include "unit/store/allocations/failingmemory.h"
+#include "unit/server/allocations/failingmemory.h"
 
 #include <cstdlib>
 #include <new>

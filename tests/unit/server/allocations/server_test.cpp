@@ -3,9 +3,9 @@
 
 #include "fakes/temporarydirectory.h"
 #include "orv/sysloglevel.h"
-#include "store/server.h"
-#include "unit/store/allocations/failingmemory.h"
-#include "unit/store/rawclient.h"
+#include "store/server/server.h"
+#include "unit/server/allocations/failingmemory.h"
+#include "unit/server/rawclient.h"
 
 #include <chrono>
 #include <climits>
