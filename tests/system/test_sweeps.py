@@ -38,6 +38,9 @@ FLIPS = 300
 GREETING = request(HELLO, 0, struct.pack(">I", MAGIC) + text("sweep") + struct.pack(">I", 1))
 
 # A program with the sanitizers reserves terabytes of addresses, so that it can't have a limit of them.
+SANITIZER = re.compile("ERROR: (Address|Leak)Sanitizer|runtime error: ")
+# What a sanitizer says that has no descriptor left to look at an object with, which it then takes for a wrong one.
+BLINDED = "<memory cannot be printed>"
 SANITIZED = b"__asan_init" in (BIN / "cfgserver").read_bytes()
 
 
@@ -212,7 +215,11 @@ class Sample:
             return f"ended by {signal.Signals(-status).name}: {lines}"
         if early:
             return f"ended with {status} while it served: {lines}"
-        if status != 0 and not any(re.search(r"cfgserver: \w+", line) for line in lines):
+        if any(SANITIZER.search(line) for line in lines) and BLINDED not in lines:
+            return f"{lines}"
+        if self.up and status != 0:
+            return f"ended with {status} when it was told to: {lines}"
+        if status != 0 and BLINDED not in lines and not any(re.search(r"cfgserver: \w+", line) for line in lines):
             return f"ended with {status} and no line: {lines}"
         return None
 

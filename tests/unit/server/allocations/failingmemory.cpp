@@ -74,6 +74,10 @@ void failAt(std::int64_t number, std::int64_t length) {
     failures = length;
 }
 
+std::int64_t failing() {
+    return first;
+}
+
 std::int64_t counted() {
     return count;
 }

@@ -18,6 +18,8 @@ public:
 // From here on the n-th armed allocation fails, counted from 1, and so do those behind it up to the length. 0
 // lets none fail.
 void failAt(std::int64_t number, std::int64_t length);
+// That number.
+std::int64_t failing();
 // Armed allocations since then.
 std::int64_t counted();
 
