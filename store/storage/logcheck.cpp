@@ -1,19 +1,22 @@
 #include "store/storage/logcheck.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
+#include <istream>
 #include <string_view>
 
 namespace store {
 
 namespace {
 
-// As https://www.sqlite.org/walformat.html has it.
+// The format is a part of SQLite's file format and does not change.
 constexpr std::size_t headerBytes = 32;
 constexpr std::size_t frameHeaderBytes = 24;
 constexpr std::uint32_t magic = 0x377f0682; // its last bit says that checksums are of big-endian words
 constexpr std::uint32_t leastPage = 512;
 constexpr std::uint32_t largestPage = 65536;
+constexpr std::uint32_t usualPage = 2048; // of a database of ours, where the header can't tell
 
 std::uint32_t wordAt(std::string_view bytes, std::size_t at, bool bigEndian) {
     std::uint32_t word = 0;
@@ -48,63 +51,74 @@ struct Salt {
     bool operator==(const Salt& other) const { return first == other.first && second == other.second; }
 };
 
+// What a log's header says.
+struct Layout {
+    std::uint32_t pageBytes = usualPage;
+    bool bigEndian = false;
+    Salt salt;
+    Checksum stored;
+    bool isSound = false;
+};
+
+Layout layoutFrom(std::string_view header) {
+    Layout layout;
+    const std::uint32_t pageBytes = fieldAt(header, 2);
+    const bool possible =
+        (fieldAt(header, 0) & ~1U) == magic && pageBytes >= leastPage && pageBytes <= largestPage;
+    if (!possible)
+        return layout;
+    layout.pageBytes = pageBytes;
+    layout.bigEndian = (fieldAt(header, 0) & 1U) != 0;
+    layout.salt = {fieldAt(header, 4), fieldAt(header, 5)};
+    layout.stored = {fieldAt(header, 6), fieldAt(header, 7)};
+    Checksum sum;
+    sum.add(header.substr(0, 24), layout.bigEndian);
+    layout.isSound = sum == layout.stored;
+    return layout;
+}
+
 // The frames of a log from the first to the last.
 class Frames {
 public:
-    explicit Frames(const std::string& path) : file_(path, std::ios::binary) {}
-
-    // False where there is no log, or one whose beginning is not to be understood.
-    bool begin() {
-        std::array<char, headerBytes> header{};
-        if (!file_.read(header.data(), header.size()))
-            return false;
-        const std::string_view bytes(header.data(), header.size());
-        const std::uint32_t pageBytes = fieldAt(bytes, 2);
-        if ((fieldAt(bytes, 0) & ~1U) != magic || pageBytes < leastPage || pageBytes > largestPage)
-            return false;
-        bigEndian_ = (fieldAt(bytes, 0) & 1U) != 0;
-        salt_ = {fieldAt(bytes, 4), fieldAt(bytes, 5)};
-        stored_ = {fieldAt(bytes, 6), fieldAt(bytes, 7)};
-        Checksum sum;
-        sum.add(bytes.substr(0, 24), bigEndian_);
-        headerIsSound_ = sum == stored_;
-        frame_.resize(frameHeaderBytes + pageBytes);
-        return true;
+    Frames(std::istream& file, const Layout& layout)
+        : file_(file),
+          frame_(frameHeaderBytes + layout.pageBytes, '\0'),
+          bigEndian_(layout.bigEndian),
+          salt_(layout.salt),
+          stored_(layout.stored) {
+        file_.clear();
+        file_.seekg(headerBytes);
     }
-    bool headerIsSound() const { return headerIsSound_; }
 
     bool next() {
         if (!file_.read(frame_.data(), static_cast<std::streamsize>(frame_.size())))
             return false;
-        position_ = count_ == 0 ? headerBytes : position_ + static_cast<std::int64_t>(frame_.size());
-        ++count_;
-        const std::string_view bytes(frame_);
+        position_ = end_;
+        end_ += static_cast<std::int64_t>(frame_.size());
         Checksum sum = stored_;
-        sum.add(bytes.substr(0, 8), bigEndian_);
-        sum.add(bytes.substr(frameHeaderBytes), bigEndian_);
-        stored_ = {fieldAt(bytes, 4), fieldAt(bytes, 5)};
-        isOfThisLog_ = fieldAt(bytes, 0) != 0 && Salt{fieldAt(bytes, 2), fieldAt(bytes, 3)} == salt_;
+        sum.add(std::string_view(frame_).substr(0, 8), bigEndian_);
+        sum.add(std::string_view(frame_).substr(frameHeaderBytes), bigEndian_);
+        stored_ = {fieldAt(frame_, 4), fieldAt(frame_, 5)};
         continues_ = sum == stored_;
         return true;
     }
-    // Of the frame that next() read: whether it belongs to this log and not to one that it overwrites,
-    // whether it is as it was written behind the one in front of it, and whether a commit ends with it.
-    bool isOfThisLog() const { return isOfThisLog_; }
-    bool isSound() const { return isOfThisLog_ && continues_; }
+    // Of the frame that next() read. Whether it belongs to this log, and not to one that it overwrites:
+    bool isOfThisLog() const { return fieldAt(frame_, 0) != 0 && salt() == salt_; }
+    // and whether it is as it was written behind the one in front of it.
+    bool isSound() const { return isOfThisLog() && continues_; }
     bool endsCommit() const { return fieldAt(frame_, 1) != 0; }
+    Salt salt() const { return {fieldAt(frame_, 2), fieldAt(frame_, 3)}; }
     std::int64_t position() const { return position_; }
 
 private:
-    std::ifstream file_;
+    std::istream& file_;
     std::string frame_;
-    bool bigEndian_ = false;
-    bool headerIsSound_ = false;
+    bool bigEndian_;
     Salt salt_;
     Checksum stored_; // of the frame that was read last
-    bool isOfThisLog_ = false;
     bool continues_ = false;
-    std::uint64_t count_ = 0;
     std::int64_t position_ = 0;
+    std::int64_t end_ = headerBytes;
 };
 
 // Complete commits behind a damaged frame, on which the frames stand. The transaction that was being written
@@ -122,6 +136,31 @@ std::uint64_t commitsBehind(Frames& frames) {
     return commits;
 }
 
+// Commits that frames of that layout hold, by the salt of the first one.
+std::uint64_t commitsOf(std::istream& file, Layout layout) {
+    Frames first(file, layout);
+    if (!first.next())
+        return 0;
+    layout.salt = first.salt();
+    std::uint64_t commits = 0;
+    for (Frames frames(file, layout); frames.next();)
+        commits += frames.isSound() && frames.endsCommit() ? 1U : 0U;
+    return commits;
+}
+
+// The same where the header is damaged, so that SQLite reads nothing: as many as any layout finds.
+std::uint64_t commitsWithoutHeader(std::istream& file, Layout layout) {
+    std::uint64_t most = 0;
+    for (const std::uint32_t pageBytes : {layout.pageBytes, usualPage}) {
+        for (const bool bigEndian : {false, true}) {
+            layout.pageBytes = pageBytes;
+            layout.bigEndian = bigEndian;
+            most = std::max(most, commitsOf(file, layout));
+        }
+    }
+    return most;
+}
+
 } // namespace
 
 std::string LogLoss::text() const {
@@ -131,25 +170,26 @@ std::string LogLoss::text() const {
 }
 
 std::optional<LogLoss> lossIn(const std::string& logPath) {
-    Frames frames(logPath);
-    if (!frames.begin())
+    std::ifstream file(logPath, std::ios::binary);
+    std::array<char, headerBytes> header{};
+    if (!file.read(header.data(), header.size()))
         return std::nullopt;
+    const Layout layout = layoutFrom({header.data(), header.size()});
     LogLoss loss;
-    if (!frames.headerIsSound()) {
-        while (frames.next())
-            loss.lost += frames.isSound() && frames.endsCommit() ? 1U : 0U;
+    if (!layout.isSound) {
+        loss.lost = commitsWithoutHeader(file, layout);
         return loss.lost > 0 ? std::optional<LogLoss>(loss) : std::nullopt;
     }
+    Frames frames(file, layout);
     while (frames.next()) {
-        if (frames.isSound()) {
-            loss.kept += frames.endsCommit() ? 1U : 0U;
-            continue;
+        if (!frames.isSound()) {
+            loss.position = frames.position();
+            loss.lost = commitsBehind(frames);
+            break;
         }
-        loss.position = frames.position();
-        loss.lost = commitsBehind(frames);
-        return loss.lost > 0 ? std::optional<LogLoss>(loss) : std::nullopt;
+        loss.kept += frames.endsCommit() ? 1U : 0U;
     }
-    return std::nullopt;
+    return loss.lost > 0 ? std::optional<LogLoss>(loss) : std::nullopt;
 }
 
 } // namespace store
