@@ -31,8 +31,9 @@ protected:
     void commitMany() {
         std::uint32_t id = 0;
         for (int i = 0; i < 25; ++i)
-            ASSERT_TRUE(
-                database->transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
+            ASSERT_TRUE(database->transaction()
+                            .insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id)
+                            .ok());
         EXPECT_EQ(commit(*database), velta::NameList{"Plans"});
     }
     void commitUntil(std::uint64_t pages) {
@@ -140,7 +141,9 @@ TEST_F(CheckpointsTest, LogThatASnapshotHoldsIsLongFrom4MiBAndTooLongFrom12) {
 TEST_F(CheckpointsTest, LogIsShortAgainAfterAVeryLargeTransaction) {
     std::uint32_t id = 0;
     for (int i = 0; i < 5000; ++i)
-        ASSERT_TRUE(database->transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
+        ASSERT_TRUE(database->transaction()
+                        .insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id)
+                        .ok());
     ASSERT_EQ(commit(*database), velta::NameList{"Plans"});
     ASSERT_GT(logBytes(), 16U * 1024 * 1024);
 
@@ -162,12 +165,14 @@ TEST_F(CheckpointsTest, FailureIsLoggedOnceAMinuteWithItsCount) {
     }
     const std::string first = testing::internal::GetCapturedStderr();
     EXPECT_EQ(std::count(first.begin(), first.end(), '\n'), 1) << first;
-    EXPECT_THAT(first, HasSubstr("error cfgserver: the log can't be brought into the database: disk I/O error"));
+    EXPECT_THAT(first,
+                HasSubstr("error cfgserver: the log can't be brought into the database: disk I/O error"));
 
     now += std::chrono::minutes(1);
     testing::internal::CaptureStderr();
     database->tidy();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("disk I/O error (the last of 4 such lines"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(),
+                HasSubstr("disk I/O error (the last of 4 such lines"));
 
     disk.failDatabaseSyncs(0);
     commitUntil(database->logPages() + 50);

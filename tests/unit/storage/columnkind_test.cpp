@@ -15,11 +15,13 @@ using velta::ValueList;
 namespace code = velta::protocol::code;
 
 TEST(TimeOfDay, IsEmptyOrHasTwoDigitsBehindEachColon) {
-    for (const char* text : {"", "8:30", "08:30", "0:00", "00:00", "23:59", "23:59:59", "8:30:00", "24:00", "24:00:00"})
+    for (const char* text :
+         {"", "8:30", "08:30", "0:00", "00:00", "23:59", "23:59:59", "8:30:00", "24:00", "24:00:00"})
         EXPECT_TRUE(store::isTimeOfDay(text)) << text;
-    for (const char* text : {"2230", "0330", "8", "8:", ":30", "8:3", "8:60", "24:01", "24:00:01", "25:00", "008:30",
-                             "8:30:", "8:30:0", "8:30:60", "8:30:00:00", " 8:30", "8:30 ", "-1:30", "+8:30", "8h30", "a:30",
-                             "8:30:00x", "24:00:0", "99:99", "8.30"})
+    for (const char* text :
+         {"2230",  "0330",   "8",     "8:",       ":30",     "8:3",        "8:60",  "24:01", "24:00:01",
+          "25:00", "008:30", "8:30:", "8:30:0",   "8:30:60", "8:30:00:00", " 8:30", "8:30 ", "-1:30",
+          "+8:30", "8h30",   "a:30",  "8:30:00x", "24:00:0", "99:99",      "8.30"})
         EXPECT_FALSE(store::isTimeOfDay(text)) << text;
 }
 
@@ -40,8 +42,9 @@ TEST(ColumnKind, IsReadFromTheDeclaredType) {
         EXPECT_EQ(kind ? kind->text() : "none", text) << declared;
     }
     for (const char* declared :
-         {"", "BLOB", "INTEGER()", "INTEGER(5)", "INTEGER(7, 0)", "INTEGER(0, 2147483648)", "COUNTER(-1, 5)", "TEXT(0, 7)",
-          "TIME(0, 7)", "SWITCH(0, 1)", "INTEGER(0, 7", "INTEGER(a, b)", "INTEGER(1, 2, 3)", "INTEGER(1.5, 2)"})
+         {"", "BLOB", "INTEGER()", "INTEGER(5)", "INTEGER(7, 0)", "INTEGER(0, 2147483648)", "COUNTER(-1, 5)",
+          "TEXT(0, 7)", "TIME(0, 7)", "SWITCH(0, 1)", "INTEGER(0, 7", "INTEGER(a, b)", "INTEGER(1, 2, 3)",
+          "INTEGER(1.5, 2)"})
         EXPECT_FALSE(store::columnKindOf(declared).has_value()) << declared;
 }
 
@@ -77,8 +80,9 @@ TEST_F(KindTest, RefusalNamesTheRowTheColumnAndWhatItTakes) {
               "value of the wrong kind: Slots.2 WeekDay: 9 is not an integer from 0 to 7");
     EXPECT_EQ(update("Runs", counterValue(0)),
               "value of the wrong kind: Slots.2 Runs: 0 is not a counter from 1 to 9");
-    EXPECT_EQ(database.transaction().writeSingle("Night", 0, cell("Begin", textValue("x\n\xc2\x85"))).strerror(),
-              "value of the wrong kind: Night Begin: \"x???\" is not a time of day, HH:MM or HH:MM:SS");
+    EXPECT_EQ(
+        database.transaction().writeSingle("Night", 0, cell("Begin", textValue("x\n\xc2\x85"))).strerror(),
+        "value of the wrong kind: Night Begin: \"x???\" is not a time of day, HH:MM or HH:MM:SS");
     database.transaction().rollBack();
 }
 

@@ -17,7 +17,8 @@ protected:
         {
             store::Database database(schemaOf(testTables), directory.path("db"));
             for (int i = 0; i < 10; ++i)
-                commitText(database, std::string(static_cast<std::size_t>(large ? 3000 : 1), static_cast<char>('a' + i)));
+                commitText(database, std::string(static_cast<std::size_t>(large ? 3000 : 1),
+                                                 static_cast<char>('a' + i)));
             log = contentOf(directory.path("db-wal"));
         }
         writeFile(path, log);
@@ -49,7 +50,8 @@ TEST_F(LogCheckTest, SoundLogHasLostNothing) {
 
 TEST_F(LogCheckTest, MissingEmptyOrForeignFileHasLostNothing) {
     EXPECT_FALSE(store::lossIn(directory.path("none")).has_value());
-    for (const std::string& content : {std::string(), std::string("no log"), std::string(100000, '\0'), std::string(100000, 'x')}) {
+    for (const std::string& content :
+         {std::string(), std::string("no log"), std::string(100000, '\0'), std::string(100000, 'x')}) {
         writeFile(path, content);
         EXPECT_FALSE(store::lossIn(path).has_value()) << content.size();
     }
@@ -95,7 +97,8 @@ TEST_P(DamagedHeaderTest, LosesAllCommits) {
 INSTANTIATE_TEST_SUITE_P(LogCheck, DamagedHeaderTest, testing::Values(1, 5, 10, 15, 17, 21, 25, 29));
 
 TEST_F(LogCheckTest, CutLogHasLostNothingThatCanBeTold) {
-    for (const std::size_t size : {std::size_t{10}, headerBytes, headerBytes + 100, headerBytes + 5 * frameBytes + 7}) {
+    for (const std::size_t size :
+         {std::size_t{10}, headerBytes, headerBytes + 100, headerBytes + 5 * frameBytes + 7}) {
         writeFile(path, log.substr(0, size));
         EXPECT_FALSE(store::lossIn(path).has_value()) << size;
     }
@@ -131,7 +134,8 @@ TEST(TornLog, IsNoLoss) {
     ASSERT_EQ(commit(database), velta::NameList{"Plans"});
     const std::size_t before = contentOf(directory.path("db-wal")).size();
     for (int i = 0; i < 10; ++i)
-        ASSERT_TRUE(database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
+        ASSERT_TRUE(
+            database.transaction().insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), id).ok());
     ASSERT_EQ(commit(database), velta::NameList{"Plans"});
     const std::string log = contentOf(directory.path("db-wal"));
     ASSERT_GT(log.size(), before + 10 * frameBytes);
@@ -151,7 +155,9 @@ TEST(LostLog, IsAnErrorLineAtTheStartAndAllElseGoesOn) {
     {
         store::Database database(schemaOf(testTables), directory.path("db"));
         for (int i = 0; i < 6; ++i) {
-            ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue(std::to_string(i)))).ok());
+            ASSERT_TRUE(database.transaction()
+                            .writeSingle("Globals", 0, cell("Text", textValue(std::to_string(i))))
+                            .ok());
             ASSERT_EQ(commit(database), velta::NameList{"Globals"});
         }
         std::string log = contentOf(directory.path("db-wal"));
@@ -166,7 +172,8 @@ TEST(LostLog, IsAnErrorLineAtTheStartAndAllElseGoesOn) {
     store::Database database(schemaOf(testTables), copy);
     const std::string lines = testing::internal::GetCapturedStderr();
 
-    EXPECT_THAT(lines, testing::HasSubstr("database " + copy + ": the log is damaged at byte 6248: 2 commits or more"));
+    EXPECT_THAT(lines, testing::HasSubstr("database " + copy +
+                                          ": the log is damaged at byte 6248: 2 commits or more"));
     EXPECT_EQ(smallTableOf(database, "Globals").at(0).getValue("Text"), textValue("2"));
     EXPECT_EQ(contentOf(copy + "-wal").size(), 0U);
 }

@@ -70,7 +70,8 @@ TEST_F(OwnershipTest, FileThatOthersMayWriteIsRefused) {
     for (const char* suffix : {"", "-wal", "-shm"}) {
         for (const unsigned mode : {0620U, 0602U, 0666U}) {
             fs::permissions(path + suffix, fs::perms(mode));
-            expectRefused(AllOf(HasSubstr(path + suffix), HasSubstr("can be written by others, its mode is 06")));
+            expectRefused(
+                AllOf(HasSubstr(path + suffix), HasSubstr("can be written by others, its mode is 06")));
         }
         fs::permissions(path + suffix, ownersAlone);
     }

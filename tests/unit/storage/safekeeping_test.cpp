@@ -26,7 +26,8 @@ protected:
 
     Database::Result commitText(const std::string& text) {
         changed = {"left over"};
-        if (Database::Result result = database->transaction().writeSingle("Globals", 0, cell("Text", textValue(text)));
+        if (Database::Result result =
+                database->transaction().writeSingle("Globals", 0, cell("Text", textValue(text)));
             !result.ok())
             return result;
         return database->transaction().commit(changed);
@@ -159,7 +160,8 @@ TEST_P(LogAccidentTest, BetweenCommitsIsNoticedAndBroughtToSafety) {
     const std::string lines = testing::internal::GetCapturedStderr();
 
     EXPECT_EQ(textAfterKill(), "before");
-    EXPECT_THAT(lines, HasSubstr("the log of the database was removed, replaced or cut by another hand: " + log));
+    EXPECT_THAT(lines,
+                HasSubstr("the log of the database was removed, replaced or cut by another hand: " + log));
     EXPECT_THAT(lines, HasSubstr("the database was opened anew: " + path));
     EXPECT_THAT(database->takeChanged(), IsEmpty());
 }
@@ -246,7 +248,9 @@ TEST_F(SafekeepingTest, LogThatIsCutInsideOfATransactionRefusesItsCommit) {
 TEST_F(SafekeepingTest, ReadingThatGoesOnEndsWithAnErrorWhenTheDatabaseIsOpenedAnew) {
     std::uint32_t id = 0;
     for (int i = 0; i < 100; ++i)
-        ASSERT_TRUE(database->transaction().insert("Plans", cell("Name", textValue(std::string(1000, 'x'))), id).ok());
+        ASSERT_TRUE(database->transaction()
+                        .insert("Plans", cell("Name", textValue(std::string(1000, 'x'))), id)
+                        .ok());
     ASSERT_EQ(commit(*database), velta::NameList{"Plans"});
     std::unique_ptr<store::TableReading> reading;
     store::Rows rows;

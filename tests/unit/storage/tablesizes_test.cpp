@@ -27,7 +27,8 @@ protected:
         return database->transaction().insert("Plans", cell("Name", name), id);
     }
     Database::Result rename(int id, const std::string& name) {
-        return database->transaction().update("Plans", "Id", std::to_string(id), cell("Name", textValue(name)));
+        return database->transaction().update("Plans", "Id", std::to_string(id),
+                                              cell("Name", textValue(name)));
     }
     void fill() {
         for (int i = 0; i < 10; ++i)
