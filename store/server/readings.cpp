@@ -118,11 +118,11 @@ void Readings::takeSnapshotBack(Reading& reading) {
     const std::size_t others = kept();
     const std::size_t room = limits_.kept > others ? limits_.kept - others : 0;
     const Result result = keepRest(*reading.rows, room);
+    if (!result.ok())
+        fail(reading.session->id(), result); // what was kept so far takes no room from the others
     if (result.code() == code::tooLarge)
         reading.session->closeFor(
             "is too slow to take its answer, and the rest is too large to be kept for it");
-    else if (!result.ok())
-        fail(reading.session->id(), result);
 }
 
 Result Readings::keepRest(TableReading& rows, std::size_t most) {

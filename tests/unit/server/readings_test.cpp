@@ -191,7 +191,7 @@ TEST_F(BriefTransactionTest, ReadingOfATransactionThatExpiresEndsInThatFailure) 
 // The time for a snapshot is short, so that whoever reads slowly loses it.
 class BriefSnapshotTest : public ReadingsTest {
 protected:
-    static constexpr milliseconds snapshot{100};
+    static constexpr milliseconds snapshot{200};
     explicit BriefSnapshotTest(std::size_t kept = 16U * 1024 * 1024) : ReadingsTest(options(kept)) {}
 
     static store::ServerOptions options(std::size_t kept) {
@@ -254,6 +254,24 @@ TEST_F(LittleRoomTest, WhoseRestHasNoRoomIsClosedAndNamed) {
     EXPECT_THAT(log,
                 HasSubstr("is too slow to take its answer, and the rest is too large to be kept for it"));
     EXPECT_EQ(whole(*first).rows.size(), largeRows);
+}
+
+TEST_F(LittleRoomTest, WhoIsClosedTakesNoRoomFromThoseWhoseTimeIsUpWithIt) {
+    const Client full = greeted();
+    askWithoutReading(*full); // takes most of the room
+    serveFor(2 * snapshot);
+    const Client large = greeted();
+    const Client small = greeted();
+    large->send(ask::readTable("Plans"));
+    small->send(ask::readTable("Plans"));
+    ASSERT_TRUE(await([&small] {
+        small->receive(65536);
+        return small->answers.size() >= 30; // of 38 pieces
+    }));
+    serveFor(2 * snapshot);
+
+    EXPECT_TRUE(large->isHungUp());
+    EXPECT_EQ(whole(*small).rows.size(), largeRows);
 }
 
 TEST_F(LittleRoomTest, RoomIsFreeAgainWhenARestIsRead) {
