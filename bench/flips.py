@@ -1,12 +1,11 @@
 """Plans that all flip in one pass, until the store and horad are at rest."""
 
-import os
 import time
 
 import wire
 from house import SOCKET, House
 from household import always, copied_database, dump, load, plan_tables, start_loading
-from processes import wait_quiet
+from processes import on_cores, wait_quiet
 from table import Row, compare, judge, summary
 from workshop import sample
 
@@ -16,13 +15,9 @@ LINEAR = 1.25  # the time of a plan at the largest size over that at the smalles
 
 
 def measure(workshop):
-    cores = os.sched_getaffinity(0)
     # A round trip between two cores that sleep costs several times as much, and the programs may part at any moment.
-    os.sched_setaffinity(0, {max(cores)})
-    try:
+    with on_cores(1):
         return of_kind(workshop, "file") + of_kind(workshop, "memory")
-    finally:
-        os.sched_setaffinity(0, cores)
 
 
 def of_kind(workshop, kind):

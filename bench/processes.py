@@ -15,6 +15,19 @@ def cpu(pid):
     return int(Path(f"/proc/{pid}/schedstat").read_text().split()[0])
 
 
+@contextlib.contextmanager
+def on_cores(number):
+    """All that is started inside shares so many cores. Gives False where the machine has fewer, and leaves it as it is."""
+    before = os.sched_getaffinity(0)
+    available = len(before) >= number
+    if available:
+        os.sched_setaffinity(0, sorted(before)[-number:])
+    try:
+        yield available
+    finally:
+        os.sched_setaffinity(0, before)
+
+
 def wait_quiet(pids, gap=0.4):
     """Waits until none of the processes uses a CPU for the seconds of the gap; the moment from which on none did."""
     last, since = None, time.monotonic()

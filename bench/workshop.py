@@ -39,10 +39,10 @@ class Workshop:
         command = ["findmnt", "-n", "-o", "FSTYPE,SOURCE", "-T", str(self.disk)]
         return " on ".join(subprocess.run(command, capture_output=True, text=True, check=True).stdout.split())
 
-    def start(self, *command, executable=None):
+    def start(self, *command, executable=None, env=None):
         """A program outside of any house, in the folder on the disk: sockets there have short names."""
         process = subprocess.Popen(command, executable=executable, cwd=self.disk, stdin=subprocess.DEVNULL,
-                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, env={**os.environ, **(env or {})})
         self._programs.append(process)
         process.lines = Lines(process.stderr)
         return process
@@ -54,8 +54,8 @@ class Workshop:
             process.wait(30)
         self._programs.clear()
 
-    def cfgserver(self, *arguments):
-        server = self.start(BIN / "cfgserver", *arguments)
+    def cfgserver(self, *arguments, **environment):
+        server = self.start(BIN / "cfgserver", *arguments, **environment)
         server.lines.wait(r"cfgserver: serves")
         return server
 
