@@ -12,7 +12,8 @@ from pathlib import Path
 from table import text_of
 from workshop import BUILD, Workshop
 
-GROUPS = ["evaluation", "frames", "reboot", "reading", "commit", "notice", "flips", "memory", "idle", "startstop"]
+GROUPS = ["evaluation", "frames", "reboot", "reading", "commit", "notice", "flips", "memory", "idle", "startstop",
+          "crowd"]
 
 
 def arguments():

@@ -65,12 +65,13 @@ def start_redis(workshop, *options, **environment):
     return server
 
 
-def start_ovsdb(workshop, columns=None, **environment):
-    """With one table, TimePlans, of the columns that are given with their types."""
+def start_ovsdb(workshop, tables={"TimePlans": {"Status": "integer"}}, **environment):
+    """With tables of columns of the types that are given."""
     here = workshop.disk
     if not (here / "ovsdb.db").exists():
-        described = {name: {"type": kind} for name, kind in (columns or {"Status": "integer"}).items()}
-        schema = {"name": "Bench", "version": "1.0.0", "tables": {"TimePlans": {"columns": described, "isRoot": True}}}
+        described = {table: {"columns": {name: {"type": kind} for name, kind in columns.items()}, "isRoot": True}
+                     for table, columns in tables.items()}
+        schema = {"name": "Bench", "version": "1.0.0", "tables": described}
         (here / "ovsdb.schema").write_text(json.dumps(schema))
         subprocess.run(["ovsdb-tool", "create", "ovsdb.db", "ovsdb.schema"], cwd=here, check=True)
     (here / "ovsdb.socket").unlink(missing_ok=True)

@@ -17,7 +17,7 @@ def cpu(pid):
 
 @contextlib.contextmanager
 def on_cores(number):
-    """All that is started inside shares so many cores. Gives False where the machine has fewer, and leaves it as it is."""
+    """All that is started in it shares so many cores. Gives False where the machine has fewer; then nothing changes."""
     before = os.sched_getaffinity(0)
     available = len(before) >= number
     if available:

@@ -41,6 +41,8 @@ def judge(row, goal, met):
 def number(value):
     if value is None or isinstance(value, float) and math.isnan(value):
         return ""
+    if math.isinf(value):
+        return "never"
     if value == int(value) and abs(value) < 1e9:
         return f"{int(value):,}"
     return f"{value:,.{max(0, 2 - int(math.log10(max(abs(value), 0.01))))}f}"
