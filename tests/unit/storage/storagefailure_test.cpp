@@ -118,4 +118,72 @@ TEST(StorageFailure, TableDroppedByAForeignHandFailsItsOperationsOnly) {
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
 }
 
+// The connections know the schema anew when they come to the table.
+TEST(StorageFailure, TableThatIsKnownToBeDroppedFailsItsOperationsOnly) {
+    const TemporaryDirectory directory;
+    Database database(schemaOf(testTables), directory.path("db"));
+    store::Connection foreign(directory.path("db"), SQLITE_OPEN_READWRITE);
+    foreign.execute("DROP TABLE Other");
+    ASSERT_EQ(smallTableOf(database, "Globals").size(), 1U);
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
+
+    store::Rows rows;
+    std::vector<velta::ValueList> values;
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_EQ(database.reader(Database::View::LastCommit).readRow("Other", 0, rows).strerror(),
+                  "storage failed: no such table: Other");
+        EXPECT_EQ(readTable(database, "Other", Database::View::LastCommit, values).code(), code::storageFailed);
+        EXPECT_EQ(database.transaction().writeSingle("Other", 0, cell("Enable", switchValue(1))).code(),
+                  code::storageFailed);
+    }
+    EXPECT_EQ(commit(database), velta::NameList{"Globals"});
+}
+
+TEST(StorageFailure, SchemaThatIsDamagedWhileItServesFailsRequestsOnly) {
+    const TemporaryDirectory directory;
+    Database database(schemaOf(testTables), directory.path("db"));
+    {
+        sqlite3* foreign = nullptr;
+        ASSERT_EQ(sqlite3_open(directory.path("db").c_str(), &foreign), SQLITE_OK);
+        EXPECT_EQ(sqlite3_exec(foreign,
+                               "PRAGMA writable_schema = ON;"
+                               "UPDATE sqlite_schema SET sql = replace(sql, 'DEFAULT', 'DEFAQLT');"
+                               "PRAGMA schema_version = 4711",
+                               nullptr, nullptr, nullptr),
+                  SQLITE_OK);
+        sqlite3_close(foreign);
+    }
+
+    store::Rows rows;
+    std::vector<velta::ValueList> values;
+    for (int i = 0; i < 2; ++i) {
+        const Database::Result result = database.reader(Database::View::LastCommit).readRow("Plans", 0, rows);
+        EXPECT_THAT(result.strerror(), testing::HasSubstr("storage failed: malformed database schema"));
+        EXPECT_EQ(readTable(database, "Plans", Database::View::LastCommit, values).code(), code::storageFailed);
+        EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(),
+                  code::storageFailed);
+        std::uint32_t id = 0;
+        EXPECT_EQ(database.transaction().insert("Plans", {}, id).code(), code::storageFailed);
+        EXPECT_EQ(commit(database), velta::NameList{});
+    }
+}
+
+TEST(StorageFailure, ReadingThatFindsNoFurtherDescriptorFailsAlone) {
+    const TemporaryDirectory directory;
+    Database database(schemaOf(testTables), directory.path("db"));
+    rlimit before{};
+    getrlimit(RLIMIT_NOFILE, &before);
+    const rlimit none{3, before.rlim_max};
+    setrlimit(RLIMIT_NOFILE, &none);
+
+    std::vector<velta::ValueList> values;
+    const Database::Result result = readTable(database, "Globals", Database::View::LastCommit, values);
+    const bool small = smallTableOf(database, "Globals").size() == 1;
+    setrlimit(RLIMIT_NOFILE, &before);
+
+    EXPECT_EQ(result.code(), code::storageFailed);
+    EXPECT_TRUE(small);
+    EXPECT_TRUE(readTable(database, "Globals", Database::View::LastCommit, values).ok());
+}
+
 } // namespace
