@@ -1,5 +1,7 @@
 #include "cfg/configclient.h"
 
+#include "cfg/requests.h"
+
 #include <utility>
 
 namespace orv::cfg {
@@ -12,31 +14,12 @@ using velta::protocol::RequestKind;
 using velta::protocol::RowsPiece;
 namespace code = velta::protocol::code;
 
-namespace {
-
-Request requestFor(RequestKind kind, const std::string& table = {}) {
-    Request request;
-    request.kind = kind;
-    request.table = table;
-    return request;
-}
-
-Request requestByKey(RequestKind kind, const std::string& table, const std::string& keyColumn,
-                     const std::string& key) {
-    Request request = requestFor(kind, table);
-    request.keyColumn = keyColumn;
-    request.key = key;
-    return request;
-}
-
-} // namespace
-
 ConfigClient::ConfigClient(Connection& connection, unsigned transactionWait, BeforeTransaction before)
     : connection_(connection), transactionWait_(transactionWait), before_(std::move(before)) {}
 
 EResultCode ConfigClient::size(const std::string& table, unsigned& rows) {
     snapshots_.erase(table);
-    Request request = requestFor(RequestKind::ReadTable, table);
+    Request request = requests::of(RequestKind::ReadTable, table);
     Snapshot snapshot;
     const EResultCode result = readSnapshot(request, snapshot);
     if (!result.ok())
@@ -50,7 +33,7 @@ EResultCode ConfigClient::selectRow(const std::string& table, unsigned row, velt
                                     const velta::NameList& columns) {
     const auto found = snapshots_.find(table);
     if (found == snapshots_.end()) {
-        Request request = requestFor(RequestKind::ReadRow, table);
+        Request request = requests::of(RequestKind::ReadRow, table);
         request.number = row;
         return counted(readOneRow(std::move(request), columns, values));
     }
@@ -63,41 +46,34 @@ EResultCode ConfigClient::selectRow(const std::string& table, unsigned row, velt
 
 EResultCode ConfigClient::selectRowByKey(const std::string& table, const std::string& keyColumn,
                                          const std::string& key, velta::ValueList& values) {
-    return counted(readOneRow(requestByKey(RequestKind::ReadKey, table, keyColumn, key), {}, values));
+    return counted(readOneRow(requests::byKey(RequestKind::ReadKey, table, keyColumn, key), {}, values));
 }
 
 EResultCode ConfigClient::writeSingleRow(const std::string& table, unsigned row,
                                          const velta::ValueList& values) {
-    Request request = requestFor(RequestKind::WriteSingle, table);
-    request.number = row;
-    request.values = values;
-    return write(std::move(request));
+    return write(requests::writeSingle(table, row, values));
 }
 
 EResultCode ConfigClient::updateRow(const std::string& table, const std::string& keyColumn,
                                     const std::string& key, const velta::ValueList& values) {
-    Request request = requestByKey(RequestKind::Update, table, keyColumn, key);
-    request.values = values;
-    return write(std::move(request));
+    return write(requests::update(table, keyColumn, key, values));
 }
 
 EResultCode ConfigClient::insertRow(const std::string& table, const velta::ValueList& values,
                                     std::uint32_t& id) {
-    Request request = requestFor(RequestKind::Insert, table);
-    request.values = values;
-    return write(std::move(request), &id);
+    return write(requests::insert(table, values), &id);
 }
 
 EResultCode ConfigClient::removeRow(const std::string& table, const std::string& keyColumn,
                                     const std::string& key) {
-    return write(requestByKey(RequestKind::Remove, table, keyColumn, key));
+    return write(requests::remove(table, keyColumn, key));
 }
 
 EResultCode ConfigClient::startTransaction() {
     const EResultCode ready = before_ ? before_() : EResultCode();
     if (!ready.ok())
         return counted(ready);
-    Request request = requestFor(RequestKind::Begin);
+    Request request = requests::of(RequestKind::Begin);
     request.number = transactionWait_;
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
@@ -117,7 +93,7 @@ EResultCode ConfigClient::abortTransaction() {
 
 // Whatever the answer is, the store holds no transaction of this client afterwards.
 EResultCode ConfigClient::endTransaction(RequestKind how) {
-    Request request = requestFor(how);
+    Request request = requests::of(how);
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
     transactionOpen_ = false;
@@ -125,7 +101,7 @@ EResultCode ConfigClient::endTransaction(RequestKind how) {
 }
 
 EResultCode ConfigClient::tables(std::vector<velta::protocol::TableInfo>& tables) {
-    Request request = requestFor(RequestKind::Tables);
+    Request request = requests::of(RequestKind::Tables);
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply, ReplyKind::Tables);
     tables = std::move(reply.tables);
@@ -134,11 +110,31 @@ EResultCode ConfigClient::tables(std::vector<velta::protocol::TableInfo>& tables
 
 EResultCode ConfigClient::columns(const std::string& table,
                                   std::vector<velta::protocol::ColumnInfo>& columns) {
-    Request request = requestFor(RequestKind::Columns, table);
+    Request request = requests::of(RequestKind::Columns, table);
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply, ReplyKind::Columns);
     columns = std::move(reply.columns);
     return counted(result);
+}
+
+EResultCode ConfigClient::describe(const std::string& table,
+                                   std::vector<velta::protocol::ColumnDescription>& columns) {
+    Request request = requests::of(RequestKind::Describe, table);
+    Reply reply;
+    const EResultCode result = connection_.exchange(request, reply, ReplyKind::Description);
+    columns = std::move(reply.descriptions);
+    return counted(result);
+}
+
+EResultCode ConfigClient::readTable(const std::string& table, Snapshot& rows) {
+    Request request = requests::of(RequestKind::ReadTable, table);
+    rows = Snapshot();
+    return counted(readSnapshot(request, rows));
+}
+
+Pipeline ConfigClient::writesAhead() {
+    dropSnapshots();
+    return Pipeline(connection_);
 }
 
 void ConfigClient::connectionLost() {

@@ -2,6 +2,7 @@
 
 #include "cfg/connection.h"
 #include "cfg/iconfigclient.h"
+#include "cfg/pipeline.h"
 #include "cfg/snapshot.h"
 #include "velta/protocol/message.h"
 
@@ -42,6 +43,12 @@ public:
     // What only a tool needs.
     EResultCode tables(std::vector<velta::protocol::TableInfo>& tables);
     EResultCode columns(const std::string& table, std::vector<velta::protocol::ColumnInfo>& columns);
+    // The same in full. A store that does not know the request closes the connection.
+    EResultCode describe(const std::string& table, std::vector<velta::protocol::ColumnDescription>& columns);
+    // All rows, for the caller to keep: they stay what they are, whatever is written.
+    EResultCode readTable(const std::string& table, Snapshot& rows);
+    // For many writes of the open transaction; see there.
+    Pipeline writesAhead();
     // A row without an "Id" gets the next free one; `id` says which it has.
     EResultCode insertRow(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
     EResultCode removeRow(const std::string& table, const std::string& keyColumn, const std::string& key);

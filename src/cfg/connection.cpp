@@ -1,17 +1,16 @@
 #include "cfg/connection.h"
 
+#include "cfg/connecting.h"
 #include "orv/sysloglevel.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <cstring>
 #include <utility>
 
 #include <poll.h>
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 namespace orv::cfg {
@@ -24,14 +23,6 @@ using velta::protocol::Request;
 using velta::protocol::RequestKind;
 namespace code = velta::protocol::code;
 
-namespace {
-
-std::string systemText(const std::string& what) {
-    return what + ": " + std::strerror(errno);
-}
-
-} // namespace
-
 Connection::Connection(std::string socketPath, std::string clientName, unsigned answerTimeout)
     : socketPath_(std::move(socketPath)),
       clientName_(std::move(clientName)),
@@ -42,8 +33,8 @@ Connection::~Connection() {
     close();
 }
 
-EResultCode Connection::open() {
-    EResultCode result = connectSocket();
+EResultCode Connection::open(std::chrono::milliseconds patience) {
+    EResultCode result = connectTo(socketPath_, patience, socket_);
     if (result.ok())
         result = checkPeer();
     if (result.ok())
@@ -64,23 +55,6 @@ void Connection::shut(const EResultCode& why) {
     greeted_ = false;
     (void)std::exchange(frames_, FrameReader()); // an assignment would keep the old one's memory
     (void)notices_.take();
-}
-
-EResultCode Connection::connectSocket() {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (socketPath_.empty()) // would be a name of no file
-        return EResultCode(code::notConnected, "the path of the socket is empty");
-    if (socketPath_.size() >= sizeof address.sun_path)
-        return EResultCode(code::notConnected, socketPath_ + ": path is too long for a socket");
-    std::copy(socketPath_.begin(), socketPath_.end(), address.sun_path);
-    socket_ = socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
-    if (socket_ < 0)
-        return EResultCode(code::notConnected, systemText("socket"));
-    // A full backlog answers EAGAIN: a refusal like any other, the caller tries again later.
-    if (connect(socket_, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        return EResultCode(code::notConnected, systemText(socketPath_));
-    return {};
 }
 
 EResultCode Connection::checkPeer() {
@@ -106,7 +80,7 @@ EResultCode Connection::greet() {
 }
 
 EResultCode Connection::exchange(Request& request, Reply& reply, ReplyKind expected) {
-    const Clock::time_point deadline = Clock::now() + answerTimeout_;
+    const Clock::time_point deadline = answerDeadline();
     EResultCode result = send(request, deadline);
     if (result.ok())
         result = awaitReply(request, expected, deadline, reply);
@@ -115,7 +89,7 @@ EResultCode Connection::exchange(Request& request, Reply& reply, ReplyKind expec
 }
 
 EResultCode Connection::exchangeRows(Request& request, const PieceHandler& onPiece) {
-    const Clock::time_point deadline = Clock::now() + answerTimeout_;
+    const Clock::time_point deadline = answerDeadline();
     EResultCode result = send(request, deadline);
     for (bool last = false; result.ok() && !last;) {
         Reply reply;
@@ -135,14 +109,25 @@ void Connection::tellLeftover() const {
         onLeftover_();
 }
 
-EResultCode Connection::send(Request& request, Clock::time_point deadline) {
+// Appends the request with a sequence number of its own, or nothing where it is too large.
+EResultCode Connection::encode(Request& request, std::string& bytes) {
     if (!isOpen())
         return code::notConnected;
+    const std::size_t begin = bytes.size();
     request.sequence = ++sequence_;
-    std::string bytes;
     velta::protocol::encode(request, bytes);
-    if (bytes.size() > velta::protocol::frameHeader + velta::protocol::frameLimit)
-        return EResultCode(code::tooLarge, std::to_string(bytes.size()) + " bytes in one message");
+    const std::size_t size = bytes.size() - begin;
+    if (size <= velta::protocol::frameHeader + velta::protocol::frameLimit)
+        return {};
+    bytes.resize(begin);
+    return EResultCode(code::tooLarge, std::to_string(size) + " bytes in one message");
+}
+
+EResultCode Connection::send(Request& request, Clock::time_point deadline) {
+    std::string bytes;
+    const EResultCode encoded = encode(request, bytes);
+    if (!encoded.ok())
+        return encoded;
     std::size_t sent = 0;
     while (sent < bytes.size()) {
         const ssize_t count = ::send(socket_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL);
@@ -166,11 +151,14 @@ EResultCode Connection::send(Request& request, Clock::time_point deadline) {
 EResultCode Connection::awaitReply(const Request& request, ReplyKind expected, Clock::time_point deadline,
                                    Reply& reply) {
     const EResultCode result = awaitAnyReply(deadline, reply);
-    if (!result.ok())
-        return result;
+    return result.ok() ? check(reply, request.sequence, expected) : result;
+}
+
+// What an answer to the request with that sequence number comes to.
+EResultCode Connection::check(const Reply& reply, std::uint32_t sequence, ReplyKind expected) {
     if (reply.kind == ReplyKind::Failed && reply.sequence == 0)
         return giveUp(reply.result); // it says why it turns this client away, and closes
-    if (reply.sequence != request.sequence)
+    if (reply.sequence != sequence)
         return broken("an answer to something that was not asked");
     if (reply.kind == ReplyKind::Failed)
         return reply.result;

@@ -36,8 +36,10 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // Connects and greets. The connection must be closed.
-    EResultCode open();
+    // Connects and greets. The connection must be closed. Where the store's queue of those who want to
+    // connect is full, it waits up to `patience` for a place; tooManyClients says that there was none.
+    // Without any patience a full queue is a store that is not there.
+    EResultCode open(std::chrono::milliseconds patience = std::chrono::milliseconds(0));
     // The store is there, but it is of no use: closes the connection with one warning line, however often the
     // same goes wrong before forgetComplaint().
     EResultCode giveUp(EResultCode why);
@@ -72,15 +74,20 @@ public:
     velta::NameList takeNotices() { return notices_.take(); }
 
 private:
+    friend class Pipeline; // does with many requests what exchange() does with one
+
     using Clock = std::chrono::steady_clock;
 
-    EResultCode connectSocket();
     EResultCode checkPeer();
     EResultCode greet();
+    Clock::time_point answerDeadline() const { return Clock::now() + answerTimeout_; }
+    EResultCode encode(velta::protocol::Request& request, std::string& bytes);
     EResultCode send(velta::protocol::Request& request, Clock::time_point deadline);
     EResultCode awaitReply(const velta::protocol::Request& request, velta::protocol::ReplyKind expected,
                            Clock::time_point deadline, velta::protocol::Reply& reply);
     EResultCode awaitAnyReply(Clock::time_point deadline, velta::protocol::Reply& reply);
+    EResultCode check(const velta::protocol::Reply& reply, std::uint32_t sequence,
+                      velta::protocol::ReplyKind expected);
     EResultCode wait(short events, Clock::time_point deadline);
     void tellLeftover() const;
     EResultCode readAvailable();

@@ -8,7 +8,9 @@ namespace orv::cfg {
 
 namespace {
 
-constexpr std::size_t tableLimit = 64 * 1024 * 1024; // bytes of memory for one table's rows
+// Bytes of memory for one table's rows. A store lets a table grow to 64 MiB of cells, but one that is larger
+// already stays readable, and a row may be smaller than its position here.
+constexpr std::size_t tableLimit = 256 * 1024 * 1024;
 
 } // namespace
 

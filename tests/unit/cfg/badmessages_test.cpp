@@ -47,7 +47,7 @@ std::string largerThanAnyTable(const Request& request) {
     value.setText(std::string(1000 * 1000, 'x'));
     velta::protocol::Writer(text).value(value);
     std::string bytes;
-    for (int i = 0; i < 80; ++i)
+    for (int i = 0; i < 280; ++i)
         bytes += rowsFrame(request, false, 1000, 1, {"Id"}, text);
     return bytes;
 }

@@ -1,5 +1,6 @@
 #include "cfg/configclient.h"
 #include "unit/cfg/support.h"
+#include "velta/protocol/wire.h"
 
 namespace orv::cfg {
 
@@ -58,6 +59,52 @@ TEST_F(ConfigClientTest, ReadingGoesTogetherFromPieces) {
     server.setRowsPerPiece(1);
     ASSERT_EQ(size("A"), 3u);
     EXPECT_EQ(nameIn("A", 0) + nameIn("A", 1) + nameIn("A", 2), "onetwothree");
+}
+
+TEST_F(ConfigClientTest, ReadingThatFailsInTheMiddleIsAFailureOfThatRequestAlone) {
+    server.answer(RequestKind::ReadTable, [](const Request& request) {
+        std::string cells;
+        velta::protocol::Writer(cells).value(support::integer(1));
+        Reply failed = fakes::replyTo(request, velta::protocol::ReplyKind::Failed);
+        failed.result = EResultCode(code::storageFailed, "disk I/O error");
+        return fakes::rowsFrame(request, false, 2, 1, {"Id"}, cells) + fakes::frameOf(failed);
+    });
+    unsigned rows = 0;
+    EXPECT_EQ(client.size("A", rows).strerror(), "storage failed: disk I/O error");
+    EXPECT_TRUE(connection.isOpen());
+    server.answerAsUsual(RequestKind::ReadTable);
+    EXPECT_EQ(size("A"), 3u);
+}
+
+TEST_F(ConfigClientTest, RowsThatACallerKeepsStayWhatTheyAre) {
+    Snapshot rows;
+    ASSERT_TRUE(client.readTable("A", rows).ok());
+    ASSERT_TRUE(client.writeSingleRow("A", 0, row(1, "changed")).ok());
+    ASSERT_EQ(rows.rows(), 3u);
+    ValueList values;
+    rows.row(2, {"Name"}, values);
+    EXPECT_EQ(values.getValue("Name").getText(), "three");
+}
+
+TEST_F(ConfigClientTest, ColumnsAreDescribed) {
+    server.answer(RequestKind::Describe, [](const Request& request) {
+        Reply reply = fakes::replyTo(request, velta::protocol::ReplyKind::Description);
+        reply.descriptions = {{"Id", velta::Value::Integer, "INTEGER", support::integer(1),
+                               support::integer(9), velta::Value()}};
+        return fakes::frameOf(reply);
+    });
+    std::vector<velta::protocol::ColumnDescription> columns;
+    ASSERT_TRUE(client.describe("A", columns).ok());
+    EXPECT_EQ(server.last(RequestKind::Describe).table, "A");
+    ASSERT_EQ(columns.size(), 1u);
+    EXPECT_EQ(columns[0].kind, "INTEGER");
+    EXPECT_EQ(columns[0].most, support::integer(9));
+}
+
+TEST_F(ConfigClientTest, StoreThatDoesNotKnowDescribeClosesTheConnection) {
+    server.closeWithin(RequestKind::Describe, 0);
+    std::vector<velta::protocol::ColumnDescription> columns;
+    EXPECT_EQ(client.describe("A", columns).code(), code::notConnected);
 }
 
 TEST_F(ConfigClientTest, EmptyTableHasNoRows) {

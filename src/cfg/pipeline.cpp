@@ -1,0 +1,121 @@
+#include "cfg/pipeline.h"
+
+#include <cerrno>
+
+#include <poll.h>
+#include <sys/socket.h>
+
+namespace orv::cfg {
+
+using velta::protocol::EResultCode;
+using velta::protocol::Reply;
+using velta::protocol::ReplyKind;
+using velta::protocol::Request;
+
+namespace {
+
+// Requests on the way. So many answers fit into what the store keeps for a client before it stops reading.
+constexpr std::size_t window = 512;
+// Bytes of requests that go out together.
+constexpr std::size_t batch = 32 * 1024;
+
+} // namespace
+
+Pipeline::~Pipeline() {
+    (void)finish(); // whoever is interested has asked; the connection is of use only without missing answers
+}
+
+EResultCode Pipeline::send(Request request) {
+    if (!failure_.ok())
+        return failure_;
+    const EResultCode encoded = connection_.encode(request, bytes_);
+    if (!encoded.ok()) {
+        (void)finish(); // the failures of those before it come first
+        if (failure_.ok())
+            failure_ = encoded;
+        return failure_;
+    }
+    if (missing_ == 0)
+        nextSequence_ = request.sequence;
+    if (++missing_ >= window)
+        exchange(window / 2);
+    else if (bytes_.size() >= batch)
+        exchange(missing_);
+    return failure_;
+}
+
+EResultCode Pipeline::finish() {
+    exchange(0);
+    connection_.tellLeftover();
+    return failure_;
+}
+
+void Pipeline::exchange(std::size_t mayMiss) {
+    auto deadline = connection_.answerDeadline();
+    while (isWorking(mayMiss)) {
+        const bool moved = sendSome();
+        if (takeSome() || moved) {
+            deadline = connection_.answerDeadline();
+            continue;
+        }
+        if (!isWorking(mayMiss))
+            break;
+        const bool sending = sent_ < bytes_.size();
+        EResultCode result = connection_.wait(static_cast<short>(POLLIN | (sending ? POLLOUT : 0)), deadline);
+        if (result.ok())
+            result = connection_.readAvailable();
+        if (!result.ok() && failure_.ok())
+            failure_ = result;
+    }
+    if (sent_ == bytes_.size()) {
+        bytes_.clear();
+        sent_ = 0;
+    }
+}
+
+bool Pipeline::isWorking(std::size_t mayMiss) const {
+    return connection_.isOpen() && (sent_ < bytes_.size() || missing_ > mayMiss);
+}
+
+// Whether anything went out.
+bool Pipeline::sendSome() {
+    if (sent_ == bytes_.size())
+        return false;
+    const ssize_t count =
+        ::send(connection_.descriptor(), bytes_.data() + sent_, bytes_.size() - sent_, MSG_NOSIGNAL);
+    if (count > 0) {
+        sent_ += static_cast<std::size_t>(count);
+        return true;
+    }
+    if (errno != EAGAIN && errno != EINTR)
+        sent_ = bytes_.size(); // it may have said why before it closed: the reading of the answers finds out
+    return false;
+}
+
+// Whether an answer was there.
+bool Pipeline::takeSome() {
+    bool any = false;
+    for (bool found = true; found && connection_.isOpen() && missing_ > 0;) {
+        Reply reply;
+        found = false;
+        const EResultCode result = connection_.nextReply(reply, found);
+        if (!result.ok() && failure_.ok())
+            failure_ = result;
+        if (found)
+            take(reply);
+        any = any || found;
+    }
+    return any;
+}
+
+void Pipeline::take(const Reply& reply) {
+    const EResultCode result = connection_.check(reply, nextSequence_, ReplyKind::Done);
+    ++nextSequence_;
+    --missing_;
+    if (!result.ok() && failure_.ok())
+        failure_ = result;
+    if (failure_.ok())
+        ++done_;
+}
+
+} // namespace orv::cfg

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "cfg/connection.h"
+#include "velta/protocol/message.h"
+#include "velta/protocol/resultcode.h"
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+namespace orv::cfg {
+
+// Sends the writes of a transaction ahead of their answers, so that many of them cost no exchange each.
+//
+// A bounded number of them is on the way at a time. While the store takes nothing, its answers are taken in:
+// neither end waits for the other, and nothing piles up here.
+class Pipeline {
+public:
+    using EResultCode = velta::protocol::EResultCode;
+
+    // The connection is not owned. Nothing else uses it until finish().
+    explicit Pipeline(Connection& connection) : connection_(connection) {}
+    ~Pipeline();
+    Pipeline(const Pipeline&) = delete;
+    Pipeline& operator=(const Pipeline&) = delete;
+
+    // A request that is answered by Done. What is returned is what is known by now: the first failure of any
+    // of them. From then on nothing is sent any more.
+    EResultCode send(velta::protocol::Request request);
+    // Waits for the answers that are missing, and returns the first failure.
+    EResultCode finish();
+    // How many were done before the first failure: that one is the next of those that were sent.
+    std::size_t done() const { return done_; }
+
+private:
+    // Sends what is to go out, and takes answers until no more than so many are missing.
+    void exchange(std::size_t mayMiss);
+    bool sendSome();
+    bool takeSome();
+    void take(const velta::protocol::Reply& reply);
+    bool isWorking(std::size_t mayMiss) const;
+
+    Connection& connection_;
+    std::string bytes_; // that wait to go out
+    std::size_t sent_ = 0;
+    std::size_t missing_ = 0; // answers
+    std::uint32_t nextSequence_ = 0;
+    std::size_t done_ = 0;
+    EResultCode failure_; // the first
+};
+
+} // namespace orv::cfg
