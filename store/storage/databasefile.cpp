@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <system_error>
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -20,8 +21,17 @@ namespace {
 
 // Where memory looks like files; /tmp where a system lacks it.
 constexpr const char* memoryDirectories[] = {"/dev/shm", "/tmp"};
+constexpr const char* scratchPrefix = "cfgserver.";
+constexpr const char* scratchName = "database";
 // SQLite's files beside a database in WAL mode.
 constexpr const char* suffixes[] = {"", "-wal", "-shm"};
+
+std::vector<std::string> scratchFiles() {
+    std::vector<std::string> names;
+    for (const char* suffix : suffixes)
+        names.push_back(std::string(scratchName) + suffix);
+    return names;
+}
 
 // Without symbolic links: SQLite lays its files beside the real one.
 std::string realPath(const std::string& path) {
@@ -136,23 +146,26 @@ std::string DatabaseFile::setLogAside(bool ownToo) const {
 }
 
 void DatabaseFile::makeScratch() {
+    std::string reason;
     for (const char* directory : memoryDirectories) {
-        std::string place = std::string(directory) + "/cfgserver.XXXXXX";
-        if (mkdtemp(place.data()) == nullptr)
-            continue;
-        scratchDirectory_ = place;
-        path_ = place + "/database";
-        return;
+        (void)removeLeftovers(directory, scratchPrefix, scratchFiles());
+        try {
+            scratch_ = std::make_unique<ScratchFolder>(directory, scratchPrefix);
+            path_ = scratch_->path() + '/' + scratchName;
+            return;
+        } catch (const std::system_error& error) {
+            reason = error.what();
+        }
     }
-    throw StorageError(std::string("no place in memory for the database: ") + std::strerror(errno));
+    throw StorageError("no place in memory for the database: " + reason);
 }
 
 void DatabaseFile::dropName() {
-    if (scratchDirectory_.empty() || path_.empty())
+    if (!inMemory() || path_.empty())
         return;
     for (const char* suffix : suffixes)
         (void)unlink((path_ + suffix).c_str()); // one that was never made is as good
-    (void)rmdir(scratchDirectory_.c_str());
+    (void)rmdir(scratch_->path().c_str());
     path_.clear();
 }
 

@@ -1,7 +1,10 @@
 #pragma once
 
+#include "store/leftovers.h"
+
 #include <array>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,7 +33,7 @@ public:
     DatabaseFile& operator=(const DatabaseFile&) = delete;
 
     const std::string& path() const { return path_; }
-    bool inMemory() const { return !scratchDirectory_.empty(); }
+    bool inMemory() const { return scratch_ != nullptr; }
     // For a person.
     std::string name() const { return inMemory() ? "memory" : path_; }
     const std::string& logPath() const { return log_.path; }
@@ -65,7 +68,7 @@ private:
     bool isInPlace() const;
 
     std::string path_;
-    std::string scratchDirectory_;
+    std::unique_ptr<ScratchFolder> scratch_; // of a file in memory
     int descriptor_ = -1;
     Companion log_;
     Companion index_;

@@ -21,7 +21,8 @@ import tempfile
 import pytest
 
 from house import BIN, SOCKET, wait_until
-from wire import COLUMNS, DONE, FAILED, HELLO, INSERT, MAGIC, READ_TABLE, ROWS, SUBSCRIBE, TABLES, TEXT, Client, Fields, request, text
+from wire import (COLUMNS, DONE, FAILED, HELLO, INSERT, MAGIC, OUTCOME_UNKNOWN, READ_TABLE, ROWS, SUBSCRIBE, TABLES, TEXT, Client,
+                  Fields, request, result_code, text)
 
 DATABASE = "/tmp/store.db"
 PATIENCE = 15  # seconds: an answer that is later than this never comes
@@ -196,7 +197,7 @@ class Sample:
         answer, body = client.commit()
         if answer == DONE:
             self.kept = {number} if written else before
-        elif answer == FAILED and b"unknown whether" not in body:
+        elif answer == FAILED and result_code((answer, body)) != OUTCOME_UNKNOWN:
             self.kept = before
 
     def stop(self):
