@@ -23,8 +23,8 @@ namespace {
 constexpr const char* memoryDirectories[] = {"/dev/shm", "/tmp"};
 constexpr const char* scratchPrefix = "cfgserver.";
 constexpr const char* scratchName = "database";
-// SQLite's files beside a database in WAL mode.
-constexpr const char* suffixes[] = {"", "-wal", "-shm"};
+// SQLite's files beside a database: the journal only while it is new.
+constexpr const char* suffixes[] = {"", "-wal", "-shm", "-journal"};
 
 std::vector<std::string> scratchFiles() {
     std::vector<std::string> names;
@@ -77,6 +77,7 @@ void DatabaseFile::openLocked() {
         const std::string real = realPath(path_);
         log_.path = real + "-wal";
         index_.path = real + "-shm";
+        journalPath_ = real + "-journal";
         checkCompanions();
     } catch (...) {
         close(descriptor_);
@@ -90,10 +91,12 @@ std::vector<std::string> DatabaseFile::watched() const {
     return {path_, log_.path, index_.path};
 }
 
+// A journal is only there while a database is new, but SQLite would play any into it.
 void DatabaseFile::checkCompanions() const {
-    for (const Companion* companion : {&log_, &index_})
-        if (!companion->path.empty())
-            checkOwner(companion->path, "database " + path_ + ": " + companion->path);
+    if (inMemory())
+        return;
+    for (const std::string* companion : {&log_.path, &index_.path, &journalPath_})
+        checkOwner(*companion, "database " + path_ + ": " + *companion);
 }
 
 void DatabaseFile::recordCompanions() {

@@ -72,6 +72,7 @@ private:
     int descriptor_ = -1;
     Companion log_;
     Companion index_;
+    std::string journalPath_;
 };
 
 } // namespace store

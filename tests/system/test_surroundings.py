@@ -155,3 +155,20 @@ def test_the_version_is_that_of_the_project(house):
     version = re.search(r"project\(horad VERSION (\S+)", project)[1]
     assert house.run("cfgserver", "--version") == (0, f"cfgserver {version}\n", "")
 
+
+
+def scratch_folders(house):
+    return [name for name in os.listdir(house.path("/dev/shm")) if name.startswith("cfgserver.")]
+
+
+def test_the_next_start_removes_what_a_store_that_was_killed_while_starting_left_in_memory(house):
+    killed = house.start("strace", "-f", "-o", "/dev/null", "-e", "trace=unlink", "-e", "inject=unlink:signal=SIGKILL",
+                         "/run/bin/cfgserver", env={"ASAN_OPTIONS": "detect_leaks=0"})
+    assert killed.wait() != 0
+    assert len(scratch_folders(house)) == 1
+    foreign = Path(house.path("/dev/shm/cfgserver.notours"))  # a name that no store makes
+    foreign.mkdir()
+
+    house.cfgserver()
+
+    assert scratch_folders(house) == [foreign.name]

@@ -19,8 +19,8 @@ protected:
         std::array<int, 2> ends{};
         EXPECT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0, ends.data()), 0);
         other = std::make_unique<store::Descriptor>(ends[1]);
-        session =
-            std::make_unique<store::Session>(dispatcher, lines, store::Descriptor(ends[0]), 7, store::Peer{1, 2, 3});
+        session = std::make_unique<store::Session>(dispatcher, lines, store::Descriptor(ends[0]), 7,
+                                                   store::Peer{1, 2, 3});
     }
 
     void send(const std::vector<ask::Request>& requests) {

@@ -18,6 +18,8 @@ namespace fs = std::filesystem;
 constexpr uid_t stranger = 54321;
 constexpr auto ownersAlone = fs::perms(0600);
 
+constexpr const char* suffixes[] = {"", "-wal", "-shm", "-journal"};
+
 std::string errorOf(const std::string& path) {
     try {
         const store::Database database(schemaOf(testTables), path);
@@ -32,9 +34,9 @@ class OwnershipTest : public testing::Test {
 protected:
     OwnershipTest() {
         { const store::Database database(schemaOf(testTables), path); }
-        writeFile(path + "-wal", "");
-        writeFile(path + "-shm", "");
-        for (const char* suffix : {"", "-wal", "-shm"})
+        for (const char* suffix : {"-wal", "-shm", "-journal"})
+            writeFile(path + suffix, "");
+        for (const char* suffix : suffixes)
             fs::permissions(path + suffix, ownersAlone);
     }
 
@@ -56,7 +58,7 @@ TEST_F(OwnershipTest, OwnFilesAreTaken) {
 TEST_F(OwnershipTest, FileOfAnotherUserIsRefusedWithItsOwner) {
     if (geteuid() != 0)
         GTEST_SKIP() << "only root can give a file away";
-    for (const char* suffix : {"", "-wal", "-shm"}) {
+    for (const char* suffix : suffixes) {
         ASSERT_EQ(chown((path + suffix).c_str(), stranger, 0), 0);
         expectRefused(AllOf(HasSubstr(path + suffix), HasSubstr("belongs to user 54321")));
         ASSERT_EQ(chown((path + suffix).c_str(), 1, 0), 0);
@@ -67,7 +69,7 @@ TEST_F(OwnershipTest, FileOfAnotherUserIsRefusedWithItsOwner) {
 }
 
 TEST_F(OwnershipTest, FileThatOthersMayWriteIsRefused) {
-    for (const char* suffix : {"", "-wal", "-shm"}) {
+    for (const char* suffix : suffixes) {
         for (const unsigned mode : {0620U, 0602U, 0666U}) {
             fs::permissions(path + suffix, fs::perms(mode));
             expectRefused(
@@ -84,7 +86,7 @@ TEST_F(OwnershipTest, FileThatOthersMayReadIsTaken) {
 }
 
 TEST_F(OwnershipTest, LinkIsRefusedWhereOthersMayLayOne) {
-    for (const char* suffix : {"", "-wal", "-shm"}) {
+    for (const char* suffix : suffixes) {
         const TemporaryDirectory elsewhere;
         fs::rename(path + suffix, elsewhere.path("file"));
         fs::create_symlink(elsewhere.path("file"), path + suffix);

@@ -132,7 +132,8 @@ TEST(StorageFailure, TableThatIsKnownToBeDroppedFailsItsOperationsOnly) {
     for (int i = 0; i < 2; ++i) {
         EXPECT_EQ(database.reader(Database::View::LastCommit).readRow("Other", 0, rows).strerror(),
                   "storage failed: no such table: Other");
-        EXPECT_EQ(readTable(database, "Other", Database::View::LastCommit, values).code(), code::storageFailed);
+        EXPECT_EQ(readTable(database, "Other", Database::View::LastCommit, values).code(),
+                  code::storageFailed);
         EXPECT_EQ(database.transaction().writeSingle("Other", 0, cell("Enable", switchValue(1))).code(),
                   code::storageFailed);
     }
@@ -159,7 +160,8 @@ TEST(StorageFailure, SchemaThatIsDamagedWhileItServesFailsRequestsOnly) {
     for (int i = 0; i < 2; ++i) {
         const Database::Result result = database.reader(Database::View::LastCommit).readRow("Plans", 0, rows);
         EXPECT_THAT(result.strerror(), testing::HasSubstr("storage failed: malformed database schema"));
-        EXPECT_EQ(readTable(database, "Plans", Database::View::LastCommit, values).code(), code::storageFailed);
+        EXPECT_EQ(readTable(database, "Plans", Database::View::LastCommit, values).code(),
+                  code::storageFailed);
         EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).code(),
                   code::storageFailed);
         std::uint32_t id = 0;
