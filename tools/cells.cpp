@@ -85,7 +85,8 @@ bool saysSomething(const Value& value) {
 }
 
 std::string serialise(const nlohmann::ordered_json& document, int indent) {
-    return document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+    return withoutControls(
+        document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 } // namespace cfgctl

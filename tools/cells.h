@@ -26,7 +26,8 @@ std::string asWord(const velta::Value& value);
 // Neither 0 nor the empty text.
 bool saysSomething(const velta::Value& value);
 
-// The document on one line or, with `indent` blanks a level, on several. What is no UTF-8 is replaced.
+// The document on one line or, with `indent` blanks a level, on several. What is no UTF-8 is replaced, and no
+// control character stands in it as it is.
 std::string serialise(const nlohmann::ordered_json& document, int indent = -1);
 
 } // namespace cfgctl

@@ -1,14 +1,18 @@
 #include "tools/commands.h"
 
 #include "tools/cells.h"
+#include "tools/columns.h"
 #include "tools/dump.h"
-#include "tools/load.h"
+#include "tools/loadtables.h"
+#include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/table.h"
+#include "tools/terminal.h"
 #include "tools/text.h"
 
 #include <algorithm>
 #include <charconv>
+#include <iostream>
 
 #include <unistd.h>
 
@@ -19,6 +23,7 @@ using orv::cfg::ConfigClient;
 using velta::Value;
 using velta::ValueList;
 using velta::protocol::ColumnInfo;
+using velta::protocol::EResultCode;
 using velta::protocol::TableInfo;
 
 namespace {
@@ -43,11 +48,11 @@ ValueList typedCells(const Table& table, const std::vector<CellText>& cells) {
     return values;
 }
 
-std::string showSingleRow(const Table& table, const Rows& rows) {
+std::string asLines(const Table& table, const ValueList& row) {
     std::vector<TextRow> lines;
     for (const ColumnInfo& column : table.columns)
-        lines.push_back({column.name, rows.empty() ? "" : rows.front().getValue(column.name).getText()});
-    return aligned(lines);
+        lines.push_back({column.name, row.getValue(column.name).getText()});
+    return aligned(lines, terminalWidth());
 }
 
 std::string showManyRows(const Table& table, const Rows& rows) {
@@ -61,7 +66,7 @@ std::string showManyRows(const Table& table, const Rows& rows) {
             line.push_back(row.getValue(column.name).getText());
         lines.push_back(std::move(line));
     }
-    return aligned(lines);
+    return aligned(lines, terminalWidth());
 }
 
 ValueList readRow(ConfigClient& client, const Target& target) {
@@ -126,18 +131,38 @@ std::string listCommand(ConfigClient& client, const Arguments& arguments) {
     for (const TableInfo& table : listTables(client)) {
         unsigned rows = 0;
         require(client.size(table.name, rows));
+        client.dropSnapshots(); // one at a time
         list.push_back({{"table", table.name}, {"singleRow", table.singleRow}, {"rows", rows}});
         lines.push_back({table.name, table.singleRow ? "single" : std::to_string(rows)});
     }
-    return arguments.json ? asDocument(list) : aligned(lines);
+    return arguments.json ? asDocument(list) : aligned(lines, terminalWidth());
 }
 
 std::string showCommand(ConfigClient& client, const Arguments& arguments) {
-    const Table table = describeTable(client, arguments.target.table);
+    const Target& target = arguments.target;
+    if (target.id) {
+        const Table table = describeRowOf(client, target);
+        const ValueList row = readRow(client, target);
+        return arguments.json ? asDocument(rowAsJson(row)) : asLines(table, row);
+    }
+    const Table table = describeTable(client, target.table);
     const Rows rows = readRows(client, table.name);
     if (arguments.json)
         return asDocument(rowsAsJson(table.singleRow, rows));
-    return table.singleRow ? showSingleRow(table, rows) : showManyRows(table, rows);
+    if (table.singleRow)
+        return asLines(table, rows.empty() ? ValueList() : rows.front());
+    return showManyRows(table, rows);
+}
+
+std::string columnsCommand(ConfigClient& client, const Arguments& arguments) {
+    Descriptions columns;
+    const EResultCode result = client.describe(arguments.target.table, columns);
+    if (result.code() == velta::protocol::code::notConnected)
+        throw Refused("the configuration store closed the connection: one that is older than this " +
+                      std::string(programName) + " can't describe its columns");
+    require(result);
+    return arguments.json ? asDocument(columnsAsJson(columns))
+                          : aligned(columnsAsText(columns), terminalWidth());
 }
 
 std::string getCommand(ConfigClient& client, const Arguments& arguments) {
@@ -179,7 +204,9 @@ std::string removeCommand(ConfigClient& client, const Arguments& arguments) {
 
 std::string loadCommand(ConfigClient& client, const Arguments& arguments) {
     try {
-        loadTables(client, parseLoadFile(readLoadFile(arguments.file)));
+        const std::string outcome = loadTables(client, arguments.file).text();
+        if (!outcome.empty())
+            std::cerr << programName << ": " << outcome << std::endl;
     } catch (const Refused& refused) {
         const std::string name = arguments.file == "-" ? "standard input" : arguments.file;
         throw Refused(name + ": " + refused.what());
@@ -188,13 +215,20 @@ std::string loadCommand(ConfigClient& client, const Arguments& arguments) {
 }
 
 std::string dumpCommand(ConfigClient& client, const Arguments& arguments) {
-    ordered_json document = ordered_json::object();
+    DumpWriter writer(print);
     for (const TableInfo& table : selectTables(client, arguments.tables)) {
-        const Rows rows = readRows(client, table.name);
-        requireUtf8(table, rows);
-        document[table.name] = rowsAsJson(table.singleRow, rows);
+        orv::cfg::Snapshot rows;
+        require(client.readTable(table.name, rows));
+        writer.beginTable(table);
+        ValueList row;
+        for (std::size_t i = 0; i < rows.rows(); ++i) {
+            rows.row(i, {}, row);
+            writer.row(row);
+        }
+        writer.endTable();
     }
-    return asDocument(document);
+    writer.end();
+    return {};
 }
 
 } // namespace cfgctl

@@ -26,6 +26,7 @@ struct Arguments {
     std::vector<CellText> cells;
     std::vector<std::string> tables; // none stands for all
     std::string file;
+    bool time = true; // in front of each line of watch
 };
 
 // These throw WrongUse for what has not that form: TABLE or TABLE.ID, TABLE.ID, COLUMN=VALUE with each column
@@ -34,9 +35,11 @@ Target parseTarget(const std::string& text);
 Target parseRowTarget(const std::string& text);
 std::vector<CellText> parseCells(const std::vector<std::string>& texts);
 
-// Each returns what is to be printed, and throws Refused where the store does not do it.
+// Each returns what is to be printed, or has printed what is large, and throws Refused where the store does
+// not do it.
 std::string listCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 std::string showCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
+std::string columnsCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 std::string getCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 std::string setCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 std::string addCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);

@@ -90,8 +90,11 @@ std::string asLine(const Change& change) {
     return name;
 }
 
-ordered_json asJson(const Change& change) {
-    ordered_json object = {{"table", change.table}};
+ordered_json asJson(const Change& change, const std::string& time) {
+    ordered_json object = ordered_json::object();
+    if (!time.empty())
+        object["time"] = time;
+    object["table"] = change.table;
     if (change.id)
         object["id"] = *change.id;
     switch (change.kind) {

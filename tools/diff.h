@@ -29,6 +29,7 @@ std::vector<Change> diff(const velta::protocol::TableInfo& table, const Rows& be
 
 // Without the end of the line. "WlanTimePlans.3 TimePlanStatus: 0 -> 1", "WlanTimePlans.4 removed".
 std::string asLine(const Change& change);
-nlohmann::ordered_json asJson(const Change& change);
+// With `time`, if it is not empty, as the first member.
+nlohmann::ordered_json asJson(const Change& change, const std::string& time = {});
 
 } // namespace cfgctl

@@ -1,15 +1,28 @@
 #include "tools/dump.h"
 
 #include "tools/cells.h"
+#include "velta/celltype.h"
 #include "velta/text.h"
+
+#include <utility>
 
 namespace cfgctl {
 
 using nlohmann::ordered_json;
+using velta::Value;
 using velta::ValueList;
 using velta::protocol::TableInfo;
 
 namespace {
+
+constexpr std::size_t indent = 2;
+constexpr std::size_t part = std::size_t{64} * 1024; // bytes that are printed together
+
+std::string nameOf(const TableInfo& table, const ValueList& row) {
+    return table.singleRow ? table.name : table.name + "." + std::to_string(idOf(row));
+}
+
+} // namespace
 
 ordered_json rowAsJson(const ValueList& row) {
     ordered_json object = ordered_json::object();
@@ -17,12 +30,6 @@ ordered_json rowAsJson(const ValueList& row) {
         object[column] = toJson(value);
     return object;
 }
-
-std::string nameOf(const TableInfo& table, const ValueList& row) {
-    return table.singleRow ? table.name : table.name + "." + std::to_string(idOf(row));
-}
-
-} // namespace
 
 ordered_json rowsAsJson(bool singleRow, const Rows& rows) {
     if (singleRow)
@@ -33,12 +40,73 @@ ordered_json rowsAsJson(bool singleRow, const Rows& rows) {
     return list;
 }
 
-void requireUtf8(const TableInfo& table, const Rows& rows) {
-    for (const ValueList& row : rows)
-        for (const auto& [column, value] : row)
-            if (!velta::isUtf8(value.getText()))
-                throw Refused(nameOf(table, row) + " " + column +
-                              ": its text is not UTF-8, JSON can't hold it");
+void DumpWriter::beginTable(const TableInfo& table) {
+    table_ = table;
+    text_ += std::exchange(firstTable_, false) ? "" : ",";
+    startLine(1);
+    text_ += serialise(table.name) + ": " + (table.singleRow ? "" : "[");
+    firstRow_ = true;
+}
+
+void DumpWriter::row(const ValueList& row) {
+    text_ += std::exchange(firstRow_, false) ? "" : ",";
+    if (!table_.singleRow)
+        startLine(2);
+    object(row, table_.singleRow ? 1 : 2);
+    if (text_.size() >= part)
+        printPart();
+}
+
+void DumpWriter::endTable() {
+    if (table_.singleRow) {
+        text_ += firstRow_ ? "{}" : "";
+        return;
+    }
+    if (!firstRow_)
+        startLine(1);
+    text_ += ']';
+}
+
+void DumpWriter::end() {
+    if (!firstTable_)
+        startLine(0);
+    text_ += "}\n";
+    printPart();
+}
+
+void DumpWriter::object(const ValueList& row, std::size_t level) {
+    text_ += '{';
+    const char* between = "";
+    for (const auto& [column, value] : row) {
+        text_ += std::exchange(between, ",");
+        startLine(level + 1);
+        cell(row, column, value);
+    }
+    if (!row.empty())
+        startLine(level);
+    text_ += '}';
+}
+
+void DumpWriter::cell(const ValueList& row, const std::string& column, const Value& value) {
+    text_ += serialise(column) + ": ";
+    if (velta::isNumber(value.type())) {
+        text_ += value.getText();
+        return;
+    }
+    const std::string content = value.getText();
+    if (!velta::isUtf8(content))
+        throw Refused(nameOf(table_, row) + " " + column + ": its text is not UTF-8, JSON can't hold it");
+    text_ += serialise(content);
+}
+
+void DumpWriter::startLine(std::size_t level) {
+    text_ += '\n';
+    text_.append(level * indent, ' ');
+}
+
+void DumpWriter::printPart() {
+    print_(text_);
+    text_.clear();
 }
 
 } // namespace cfgctl

@@ -2,16 +2,14 @@
 
 #include "tools/cells.h"
 
-#include <map>
-#include <set>
+#include <algorithm>
 
 namespace cfgctl {
 
-using orv::cfg::ConfigClient;
+using orv::cfg::Snapshot;
 using velta::Value;
 using velta::ValueList;
 using velta::protocol::ColumnInfo;
-using velta::protocol::EResultCode;
 
 namespace {
 
@@ -21,138 +19,110 @@ Value toCell(const ColumnInfo& column, const LoadCell& cell) {
                              : cellFromQuotedText(column, std::get<std::string>(cell));
 }
 
-WantedRow wantedRow(const LoadRow& file, const Table& table) {
-    WantedRow row;
-    row.cells.reserve(file.cells.size());
-    for (const auto& [name, cell] : file.cells) {
-        row.cells.add(name, toCell(table.column(name), cell));
-        if (name == idColumn)
-            row.id = idOf(row.cells);
-    }
-    return row;
+// Most files have the columns in the table's order: it is looked first where the column stands there.
+const ColumnInfo& columnAt(const Table& table, std::size_t index, const std::string& name) {
+    const bool inOrder = index < table.columns.size() && table.columns[index].name == name;
+    return inOrder ? table.columns[index] : table.column(name);
 }
 
-// Rows count from 1.
-std::string placeOf(const LoadTable& file, std::size_t row) {
-    return "table " + file.name + (file.list ? ", row " + std::to_string(row + 1) : "");
+const Value& cellAt(const ValueList& row, std::size_t index, const std::string& name) {
+    if (index < row.size() && (row.begin() + static_cast<std::ptrdiff_t>(index))->first == name)
+        return (row.begin() + static_cast<std::ptrdiff_t>(index))->second;
+    return row.getValue(name);
 }
 
 ValueList differing(const ValueList& current, const ValueList& wanted) {
     ValueList cells;
+    std::size_t index = 0;
     for (const auto& [column, value] : wanted)
-        if (current.getValue(column) != value)
+        if (cellAt(current, index++, column) != value)
             cells.add(column, value);
     return cells;
 }
 
-std::vector<Write> planSingleRow(const Rows& current, const std::vector<WantedRow>& wanted) {
-    const ValueList row = current.empty() ? ValueList() : current.front();
-    const ValueList cells = differing(row, wanted.front().cells);
-    if (cells.empty())
-        return {};
-    return {Write{Write::Kind::WriteSingle, 0, cells, wanted.front().place}};
-}
-
-using RowsById = std::map<std::uint32_t, const ValueList*>;
-
-void planRemovals(const std::string& table, const RowsById& current, const std::vector<WantedRow>& wanted,
-                  std::vector<Write>& writes) {
-    RowsById left = current;
-    for (const WantedRow& row : wanted)
-        if (row.id)
-            left.erase(*row.id);
-    for (const auto& row : left)
-        writes.push_back(Write{Write::Kind::Remove,
-                               row.first,
-                               {},
-                               "table " + table + ", removal of row " + std::to_string(row.first)});
-}
-
-void planUpdates(const RowsById& current, const std::vector<WantedRow>& wanted, std::vector<Write>& writes) {
-    for (const WantedRow& row : wanted) {
-        const auto found = row.id ? current.find(*row.id) : current.end();
-        if (found == current.end())
-            continue;
-        const ValueList cells = differing(*found->second, row.cells);
-        if (!cells.empty())
-            writes.push_back(Write{Write::Kind::Update, *row.id, cells, row.place});
-    }
-}
-
-void planInserts(const RowsById& current, const std::vector<WantedRow>& wanted, bool withId,
-                 std::vector<Write>& writes) {
-    for (const WantedRow& row : wanted)
-        if (row.id.has_value() == withId && !(row.id && current.count(*row.id) > 0))
-            writes.push_back(Write{Write::Kind::Insert, 0, row.cells, row.place});
-}
-
-EResultCode perform(ConfigClient& client, const std::string& table, const Write& write) {
-    std::uint32_t newId = 0;
-    switch (write.kind) {
-    case Write::Kind::WriteSingle:
-        return client.writeSingleRow(table, 0, write.cells);
-    case Write::Kind::Update:
-        return client.updateRow(table, idColumn, std::to_string(write.id), write.cells);
-    case Write::Kind::Remove:
-        return client.removeRow(table, idColumn, std::to_string(write.id));
-    case Write::Kind::Insert:
-        return client.insertRow(table, write.cells, newId);
-    }
-    return velta::protocol::code::failure;
-}
-
 } // namespace
 
-std::vector<WantedRow> wantedRows(const LoadTable& file, const Table& table) {
-    if (file.list && table.singleRow)
-        throw Refused("table " + file.name + ": it has a single row, an object is expected, not a list");
-    if (!file.list && !table.singleRow)
-        throw Refused("table " + file.name + ": it has many rows, a list is expected, not an object");
-    std::vector<WantedRow> rows;
-    std::set<std::uint32_t> ids;
-    for (std::size_t i = 0; i < file.rows.size(); ++i) {
-        try {
-            rows.push_back(wantedRow(file.rows[i], table));
-        } catch (const Refused& refused) {
-            throw Refused(placeOf(file, i) + ": " + refused.what());
-        }
-        rows.back().place = placeOf(file, i);
-        const std::optional<std::uint32_t>& id = rows.back().id;
-        if (id && !ids.insert(*id).second)
-            throw Refused(placeOf(file, i) + ": Id " + std::to_string(*id) + " stands there twice");
-    }
-    return rows;
+ValueList wantedRow(const LoadRow& file, const Table& table) {
+    ValueList row;
+    row.reserve(file.cells.size());
+    std::size_t index = 0;
+    for (const auto& [name, cell] : file.cells)
+        row.add(name, toCell(columnAt(table, index++, name), cell));
+    return row;
 }
 
-std::vector<Write> planWrites(const Table& table, const Rows& current, const std::vector<WantedRow>& wanted) {
-    if (table.singleRow)
-        return planSingleRow(current, wanted);
-    RowsById byId;
-    for (const ValueList& row : current)
-        byId[idOf(row)] = &row;
-    std::vector<Write> writes;
-    planRemovals(table.name, byId, wanted, writes);
-    planUpdates(byId, wanted, writes);
-    planInserts(byId, wanted, true, writes);
-    planInserts(byId, wanted, false, writes); // last: an Id that the store gives can't be a wanted one then
-    return writes;
+void LoadCheck::table(const std::string& name, bool list) {
+    Table table = describe_(name);
+    if (list && table.singleRow)
+        throw Refused("table " + name + ": it has a single row, an object is expected, not a list");
+    if (!list && !table.singleRow)
+        throw Refused("table " + name + ": it has many rows, a list is expected, not an object");
+    current_ = &tables_[name];
+    current_->table = std::move(table);
 }
 
-void loadTables(ConfigClient& client, const std::vector<LoadTable>& file) {
-    std::vector<std::pair<Table, std::vector<WantedRow>>> targets;
-    for (const LoadTable& table : file) {
-        Table described = describeTable(client, table.name);
-        std::vector<WantedRow> rows = wantedRows(table, described);
-        targets.emplace_back(std::move(described), std::move(rows));
+void LoadCheck::row(const LoadRow& file, const std::string& place) {
+    ValueList row;
+    try {
+        row = wantedRow(file, current_->table);
+    } catch (const Refused& refused) {
+        throw Refused(place + ": " + refused.what());
     }
-    Transaction transaction(client);
-    for (const auto& [table, wanted] : targets)
-        for (const Write& write : planWrites(table, readRows(client, table.name), wanted)) {
-            const EResultCode result = perform(client, table.name, write);
-            if (!result.ok())
-                throw Refused(write.place + ": " + failureText(result));
-        }
-    transaction.commit();
+    if (!row.hasValue(idColumn))
+        current_->hasRowsWithoutId = current_->hasRowsWithoutId || !current_->table.singleRow;
+    else if (!current_->ids.insert(idOf(row)))
+        throw Refused(place + ": Id " + std::to_string(idOf(row)) + " stands there twice");
+}
+
+bool LoadCheck::hasRowsWithoutId() const {
+    return std::any_of(tables_.begin(), tables_.end(),
+                       [](const auto& entry) { return entry.second.hasRowsWithoutId; });
+}
+
+LoadPlan::LoadPlan(const WantedTable& wanted, const Snapshot& current, Sink sink)
+    : wanted_(wanted), current_(current), sink_(std::move(sink)) {
+    if (wanted.table.singleRow)
+        return;
+    ids_.reserve(current.rows());
+    ValueList id;
+    for (std::size_t row = 0; row < current.rows(); ++row) {
+        current.row(row, {idColumn}, id);
+        ids_.push_back(idOf(id));
+    }
+}
+
+void LoadPlan::removeOthers() {
+    for (const std::uint32_t id : ids_)
+        if (!wanted_.ids.contains(id))
+            sink_(Write{Write::Kind::Remove,
+                        id,
+                        {},
+                        "table " + wanted_.table.name + ", removal of row " + std::to_string(id)});
+}
+
+void LoadPlan::write(const ValueList& row, const std::string& place) {
+    const bool single = wanted_.table.singleRow;
+    const std::uint32_t id = single ? 0 : idOf(row);
+    const std::optional<std::size_t> found = single ? std::optional<std::size_t>(0) : find(id);
+    if (!found) {
+        sink_(Write{Write::Kind::Insert, 0, row, place});
+        return;
+    }
+    ValueList present;
+    if (*found < current_.rows())
+        current_.row(*found, {}, present);
+    const ValueList cells = differing(present, row);
+    if (!cells.empty())
+        sink_(Write{single ? Write::Kind::WriteSingle : Write::Kind::Update, id, cells, place});
+}
+
+// Most files have the rows in Id order.
+std::optional<std::size_t> LoadPlan::find(std::uint32_t id) {
+    if (next_ >= ids_.size() || ids_[next_] != id)
+        next_ = static_cast<std::size_t>(std::lower_bound(ids_.begin(), ids_.end(), id) - ids_.begin());
+    if (next_ >= ids_.size() || ids_[next_] != id)
+        return std::nullopt;
+    return next_++;
 }
 
 } // namespace cfgctl

@@ -4,11 +4,7 @@
 #include "tools/text.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <cstring>
-#include <fstream>
-#include <iostream>
+#include <istream>
 #include <limits>
 #include <nlohmann/json.hpp>
 
@@ -16,17 +12,13 @@ namespace cfgctl {
 
 namespace {
 
-// More than any table has: what is beyond is no load file, and its memory is saved.
-constexpr std::size_t tableLimit = 1000;
-constexpr std::size_t rowLimit = 100000; // of all tables together
-constexpr std::size_t columnLimit = 1000;
 constexpr std::size_t reasonLimit = 300; // bytes of what the parser says, which may repeat much of the file
 
-// Takes the events of the JSON parser and makes tables of them, so that nothing is kept of a file that is
-// none: a level too deep or a value of the wrong kind ends it at once.
+// Takes the events of the JSON parser and makes rows of them: a level too deep or a value of the wrong kind
+// ends it at once.
 class LoadParser : public nlohmann::json::json_sax_t {
 public:
-    std::vector<LoadTable> takeTables() { return std::move(tables_); }
+    LoadParser(LoadText& text, LoadVisitor& visitor) : text_(text), visitor_(visitor) {}
 
     bool null() override { return unexpected("null"); }
     bool boolean(bool) override { return unexpected("true or false"); }
@@ -34,9 +26,9 @@ public:
         return unexpected("the number " + inQuotes(text));
     }
     bool binary(nlohmann::json::binary_t&) override { return unexpected("binary data"); }
-    bool number_integer(std::int64_t number) override { return cell(number, "the number"); }
+    bool number_integer(std::int64_t number) override { return cell(number, 0, "the number"); }
     bool number_unsigned(std::uint64_t number) override;
-    bool string(std::string& text) override { return cell(std::move(text), "the text"); }
+    bool string(std::string& text) override { return cell(text, text.size(), "the text"); }
 
     bool start_object(std::size_t) override;
     bool end_object() override;
@@ -49,31 +41,47 @@ public:
 private:
     enum class Place { Document, Tables, List, Row };
 
-    bool cell(LoadCell value, const char* what);
+    bool cell(LoadCell value, std::size_t size, const char* what);
     void beginTable(const std::string& name);
     void beginRow();
+    void endRow();
     void beginCell(const std::string& column);
+    void grow(std::size_t bytes);
     // Throws.
     bool unexpected(const std::string& what) const;
     std::string where() const;
 
-    std::vector<LoadTable> tables_;
+    LoadText& text_;
+    LoadVisitor& visitor_;
     Place place_ = Place::Document;
-    std::size_t rows_ = 0;
-    std::string column_; // whose value comes next in a row
+    std::vector<std::string> tables_; // that have begun
+    bool list_ = false;               // of the last one
+    std::size_t rows_ = 0;            // of it, that have begun
+    LoadRow row_;                     // that has begun
+    std::size_t rowSize_ = 0;         // bytes
+    std::string column_;              // whose value comes next in it
 };
 
 bool LoadParser::number_unsigned(std::uint64_t number) {
     if (number > static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max()))
         return unexpected("the number " + std::to_string(number));
-    return cell(static_cast<std::int64_t>(number), "the number");
+    return cell(static_cast<std::int64_t>(number), 0, "the number");
 }
 
-bool LoadParser::cell(LoadCell value, const char* what) {
+bool LoadParser::cell(LoadCell value, std::size_t size, const char* what) {
     if (place_ != Place::Row)
         return unexpected(what);
-    tables_.back().rows.back().cells.emplace_back(column_, std::move(value));
+    grow(size);
+    row_.cells.emplace_back(column_, std::move(value));
     return true;
+}
+
+// What is over the limit is over the one of a message to the store too.
+void LoadParser::grow(std::size_t bytes) {
+    text_.valueTaken();
+    rowSize_ += bytes;
+    if (rowSize_ > loadRowSize)
+        throw Refused(where() + ": larger than " + std::to_string(loadRowSize) + " bytes");
 }
 
 bool LoadParser::start_object(std::size_t) {
@@ -82,9 +90,11 @@ bool LoadParser::start_object(std::size_t) {
         place_ = Place::Tables;
         return true;
     case Place::Tables:
+        visitor_.table(tables_.back(), false);
+        beginRow();
+        return true;
     case Place::List:
         beginRow();
-        place_ = Place::Row;
         return true;
     case Place::Row:
         break;
@@ -94,15 +104,16 @@ bool LoadParser::start_object(std::size_t) {
 
 bool LoadParser::end_object() {
     if (place_ == Place::Row)
-        place_ = tables_.back().list ? Place::List : Place::Tables;
+        endRow();
     return true;
 }
 
 bool LoadParser::start_array(std::size_t) {
     if (place_ != Place::Tables)
         return unexpected("a list");
-    tables_.back().list = true;
+    list_ = true;
     place_ = Place::List;
+    visitor_.table(tables_.back(), true);
     return true;
 }
 
@@ -120,26 +131,38 @@ bool LoadParser::key(std::string& name) {
 }
 
 void LoadParser::beginTable(const std::string& name) {
-    if (std::any_of(tables_.begin(), tables_.end(),
-                    [&](const LoadTable& table) { return table.name == name; }))
+    text_.valueTaken();
+    if (std::find(tables_.begin(), tables_.end(), name) != tables_.end())
         throw Refused("table " + inQuotes(name) + " stands there twice");
-    if (tables_.size() == tableLimit)
-        throw Refused("more than " + std::to_string(tableLimit) + " tables");
-    tables_.push_back(LoadTable{name, false, {}});
+    if (tables_.size() == loadTableLimit)
+        throw Refused("more than " + std::to_string(loadTableLimit) + " tables");
+    tables_.push_back(name);
+    list_ = false;
+    rows_ = 0;
 }
 
 void LoadParser::beginRow() {
-    if (++rows_ > rowLimit)
-        throw Refused("more than " + std::to_string(rowLimit) + " rows");
-    tables_.back().rows.emplace_back();
+    text_.valueTaken();
+    if (++rows_ > loadRowLimit)
+        throw Refused("table " + inQuotes(tables_.back()) + ": more than " + std::to_string(loadRowLimit) +
+                      " rows");
+    row_.cells.clear();
+    rowSize_ = 0;
+    place_ = Place::Row;
+}
+
+void LoadParser::endRow() {
+    visitor_.row(row_, "table " + tables_.back() + (list_ ? ", row " + std::to_string(rows_) : ""));
+    place_ = list_ ? Place::List : Place::Tables;
 }
 
 void LoadParser::beginCell(const std::string& column) {
-    const auto& cells = tables_.back().rows.back().cells;
+    const auto& cells = row_.cells;
     if (std::any_of(cells.begin(), cells.end(), [&](const auto& cell) { return cell.first == column; }))
         throw Refused(where() + ": column " + inQuotes(column) + " stands there twice");
-    if (cells.size() == columnLimit)
-        throw Refused(where() + ": more than " + std::to_string(columnLimit) + " columns");
+    if (cells.size() == loadColumnLimit)
+        throw Refused(where() + ": more than " + std::to_string(loadColumnLimit) + " columns");
+    grow(column.size());
     column_ = column;
 }
 
@@ -160,11 +183,8 @@ bool LoadParser::unexpected(const std::string& what) const {
 
 // Rows count from 1.
 std::string LoadParser::where() const {
-    const LoadTable& table = tables_.back();
-    std::size_t row = table.rows.size();
-    if (place_ == Place::List)
-        ++row; // the one that should begin here
-    return "table " + inQuotes(table.name) + (table.list ? ", row " + std::to_string(row) : "");
+    const std::size_t row = place_ == Place::List ? rows_ + 1 : rows_; // the one that should begin here
+    return "table " + inQuotes(tables_.back()) + (list_ ? ", row " + std::to_string(row) : "");
 }
 
 bool LoadParser::parse_error(std::size_t, const std::string&, const nlohmann::json::exception& error) {
@@ -174,35 +194,12 @@ bool LoadParser::parse_error(std::size_t, const std::string&, const nlohmann::js
     throw Refused(text.size() > reasonLimit ? text.substr(0, reasonLimit) + "..." : text);
 }
 
-std::string readAll(std::istream& in) {
-    std::string text;
-    std::array<char, 64 * 1024> bytes;
-    errno = 0;
-    while (in.read(bytes.data(), bytes.size()) || in.gcount() > 0) {
-        text.append(bytes.data(), static_cast<std::size_t>(in.gcount()));
-        if (text.size() > loadFileLimit)
-            throw Refused("larger than " + std::to_string(loadFileLimit) + " bytes");
-    }
-    if (in.bad())
-        throw Refused(std::strerror(errno != 0 ? errno : EIO));
-    return text;
-}
-
 } // namespace
 
-std::vector<LoadTable> parseLoadFile(const std::string& text) {
-    LoadParser parser;
-    (void)nlohmann::json::sax_parse(text, &parser); // the parser throws what it can't take
-    return parser.takeTables();
-}
-
-std::string readLoadFile(const std::string& path) {
-    if (path == "-")
-        return readAll(std::cin);
-    std::ifstream file(path, std::ios::binary);
-    if (!file)
-        throw Refused(std::strerror(errno));
-    return readAll(file);
+void parseLoadFile(LoadText& text, LoadVisitor& visitor) {
+    LoadParser parser(text, visitor);
+    std::istream stream(&text);
+    (void)nlohmann::json::sax_parse(stream, &parser); // the parser throws what it can't take
 }
 
 } // namespace cfgctl

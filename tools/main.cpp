@@ -16,7 +16,9 @@
 #include <exception>
 #include <functional>
 #include <iostream>
+#include <new>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <unistd.h>
@@ -38,17 +40,19 @@ constexpr const char* usage =
     R"(Usage: cfgctl [-s SOCKET] [--json] COMMAND
 
   tables                         The tables and how many rows they have
-  show TABLE                     All rows of a table
+  columns TABLE                  What the cells of a table may hold
+  show TABLE[.ID]                All rows of a table, or one
   get TABLE[.ID] COLUMN          One value
   set TABLE[.ID] COLUMN=VALUE... Change values of a row, all at once
   add TABLE COLUMN=VALUE...      Add a row; prints its Id
   remove TABLE.ID                Remove a row
-  watch [TABLE...]               Print every change until interrupted
+  watch [--no-time] [TABLE...]   Print every change until interrupted
   dump [TABLE...]                Tables as JSON
   load FILE                      Make tables what a dump says ("-" is standard input)
 
   -s, --socket SOCKET  Where the store listens (/tmp/cfgserver.socket)
       --json           Print JSON
+      --version        Print the version
   -h, --help           Print this help
 
 A table that has a single row is named without ".ID".
@@ -72,6 +76,7 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     app.fallthrough(); // options may stand behind the command too
     app.add_option("-s,--socket", arguments.socket);
     app.add_flag("--json", arguments.json);
+    app.set_version_flag("--version", std::string(cfgctl::programName) + " " HORAD_VERSION "\n");
     const auto add = [&](const char* name, const Command& function) {
         CLI::App* const definition = app.add_subcommand(name);
         definition->callback([&command, function] { command = function; });
@@ -96,13 +101,16 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     };
 
     add("tables", onStore(cfgctl::listCommand));
-    addWithTable("show", onStore(cfgctl::showCommand));
+    addWithTable("columns", onStore(cfgctl::columnsCommand));
+    addWithTarget("show", onStore(cfgctl::showCommand), cfgctl::parseTarget);
     CLI::App* const get = addWithTarget("get", onStore(cfgctl::getCommand), cfgctl::parseTarget);
     get->add_option("COLUMN", arguments.column)->required();
     addCells(addWithTarget("set", onStore(cfgctl::setCommand), cfgctl::parseTarget));
     addCells(addWithTable("add", onStore(cfgctl::addCommand)));
     addWithTarget("remove", onStore(cfgctl::removeCommand), cfgctl::parseRowTarget);
-    add("watch", cfgctl::watchCommand)->add_option("TABLES", arguments.tables);
+    CLI::App* const watch = add("watch", cfgctl::watchCommand);
+    watch->add_option("TABLES", arguments.tables);
+    watch->add_flag("!--no-time", arguments.time);
     add("dump", onStore(cfgctl::dumpCommand))->add_option("TABLES", arguments.tables);
     add("load", onStore(cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
 }
@@ -127,12 +135,11 @@ std::string describe(const CLI::App& app, const CLI::Error& error) {
 }
 
 int wrongUse(const std::string& text) {
-    complain(text);
-    std::cerr << usage;
+    complain(text + " (" + cfgctl::programName + " -h shows the usage)");
     return exitWrongUse;
 }
 
-// False where help was asked for and all is done.
+// False where help or the version was asked for and all is done.
 bool parse(CLI::App& app, int argc, char* argv[]) {
     try {
         app.parse(argc, argv);
@@ -140,14 +147,13 @@ bool parse(CLI::App& app, int argc, char* argv[]) {
     } catch (const CLI::CallForHelp&) {
         cfgctl::print(usage);
         return false;
+    } catch (const CLI::CallForVersion& version) {
+        cfgctl::print(version.what());
+        return false;
     }
 }
 
-} // namespace
-
-int main(int argc, char* argv[]) {
-    orv::error::endOnLackOfMemory(cfgctl::programName);
-    ORV_Daemon_occupyStandardStreams();
+int runProgram(int argc, char* argv[]) {
     Arguments arguments;
     Command command;
     CLI::App app;
@@ -162,8 +168,20 @@ int main(int argc, char* argv[]) {
         return wrongUse(describe(app, error));
     } catch (const cfgctl::WrongUse& error) {
         return wrongUse(error.what());
+    }
+}
+
+} // namespace
+
+int main(int argc, char* argv[]) {
+    orv::error::endOnLackOfMemory(cfgctl::programName);
+    ORV_Daemon_occupyStandardStreams();
+    try {
+        return runProgram(argc, argv);
+    } catch (const std::bad_alloc&) {
+        complain("out of memory");
     } catch (const std::exception& error) {
         complain(error.what());
-        return exitRefused;
     }
+    return exitRefused;
 }

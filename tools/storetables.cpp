@@ -1,6 +1,7 @@
 #include "tools/storetables.h"
 
 #include <algorithm>
+#include <exception>
 
 namespace cfgctl {
 
@@ -23,6 +24,8 @@ const ColumnInfo& Table::column(const std::string& columnName) const {
 std::string failureText(const EResultCode& result) {
     if (result.code() == code::notConnected)
         return "the connection to the configuration store is lost";
+    if (result.code() == code::wrongKind && !result.detail().empty())
+        return result.detail(); // which names the cell and says what it takes
     return result.strerror();
 }
 
@@ -32,7 +35,7 @@ void require(const EResultCode& result) {
 }
 
 void connect(orv::cfg::Connection& connection, const std::string& socketPath) {
-    const EResultCode result = connection.open();
+    const EResultCode result = connection.open(connectPatience);
     if (result.ok())
         return;
     if (result.code() != code::notConnected)
@@ -98,9 +101,11 @@ Transaction::Transaction(IConfigClient& client) : client_(client) {
 }
 
 Transaction::~Transaction() {
-    if (client_.isTransactionOpen())
-        (void)client_
-            .abortTransaction(); // what went wrong is told already; the store drops it with the connection
+    try {
+        if (client_.isTransactionOpen())
+            (void)client_.abortTransaction(); // what went wrong is told already
+    } catch (const std::exception&) {         // without memory, say: the store drops it with the connection
+    }
 }
 
 void Transaction::commit() {

@@ -5,6 +5,7 @@
 #include "velta/protocol/message.h"
 #include "velta/valuelist.h"
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -14,7 +15,8 @@ namespace cfgctl {
 
 inline constexpr const char* programName = "cfgctl";
 inline constexpr const char* idColumn = "Id";
-inline constexpr unsigned answerTimeout = 30; // seconds; longer than a transaction waits its turn
+inline constexpr std::chrono::seconds connectPatience(1); // where many want to connect at once
+inline constexpr unsigned answerTimeout = 30;             // seconds; longer than a transaction waits its turn
 
 using Rows = std::vector<velta::ValueList>;
 
@@ -33,7 +35,8 @@ std::string failureText(const velta::protocol::EResultCode& result);
 // Throws Refused with that text for a failure.
 void require(const velta::protocol::EResultCode& result);
 
-// Opens the connection; throws Refused where no store answers at the path.
+// Opens the connection, and waits a second for a place where many want one; throws Refused where no store
+// answers at the path.
 void connect(orv::cfg::Connection& connection, const std::string& socketPath);
 
 // All throw Refused.

@@ -2,6 +2,7 @@
 
 #include "velta/text.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <cstdio>
@@ -63,6 +64,33 @@ std::size_t width(std::string_view text) {
         if ((static_cast<std::uint8_t>(byte) & 0xc0) != 0x80)
             ++columns;
     return columns;
+}
+
+std::string cut(std::string_view text, std::size_t columns) {
+    constexpr std::string_view dots = "...";
+    if (width(text) <= columns)
+        return std::string(text);
+    std::size_t bytes = 0;
+    for (std::size_t left = columns > dots.size() ? columns - dots.size() : 0; left > 0; --left)
+        bytes += velta::firstCharacter(text.substr(bytes)).value_or(velta::Character{0, 1}).bytes;
+    return std::string(text.substr(0, bytes)) + std::string(dots);
+}
+
+std::string withoutControls(std::string json) {
+    const auto isSuspect = [](char byte) { return byte == '\x7f' || byte == '\xc2'; };
+    auto from = std::find_if(json.begin(), json.end(), isSuspect);
+    if (from == json.end())
+        return json;
+    std::string result(json.begin(), from);
+    for (std::string_view rest = std::string_view(json).substr(result.size()); !rest.empty();) {
+        const velta::Character first = velta::firstCharacter(rest).value_or(velta::Character{U' ', 1});
+        if (first.code >= 0x7f && velta::isControl(first.code))
+            result += hex("\\u%04x", static_cast<unsigned>(first.code));
+        else
+            result += rest.substr(0, first.bytes);
+        rest.remove_prefix(first.bytes);
+    }
+    return result;
 }
 
 std::string asWord(std::string_view text) {

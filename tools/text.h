@@ -14,6 +14,12 @@ std::string printable(std::string_view text);
 // How many columns a printable text takes, one a character.
 std::size_t width(std::string_view text);
 
+// A printable text in so many columns: the end of a longer one becomes "...".
+std::string cut(std::string_view text, std::size_t columns);
+
+// Text in JSON with delete and C1 control characters, which JSON may hold as they are, spelled out as \u0080.
+std::string withoutControls(std::string json);
+
 // Printable, and between quotes where it would not be read as one word: "" or "two words".
 std::string asWord(std::string_view text);
 

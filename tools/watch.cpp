@@ -6,8 +6,11 @@
 #include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/text.h"
+#include "tools/timestamp.h"
 #include "velta/net/eventdispatcher.h"
 
+#include <chrono>
+#include <ctime>
 #include <iostream>
 #include <list>
 #include <map>
@@ -27,12 +30,14 @@ using velta::protocol::TableInfo;
 namespace {
 
 constexpr unsigned transactionWait = 0;  // watching writes nothing
+constexpr unsigned attemptInterval = 20; // milliseconds
 constexpr unsigned idleInterval = 60000; // milliseconds; nothing depends on it
 
 // Holds each table as it was printed last, and as it was read since.
 class Watcher : public orv::cfg::IConfigHandler {
 public:
-    Watcher(std::vector<TableInfo> tables, bool json) : tables_(std::move(tables)), json_(json) {}
+    Watcher(std::vector<TableInfo> tables, const Arguments& arguments)
+        : tables_(std::move(tables)), json_(arguments.json), time_(arguments.time) {}
 
     void getTables(std::list<std::string>& tables) override {
         for (const TableInfo& table : tables_)
@@ -46,8 +51,11 @@ public:
     void requireReadings() const;
 
 private:
+    std::string asText(const Change& change, const std::string& time) const;
+
     std::vector<TableInfo> tables_;
     bool json_;
+    bool time_;
     std::map<std::string, Rows> printed_; // by table
     std::map<std::string, Rows> read_;    // by table, since the last process()
     bool begun_ = false;
@@ -67,6 +75,7 @@ bool Watcher::configChanged(IConfigClient& client, const std::string& name) {
 }
 
 void Watcher::process(IConfigClient&) {
+    const std::string time = time_ ? timestamp(std::time(nullptr)) : std::string();
     std::string lines;
     for (const TableInfo& table : tables_) {
         const auto now = read_.find(table.name);
@@ -75,12 +84,18 @@ void Watcher::process(IConfigClient&) {
         Rows& before = printed_[table.name];
         if (begun_)
             for (const Change& change : diff(table, before, now->second))
-                lines += (json_ ? serialise(asJson(change)) : asLine(change)) + '\n';
+                lines += asText(change, time) + '\n';
         before = std::move(now->second);
     }
     print(lines);
     read_.clear();
     begun_ = true;
+}
+
+std::string Watcher::asText(const Change& change, const std::string& time) const {
+    if (json_)
+        return serialise(asJson(change, time));
+    return (time.empty() ? time : time + " ") + asLine(change);
 }
 
 void Watcher::requireReadings() const {
@@ -104,6 +119,18 @@ void watchReader(EventDispatcher& dispatcher, bool& gone) {
     }
 }
 
+// The store was there a moment ago: where it does not let this client in, others may be before it.
+void begin(NotificationHandler& notifications, EventDispatcher& dispatcher) {
+    const auto deadline = std::chrono::steady_clock::now() + connectPatience;
+    notifications.initialize();
+    while (!notifications.initialized()) {
+        if (std::chrono::steady_clock::now() >= deadline)
+            require(velta::protocol::code::notConnected);
+        dispatcher.handleEvents(attemptInterval);
+        notifications.initialize();
+    }
+}
+
 std::string namesOf(const std::vector<TableInfo>& tables) {
     std::string names;
     for (const TableInfo& table : tables)
@@ -115,14 +142,12 @@ std::string namesOf(const std::vector<TableInfo>& tables) {
 
 void watchCommand(const Arguments& arguments) {
     const std::vector<TableInfo> tables = tablesToWatch(arguments);
-    Watcher watcher(tables, arguments.json);
+    Watcher watcher(tables, arguments);
     EventDispatcher dispatcher;
     NotificationHandler notifications(arguments.socket, dispatcher, programName, false, answerTimeout,
                                       transactionWait, true, false);
     notifications.registerConfigHandler(&watcher);
-    notifications.initialize();
-    if (!notifications.initialized())
-        require(velta::protocol::code::notConnected);
+    begin(notifications, dispatcher);
     std::cerr << "watching" << namesOf(tables) << std::endl;
 
     bool readerGone = false;

@@ -1,6 +1,7 @@
 #include "cfg/pipeline.h"
 
 #include <cerrno>
+#include <new>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -22,7 +23,12 @@ constexpr std::size_t batch = 32 * 1024;
 } // namespace
 
 Pipeline::~Pipeline() {
-    (void)finish(); // whoever is interested has asked; the connection is of use only without missing answers
+    // Whoever is interested has asked. The connection is of use only without missing answers.
+    try {
+        (void)finish();
+    } catch (const std::bad_alloc&) {
+        connection_.close();
+    }
 }
 
 EResultCode Pipeline::send(Request request) {

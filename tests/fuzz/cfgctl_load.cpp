@@ -1,4 +1,5 @@
 // Any text as a file for `cfgctl load`.
+#include "fakes/loadedtables.h"
 #include "fuzz/input.h"
 #include "tools/errors.h"
 #include "tools/loadfile.h"
@@ -11,14 +12,14 @@ namespace {
 
 using cfgctl::LoadCell;
 using cfgctl::LoadRow;
-using cfgctl::LoadTable;
+using LoadTable = fakes::LoadedTable;
 using fuzz::require;
 
 constexpr std::size_t errorLimit = 1024; // bytes; a person reads it
 
 std::optional<std::vector<LoadTable>> parsed(const std::string& text) {
     try {
-        return cfgctl::parseLoadFile(text);
+        return fakes::parsed(text).tables;
     } catch (const cfgctl::Refused& error) {
         const std::size_t size = std::string(error.what()).size();
         require(size > 0 && size <= errorLimit, "a refusal has a reason, and a short one");

@@ -290,7 +290,7 @@ class House:
         return self.start(*command, env=env)
 
     def watch(self, *arguments):
-        watch = self.start("cfgctl", "watch", *arguments)
+        watch = self.start("cfgctl", "watch", "--no-time", *arguments)
         watch.err.wait("watching")
         return watch
 

@@ -1,5 +1,6 @@
 """Every command of cfgctl against the real store, right and wrong."""
 
+import datetime
 import json
 import os
 import re
@@ -45,6 +46,20 @@ def test_add_set_get_show_and_remove_of_a_row(store):
     assert header.index("TimePlanName") == first.index("night") == second.index("long day")
     store.cfgctl("remove", "TimePlans.1")
     assert [row["Id"] for row in json.loads(store.cfgctl("--json", "show", "TimePlans"))] == [2]
+
+
+def test_show_of_a_row_has_a_column_a_line(store):
+    store.add("WlanTimePlans", TimePlanName="night", Activate=1)
+    lines = dict(line.split(maxsplit=1) for line in store.cfgctl("show", "WlanTimePlans.1").splitlines() if " " in line)
+    assert (lines["Id"], lines["TimePlanName"], lines["Activate"]) == ("1", "night", "1")
+    row = json.loads(store.cfgctl("show", "WlanTimePlans.1", "--json"))
+    assert row == json.loads(store.cfgctl("show", "WlanTimePlans", "--json"))[0]
+    assert "no such row" in refused(store, "show", "WlanTimePlans.2")
+    assert "single row" in refused(store, "show", "WlanGlobals.1")
+
+
+def test_what_the_store_says_of_a_wrong_value_stands_alone(store):
+    assert refused(store, "add", "TimePlans", "TimePlanName=" + "x" * 5000).startswith("cfgctl: TimePlans.TimePlanName takes ")
 
 
 def test_values_keep_their_kind_and_range(store):
@@ -102,10 +117,17 @@ def test_an_id_that_is_taken_is_refused(store):
         ["add", "TimePlans"], ["load"], ["--nonsense", "tables"], ["-s"],
     ],
 )
-def test_wrong_use_shows_the_usage_and_ends_with_2(store, arguments):
+def test_wrong_use_says_what_was_wrong_in_one_line_and_ends_with_2(store, arguments):
     status, out, err = store.run("cfgctl", *arguments)
     assert (status, out) == (2, "")
-    assert err.startswith("cfgctl: ") and "Usage: cfgctl" in err
+    assert re.fullmatch(r"cfgctl: .{10,} \(cfgctl -h shows the usage\)\n", err), err
+    assert all(word in err for word in arguments if word in ("nonsense", "--nonsense", "-s", "TimePlans.x")), err
+
+
+def test_the_version_is_that_of_the_project(house):
+    project = open(os.path.join(os.path.dirname(__file__), "../../CMakeLists.txt")).read()
+    version = re.search(r"project\(horad VERSION (\S+)", project).group(1)
+    assert house.run("cfgctl", "--version") == (0, f"cfgctl {version}\n", "")
 
 
 def test_help_ends_with_0(house):
@@ -129,7 +151,9 @@ def test_dump_and_load_bring_everything_back(store):
     store.set("WlanGlobals", AlwaysEnable=0, WlanEnable=1)
     store.cfgctl("remove", "WlanTimePlans.1")
     store.add("TimePlans", TimePlanName="not in the dump")
-    store.cfgctl("load", "-", input=dump.encode())
+    status, out, err = store.run("cfgctl", "load", "-", input=dump.encode())
+    assert (status, out) == (0, "")
+    assert re.fullmatch(r"cfgctl: 2 rows written, 1 row removed, the transaction was open for \d+\.\d s\n", err), err
     assert store.cfgctl("dump") == dump
 
 
@@ -145,6 +169,7 @@ def test_a_load_leaves_tables_alone_that_it_does_not_name(store):
     [
         ("", "parse error"),
         ('{"WlanGlobals": {"WlanEnable": 1}', "parse error"),
+        ('{"WlanGlobals": {"WlanEnable": 1}}\n\0 nonsense', "line 2, column 1: a NUL byte"),
         ('[1, 2]', "object"),
         ('{"Typo": []}', "unknown table: Typo"),
         ('{"WlanGlobals": []}', "WlanGlobals"),
@@ -196,7 +221,23 @@ def test_watch_for_a_program_prints_an_object_a_line(store):
     watch.err.wait("watching")
     store.set("WlanGlobals", WlanEnable=1)
     line = watch.out.seen[watch.out.wait("WlanEnable")]
-    assert json.loads(line) == {"table": "WlanGlobals", "column": "WlanEnable", "old": 0, "new": 1}
+    change = json.loads(line)
+    assert is_now(change["time"]) and list(change)[0] == "time"
+    assert change == {"time": change["time"], "table": "WlanGlobals", "column": "WlanEnable", "old": 0, "new": 1}
+
+
+def is_now(text):
+    then = datetime.datetime.fromisoformat(text)
+    return then.tzinfo and abs(datetime.datetime.now(datetime.timezone.utc) - then) < datetime.timedelta(minutes=1)
+
+
+def test_watch_says_when_a_change_came(store):
+    watch = store.start("cfgctl", "watch", env={"TZ": "XYZ-3:30"})
+    watch.err.wait("watching")
+    store.set("WlanGlobals", WlanEnable=1)
+    time, change = watch.out.seen[watch.out.wait("WlanEnable")].split(" ", 1)
+    assert is_now(time) and time.endswith("+03:30")
+    assert change == "WlanGlobals WlanEnable: 0 -> 1"
 
 
 def test_watch_ends_with_one_line_when_the_store_goes(store):
@@ -236,6 +277,27 @@ def test_a_value_does_not_drive_the_terminal(store):
     store.set("TimePlans.1", TimePlanName="\x1b[31m")
     watch.out.wait("TimePlanName")
     assert "\x1b" not in watch.out.seen[0]
+
+
+@pytest.mark.parametrize("command", [["show", "TimePlans"], ["show", "TimePlans.1"], ["dump", "TimePlans"],
+                                     ["--json", "show", "TimePlans"], ["--json", "show", "TimePlans.1"],
+                                     ["--json", "get", "TimePlans.1", "TimePlanName"]])
+def test_no_control_character_comes_out_as_it_is(store, command):
+    name = "a\x7fb\x80c\x9bd\x9fe\xa0"
+    store.add("TimePlans", TimePlanName=name)
+    out = store.cfgctl(*command)
+    assert not re.search("[\x00-\x09\x0b-\x1f\x7f-\x9f]", out) and "\xa0" in out
+    if command[0] == "dump":
+        store.cfgctl("set", "TimePlans.1", "TimePlanName=")
+        store.cfgctl("load", "-", input=out.encode())
+        assert store.get("TimePlans.1 TimePlanName") == name
+
+
+def test_an_error_text_holds_no_control_character(store):
+    for arguments in (["show", "T\x9b\x7f"], ["get", "WlanGlobals", "\x9b"], ["dump", "\x80"], ["set", "wexd", "Enable=\x9b"]):
+        assert not re.search("[\x7f-\x9f]", refused(store, *arguments))
+    _, _, err = store.run("cfgctl", "\x9b\x7f")
+    assert not re.search("[\x7f-\x9f]", err)
 
 
 def test_sixty_clients_commit_at_once(store):

@@ -57,7 +57,7 @@ class Plant:
     def change_while_away(self):
         """The first plan goes, the second is to rest again, a third has to become active."""
         assert self.proxy.is_cut.wait(20), self.horad.err.seen
-        watch = self._house.start("cfgctl", *STORE, "watch")
+        watch = self._house.start("cfgctl", *STORE, "watch", "--no-time")
         watch.err.wait("watching")
         self.load({"Id": 2, "Activate": 1}, {"Id": 3, "Activate": 0})
         self.proxy.resume()

@@ -72,7 +72,7 @@ class Night:
         wait_until(lambda: self.cells() == ("1", when), f"the reboot at {when}")
 
     def watch(self):
-        watch = self.house.start("cfgctl", "-s", self.path, "watch", "Reboot", "AutoReboot")
+        watch = self.house.start("cfgctl", "-s", self.path, "watch", "--no-time", "Reboot", "AutoReboot")
         watch.err.wait("watching")
         return watch
 

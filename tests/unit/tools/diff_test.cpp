@@ -95,5 +95,14 @@ TEST(DiffAsJson, HoldsTheIdOfARemovedRow) {
                 ElementsAre(R"({"table":"WlanTimePlans","id":3,"removed":true})"));
 }
 
+TEST(JsonChange, BeginsWithItsTime) {
+    Change change;
+    change.kind = Change::Kind::RowRemoved;
+    change.table = "T";
+    change.id = 3;
+    EXPECT_EQ(asJson(change, "2026-11-21T08:41:51+01:00").dump(),
+              R"({"time":"2026-11-21T08:41:51+01:00","table":"T","id":3,"removed":true})");
+}
+
 } // namespace
 } // namespace cfgctl

@@ -1,7 +1,11 @@
+#include "fakes/loadedtables.h"
 #include "rows.h"
+#include "tools/cells.h"
 #include "tools/dump.h"
 #include "tools/errors.h"
 #include "tools/load.h"
+#include "tools/loadtables.h"
+#include "velta/protocol/wire.h"
 
 #include <string>
 #include <vector>
@@ -13,8 +17,46 @@ namespace {
 
 using namespace testing;
 
-std::vector<WantedRow> wanted(const std::string& text, const Table& table) {
-    return wantedRows(parseLoadFile(text).at(0), table);
+LoadCheck checked(const std::string& text, const Table& table) {
+    LoadCheck check([&](const std::string&) { return table; });
+    LoadText input(fakes::readFrom(text));
+    parseLoadFile(input, check);
+    return check;
+}
+
+orv::cfg::Snapshot snapshotOf(const Rows& rows) {
+    std::string cells;
+    velta::protocol::Writer writer(cells);
+    velta::protocol::RowsPiece piece;
+    for (const velta::ValueList& row : rows)
+        for (const auto& [column, value] : row) {
+            if (&row == &rows.front())
+                piece.columns.push_back(column);
+            writer.value(value);
+        }
+    piece.last = true;
+    piece.rows = piece.totalRows = static_cast<std::uint32_t>(rows.size());
+    piece.cells = cells;
+    orv::cfg::Snapshot snapshot;
+    EXPECT_EQ(snapshot.append(piece), nullptr);
+    return snapshot;
+}
+
+// All that makes the table what the file says, but for the rows that have no Id.
+std::vector<Write> planned(const std::string& text, const Table& table, const Rows& current) {
+    const LoadCheck check = checked(text, table);
+    const orv::cfg::Snapshot snapshot = snapshotOf(current);
+    std::vector<Write> writes;
+    LoadPlan plan(check.tables().at(table.name), snapshot,
+                  [&](const Write& write) { writes.push_back(write); });
+    plan.removeOthers();
+    const fakes::LoadedTables file = fakes::parsed(text);
+    for (std::size_t i = 0; i < file.places.size(); ++i) {
+        const velta::ValueList row = wantedRow(file.tables.at(0).rows[i], table);
+        if (table.singleRow || row.hasValue(idColumn))
+            plan.write(row, file.places[i]);
+    }
+    return writes;
 }
 
 // A plan in one line: "remove 3; update 1 TimePlanName=b".
@@ -54,9 +96,7 @@ class Plans : public ::testing::TestWithParam<PlanCase> {};
 TEST_P(Plans, WriteOnlyWhatDiffers) {
     const Rows current = {plan(1, "a", 0), plan(3, "c", 1)};
 
-    const auto writes = planWrites(planTable(), current, wanted(GetParam().file, planTable()));
-
-    EXPECT_EQ(described(writes), GetParam().writes);
+    EXPECT_EQ(described(planned(GetParam().file, planTable(), current)), GetParam().writes);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -75,25 +115,27 @@ INSTANTIATE_TEST_SUITE_P(
         PlanCase{"RowWithANewId",
                  R"({"WlanTimePlans": [{"Id": 1}, {"Id": 2, "TimePlanName": "b"}, {"Id": 3}]})",
                  "insert Id=2 TimePlanName=b"},
-        PlanCase{"RowWithoutIdComesLast",
+        PlanCase{"RowsInAnotherOrder",
+                 R"({"WlanTimePlans": [{"Id": 4}, {"TimePlanStatus": 0, "Id": 3}, {"Id": 1}]})",
+                 "insert Id=4; update 3 TimePlanStatus=0"},
+        PlanCase{"RowWithoutIdWaitsForAnotherReading",
                  R"({"WlanTimePlans": [{"TimePlanName": "new"}, {"Id": 4}, {"Id": 3, "TimePlanStatus": 0}]})",
-                 "remove 1; update 3 TimePlanStatus=0; insert Id=4; insert TimePlanName=new"}),
+                 "remove 1; insert Id=4; update 3 TimePlanStatus=0"}),
     [](const auto& suite) { return suite.param.name; });
 
 TEST(SingleRowPlan, WritesTheChangedCell) {
-    const auto rows = wanted(R"({"WlanGlobals": {"WlanEnable": 1}})", globalsTable());
+    const std::string file = R"({"WlanGlobals": {"WlanEnable": 1}})";
 
-    EXPECT_EQ(described(planWrites(globalsTable(), {globals(0)}, rows)), "write WlanEnable=1");
-    EXPECT_EQ(described(planWrites(globalsTable(), {globals(1)}, rows)), "");
+    EXPECT_EQ(described(planned(file, globalsTable(), {globals(0)})), "write WlanEnable=1");
+    EXPECT_EQ(described(planned(file, globalsTable(), {globals(1)})), "");
+    EXPECT_EQ(described(planned(file, globalsTable(), {})), "write WlanEnable=1");
 }
 
 TEST(Plan, OfWhatWasDumpedWritesNothing) {
-    const Rows current = {plan(1, "a \"b\"\n\\", 0), plan(2147483647, "\xc3\xa4", 1)};
+    const Rows current = {plan(1, "a \"b\"\n\\\x7f\xc2\x9b", 0), plan(2147483647, "\xc3\xa4", 1)};
     const nlohmann::ordered_json dump = {{"WlanTimePlans", rowsAsJson(false, current)}};
 
-    const auto writes = planWrites(planTable(), current, wanted(dump.dump(), planTable()));
-
-    EXPECT_EQ(described(writes), "");
+    EXPECT_EQ(described(planned(serialise(dump), planTable(), current)), "");
 }
 
 struct BadRows {
@@ -105,7 +147,7 @@ struct BadRows {
 class BadPlanRows : public ::testing::TestWithParam<BadRows> {};
 
 TEST_P(BadPlanRows, AreRefusedWithThePlace) {
-    EXPECT_EQ(errorOf([] { return wanted(GetParam().file, planTable()); }), GetParam().error);
+    EXPECT_EQ(errorOf([] { return checked(GetParam().file, planTable()); }), GetParam().error);
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -127,13 +169,30 @@ INSTANTIATE_TEST_SUITE_P(
     [](const auto& suite) { return suite.param.name; });
 
 TEST(SingleRowTable, RefusesAListOfRows) {
-    EXPECT_EQ(errorOf([] { return wanted(R"({"WlanGlobals": [{"WlanEnable": 1}]})", globalsTable()); }),
+    EXPECT_EQ(errorOf([] { return checked(R"({"WlanGlobals": [{"WlanEnable": 1}]})", globalsTable()); }),
               "table WlanGlobals: it has a single row, an object is expected, not a list");
 }
 
 TEST(SingleRowTable, HasNoId) {
-    EXPECT_EQ(errorOf([] { return wanted(R"({"WlanGlobals": {"Id": 1}})", globalsTable()); }),
+    EXPECT_EQ(errorOf([] { return checked(R"({"WlanGlobals": {"Id": 1}})", globalsTable()); }),
               "table WlanGlobals: unknown column: WlanGlobals.Id");
+}
+
+TEST(RowsWithoutId, AreKnownAfterTheFirstReading) {
+    EXPECT_TRUE(checked(R"({"WlanTimePlans": [{"Id": 1}, {}]})", planTable()).hasRowsWithoutId());
+    EXPECT_FALSE(checked(R"({"WlanTimePlans": [{"Id": 1}]})", planTable()).hasRowsWithoutId());
+    EXPECT_FALSE(checked(R"({"WlanGlobals": {}})", globalsTable()).hasRowsWithoutId());
+}
+
+TEST(Outcome, SaysWhatWasWrittenAndHowLongItTook) {
+    using std::chrono::milliseconds;
+    EXPECT_EQ((LoadOutcome{100000, 0, milliseconds(2345)}.text()),
+              "100000 rows written, the transaction was open for 2.3 s");
+    EXPECT_EQ((LoadOutcome{1, 1, milliseconds(4)}.text()),
+              "1 row written, 1 row removed, the transaction was open for 0.0 s");
+    EXPECT_EQ((LoadOutcome{0, 2, milliseconds(60)}.text()),
+              "2 rows removed, the transaction was open for 0.1 s");
+    EXPECT_EQ((LoadOutcome{0, 0, milliseconds(500)}.text()), "");
 }
 
 } // namespace

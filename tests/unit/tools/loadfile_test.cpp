@@ -1,8 +1,8 @@
+#include "fakes/loadedtables.h"
 #include "rows.h"
 #include "tools/errors.h"
 #include "tools/loadfile.h"
 
-#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -11,12 +11,14 @@
 namespace cfgctl {
 namespace {
 
+using fakes::parsed;
 using testing::errorOf;
 using ::testing::HasSubstr;
 
 TEST(LoadFile, HoldsRowsOfBothKindsOfTables) {
-    const auto tables = parseLoadFile(R"({"WlanGlobals": {"WlanEnable": 1},
-                                          "WlanTimePlans": [{"Id": 1, "TimePlanName": "a"}, {}]})");
+    const auto tables = parsed(R"({"WlanGlobals": {"WlanEnable": 1},
+                                          "WlanTimePlans": [{"Id": 1, "TimePlanName": "a"}, {}]})")
+                            .tables;
 
     ASSERT_EQ(tables.size(), 2U);
     EXPECT_EQ(tables[0].name, "WlanGlobals");
@@ -30,8 +32,8 @@ TEST(LoadFile, HoldsRowsOfBothKindsOfTables) {
 }
 
 TEST(LoadFile, MayHoldEmptyTablesOrNone) {
-    EXPECT_TRUE(parseLoadFile("{}").empty());
-    EXPECT_TRUE(parseLoadFile(R"({"T": []})").at(0).rows.empty());
+    EXPECT_TRUE(parsed("{}").tables.empty());
+    EXPECT_TRUE(parsed(R"({"T": []})").tables.at(0).rows.empty());
 }
 
 struct BadFile {
@@ -43,7 +45,7 @@ struct BadFile {
 class BadFiles : public ::testing::TestWithParam<BadFile> {};
 
 TEST_P(BadFiles, AreRefusedWithThePlace) {
-    EXPECT_THAT(errorOf([] { return parseLoadFile(GetParam().text); }), HasSubstr(GetParam().error));
+    EXPECT_THAT(errorOf([] { return parsed(GetParam().text); }), HasSubstr(GetParam().error));
 }
 
 std::string repeated(const std::string& text, std::size_t times) {
@@ -51,6 +53,20 @@ std::string repeated(const std::string& text, std::size_t times) {
     for (std::size_t i = 0; i < times; ++i)
         result += text;
     return result;
+}
+
+std::string manyTables(int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += ",\"" + std::to_string(i) + "\":{}";
+    return text;
+}
+
+std::string manyColumns(int count) {
+    std::string text;
+    for (int i = 0; i < count; ++i)
+        text += ",\"" + std::to_string(i) + "\":1";
+    return text;
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -90,26 +106,42 @@ INSTANTIATE_TEST_SUITE_P(
                 R"(table "T", row 1: column "a" stands there twice)"},
         BadFile{"DeepNesting", repeated("[", 1000000), "an object with the tables is expected"},
         BadFile{"DeepObjects", repeated("{\"a\":", 1000000), "a whole number or a text is expected"},
-        BadFile{"TooManyRows", "{\"T\": [{}" + repeated(",{}", 100000) + "]}", "more than 100000 rows"}),
+        BadFile{"NulBehindTheEnd", std::string("{}\n\n \0 nonsense", 14), "line 3, column 2: a NUL byte"},
+        BadFile{"NulInAText", std::string("{\"T\": {\"a\": \"\0\"}}", 17), "line 1, column 14: a NUL byte"},
+        BadFile{"TooManyTables", "{\"T\": {}" + manyTables(1000) + "}", "more than 1000 tables"},
+        BadFile{"TooManyColumns", "{\"T\": {\"a\": 0" + manyColumns(1000) + "}}",
+                "table \"T\": more than 1000 columns"},
+        BadFile{"LargeRow",
+                "{\"T\": {\"a\": \"" + repeated("x", 1500000) + "\", \"b\": \"" + repeated("x", 1500000) +
+                    "\"}}",
+                "table \"T\": larger than 2097152 bytes"},
+        BadFile{"LongText", "{\"T\":\n {\"a\": \"" + repeated("x", 3000000) + "\"}}",
+                "line 2: a value of more than 2097152 bytes"},
+        BadFile{"BlanksWithoutEnd", "{\"T\": [" + repeated(" ", 3000000) + "]}",
+                "line 1: a value of more than 2097152 bytes"}),
     [](const auto& suite) { return suite.param.name; });
 
 TEST(LoadFile, WithALongTextThatIsBrokenIsRefusedInAShortOne) {
-    const std::string error = errorOf([] { return parseLoadFile("{\"T\": \"" + repeated("x", 1000000)); });
+    const std::string error = errorOf([] { return parsed("{\"T\": \"" + repeated("x", 1000000)); });
 
     EXPECT_THAT(error, HasSubstr("parse error at line 1, column 1000008"));
     EXPECT_LT(error.size(), 400U);
 }
 
-TEST(LoadFile, ThatIsMissingIsRefused) {
-    EXPECT_EQ(errorOf([] { return readLoadFile("/nowhere/file"); }), "No such file or directory");
+TEST(LoadFile, ArrivesInPiecesOfAnySize) {
+    const std::string text = R"({"T": [{"Id": 12, "a": "\u00e4b"}, {}]})";
+    for (const std::size_t piece : {1, 2, 7})
+        EXPECT_EQ(parsed(text, piece).tables.at(0).rows.at(0).cells,
+                  parsed(text).tables.at(0).rows.at(0).cells);
 }
 
-TEST(LoadFile, ThatIsADirectoryIsRefused) {
-    EXPECT_EQ(errorOf([] { return readLoadFile("/"); }), "Is a directory");
+TEST(LoadFile, SaysWhereARowStands) {
+    EXPECT_EQ(parsed(R"({"T": [{}, {}], "S": {}})").places,
+              (std::vector<std::string>{"table T, row 1", "table T, row 2", "table S"}));
 }
 
-TEST(LoadFile, WithoutEndIsRefused) {
-    EXPECT_EQ(errorOf([] { return readLoadFile("/dev/zero"); }), "larger than 16777216 bytes");
+TEST(LoadFile, MayHaveMoreRowsThanATableUsuallyHas) {
+    EXPECT_EQ(parsed("{\"T\": [{}" + repeated(",{}", 200000) + "]}").tables.at(0).rows.size(), 200001U);
 }
 
 } // namespace

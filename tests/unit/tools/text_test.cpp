@@ -53,6 +53,19 @@ TEST(Word, NeedsQuotesOnlyWhereItWouldNotReadAsOne) {
     EXPECT_EQ(asWord("say \"no\""), "\"say \\\"no\\\"\"");
 }
 
+TEST(Cut, KeepsWhatFitsAndMarksTheRest) {
+    EXPECT_EQ(cut("short", 5), "short");
+    EXPECT_EQ(cut("longer", 5), "lo...");
+    EXPECT_EQ(cut("\xc3\xa4\xc3\xb6\xc3\xbc\xc3\xa4\xc3\xb6", 4), "\xc3\xa4...");
+    EXPECT_EQ(cut("longer", 3), "...");
+}
+
+TEST(Json, HoldsNoDeleteAndNoC1ControlCharacter) {
+    EXPECT_EQ(withoutControls("\"plain\""), "\"plain\"");
+    EXPECT_EQ(withoutControls("\"a\x7f\xc2\x80\xc2\x9f\xc2\xa0\xc3\x9b\""),
+              "\"a\\u007f\\u0080\\u009f\xc2\xa0\xc3\x9b\"");
+}
+
 TEST(Quotes, CutALongText) {
     EXPECT_EQ(inQuotes("short"), "\"short\"");
     EXPECT_EQ(inQuotes(std::string(1000, 'x')), "\"" + std::string(80, 'x') + "...\"");

@@ -1,0 +1,47 @@
+#pragma once
+
+#include "tools/loadfile.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+// What a file for `load` holds, kept whole: for tests alone.
+namespace fakes {
+
+struct LoadedTable {
+    std::string name;
+    bool list = false;
+    std::vector<cfgctl::LoadRow> rows;
+};
+
+class LoadedTables : public cfgctl::LoadVisitor {
+public:
+    void table(const std::string& name, bool list) override { tables.push_back(LoadedTable{name, list, {}}); }
+    void row(const cfgctl::LoadRow& row, const std::string& place) override {
+        tables.back().rows.push_back(row);
+        places.push_back(place);
+    }
+
+    std::vector<LoadedTable> tables;
+    std::vector<std::string> places;
+};
+
+// A text arrives in pieces of so many bytes.
+inline cfgctl::LoadText::Read readFrom(const std::string& text, std::size_t piece = 64 * 1024) {
+    return [&text, piece, begin = std::size_t{0}](char* bytes, std::size_t size) mutable {
+        const std::size_t count = std::min({size, piece, text.size() - begin});
+        std::copy_n(text.data() + begin, count, bytes);
+        begin += count;
+        return count;
+    };
+}
+
+inline LoadedTables parsed(const std::string& text, std::size_t piece = 64 * 1024) {
+    LoadedTables tables;
+    cfgctl::LoadText input(readFrom(text, piece));
+    cfgctl::parseLoadFile(input, tables);
+    return tables;
+}
+
+} // namespace fakes

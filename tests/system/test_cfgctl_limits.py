@@ -1,0 +1,183 @@
+"""cfgctl where there is a lot: rows, clients, or too little memory and width."""
+
+import fcntl
+import json
+import os
+import pty
+import re
+import socket
+import struct
+import subprocess
+import termios
+import threading
+
+from wire import DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, TEXT, Client, frame, text
+
+SOCKET = "/tmp/scripted.socket"
+
+
+def refused(house, *arguments, input=None):
+    status, out, err = house.run("cfgctl", *arguments, input=input)
+    assert (status, out) == (1, ""), (status, out, err)
+    assert err.startswith("cfgctl: ") and len(err.splitlines()) == 1, err
+    return err
+
+
+def listener(house, backlog=8):
+    listening = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    listening.bind(house.path(SOCKET))
+    listening.listen(backlog)
+    return listening
+
+
+def serve_once(listening, answers):
+    """Answers one client: from each kind of request to the kind and the body of its reply. Others end it."""
+    def serve():
+        client = Client.__new__(Client)
+        client.socket = listening.accept()[0]
+        client.socket.settimeout(20)
+        try:
+            while True:
+                kind, sequence, _ = client.receive()
+                if kind not in answers:
+                    break
+                answer, body = answers[kind]
+                client.socket.sendall(frame(struct.pack(">BI", answer, sequence) + body))
+        except ConnectionError:
+            pass
+        client.close()
+
+    thread = threading.Thread(target=serve, daemon=True)
+    thread.start()
+    return thread
+
+
+HELLO_ANSWER = (DONE, struct.pack(">I", 1))
+
+
+def number(value):
+    return struct.pack(">Bi", INTEGER, value)
+
+
+def test_columns_shows_types_ranges_and_defaults(house):
+    listening = listener(house)
+    columns = (struct.pack(">I", 2)
+               + text("Id") + struct.pack(">B", INTEGER) + text("INTEGER") + number(1) + number(2147483647) + b"\0"
+               + text("Start") + struct.pack(">B", TEXT) + text("TIME") + b"\0\0" + struct.pack(">B", TEXT) + text("08:00"))
+    answers = {HELLO: HELLO_ANSWER, DESCRIBE: (DESCRIPTION, columns)}
+    thread = serve_once(listening, answers)
+    assert house.cfgctl("-s", SOCKET, "columns", "Plans").splitlines() == [
+        "COLUMN  TYPE     RANGE            DEFAULT",
+        "Id      INTEGER  1 to 2147483647",
+        "Start   TIME                      08:00",
+    ]
+    thread.join()
+    serve_once(listening, answers)
+    assert json.loads(house.cfgctl("-s", SOCKET, "--json", "columns", "Plans")) == [
+        {"column": "Id", "type": "INTEGER", "least": 1, "most": 2147483647},
+        {"column": "Start", "type": "TIME", "default": "08:00"},
+    ]
+
+
+def test_columns_of_an_older_store_is_refused_with_the_reason(house):
+    serve_once(listener(house), {HELLO: HELLO_ANSWER})
+    assert "older than this cfgctl" in refused(house, "-s", SOCKET, "columns", "Plans")
+
+
+def test_a_full_queue_is_told_from_a_store_that_is_not_there(house):
+    listening = listener(house, backlog=0)
+    waiting = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    waiting.connect(house.path(SOCKET))
+    err = refused(house, "-s", SOCKET, "tables")
+    assert "too many clients" in err and "no configuration store" not in err
+    waiting.close()
+    listening.close()
+
+
+def on_terminal(house, columns, *arguments):
+    """What a command prints on a terminal of that width."""
+    master, slave = pty.openpty()
+    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+    command = subprocess.Popen(house.enter() + ["/run/bin/cfgctl", *arguments], stdin=slave, stdout=slave,
+                               stderr=subprocess.PIPE)
+    os.close(slave)
+    out = b""
+    try:
+        while piece := os.read(master, 65536):
+            out += piece
+    except OSError:  # the other end is closed
+        pass
+    os.close(master)
+    assert command.wait() == 0, command.stderr.read()
+    return out.decode().replace("\r\n", "\n")
+
+
+def test_a_wide_table_is_not_wider_than_the_terminal(store):
+    store.add("WlanTimePlans", TimePlanName="n" * 100, Activate=1, StartSun="12:34:56")
+    for columns in (40, 80, 132):
+        out = on_terminal(store, columns, "show", "WlanTimePlans")
+        bands = [band.splitlines() for band in out.split("\n\n")]
+        assert max(len(line) for band in bands for line in band) <= columns
+        assert all(band[0].startswith("Id") and band[1].startswith("1") and len(band) == 2 for band in bands)
+        assert ("n..." in out) == (columns < 110) and "12:34:56" in out
+    wide = on_terminal(store, 2000, "show", "WlanTimePlans")
+    assert wide == store.cfgctl("show", "WlanTimePlans") and len(wide.splitlines()) == 2
+
+
+def test_a_value_does_not_drive_a_terminal(store):
+    store.add("TimePlans", TimePlanName="\x9b2J\x7f\x1b")
+    for command in (["get", "TimePlans.1", "TimePlanName"], ["--json", "get", "TimePlans.1", "TimePlanName"],
+                    ["show", "TimePlans"], ["show", "TimePlans.1"], ["dump"], ["--json", "show", "TimePlans"]):
+        assert not re.search("[\x00-\x09\x0b-\x1f\x7f-\x9f]", on_terminal(store, 80, *command)), command
+
+
+def test_a_dump_of_100000_plans_is_loaded_and_only_what_differs_is_written(store):
+    plans = [{"Id": i, "TimePlanName": f"plan {i}", "StartMon": "08:00", "StopMon": "18:00"} for i in range(1, 100001)]
+    status, _, err = store.run("cfgctl", "load", "-", input=json.dumps({"WlanTimePlans": plans}).encode(), deadline=60)
+    assert status == 0 and "100000 rows written, the transaction was open for" in err
+    _, dump, _ = store.run("cfgctl", "dump", deadline=60)
+    assert len(json.loads(dump)["WlanTimePlans"]) == 100000
+    assert store.run("cfgctl", "load", "-", input=dump.encode(), deadline=60) == (0, "", "")
+    store.cfgctl("set", "WlanTimePlans.77777", "TimePlanName=other")
+    status, _, err = store.run("cfgctl", "load", "-", input=dump.encode(), deadline=60)
+    assert status == 0 and err.startswith("cfgctl: 1 row written,")
+
+
+def test_a_load_that_fails_at_its_last_row_says_which_and_changes_nothing(store):
+    plans = [{"Id": i} for i in range(1, 3001)] + [{"Id": 0}]
+    before = store.cfgctl("dump")
+    err = refused(store, "load", "-", input=json.dumps({"WlanTimePlans": plans}).encode())
+    assert "table WlanTimePlans, row 3001: " in err
+    assert store.cfgctl("dump") == before
+
+
+def test_rows_without_an_id_come_behind_those_that_have_one(store):
+    plans = [{"TimePlanName": "free"}, {"Id": 1, "TimePlanName": "one"}, {"TimePlanName": "free too"}]
+    store.cfgctl("load", "-", input=json.dumps({"TimePlans": plans}).encode())
+    rows = json.loads(store.cfgctl("--json", "show", "TimePlans"))
+    assert [(row["Id"], row["TimePlanName"]) for row in rows] == [(1, "one"), (2, "free"), (3, "free too")]
+
+
+def test_little_memory_is_one_line_and_never_a_signal(store):
+    store.add("TimePlans", TimePlanName="x" * 4000)
+    file = store.path("/tmp/plans.json")
+    with open(file, "w") as out:
+        out.write(store.cfgctl("dump"))
+    commands = ["tables", "dump", "show TimePlans", "load /tmp/plans.json", "watch nonsense", "--nonsense"]
+    status, out, err = store.run("bash", "-c", SWEEP.replace("COMMANDS", " ".join(f"'{c}'" for c in commands)), deadline=60)
+    assert status == 0, err
+    lines = out.splitlines()
+    assert len(lines) > 50 and not [line for line in lines if not re.match(r"(0|1|2|127) ", line)], out
+    assert any(line.startswith("1 cfgctl: out of memory") for line in lines), out
+    assert all(line.count("cfgctl:") == 1 for line in lines if line[0] in "12"), out
+
+
+# For each limit and command the exit status and what was said; 127 is the loader's, before there is a program.
+SWEEP = """
+for limit in $(seq 4000 100 9000); do
+    for command in COMMANDS; do
+        said=$( (ulimit -v $limit && exec /run/bin/cfgctl $command) 2>&1 >/dev/null)
+        echo "$? $said"
+    done
+done
+"""

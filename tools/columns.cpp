@@ -1,0 +1,48 @@
+#include "tools/columns.h"
+
+#include "tools/cells.h"
+#include "velta/celltype.h"
+
+namespace cfgctl {
+
+using nlohmann::ordered_json;
+using velta::Value;
+using velta::protocol::ColumnDescription;
+
+namespace {
+
+std::string rangeOf(const ColumnDescription& column) {
+    return velta::isNumber(column.type) ? column.least.getText() + " to " + column.most.getText() : "";
+}
+
+// An empty text is told from no default at all.
+std::string defaultOf(const ColumnDescription& column) {
+    const Value& value = column.defaultValue;
+    return value.type() == Value::Text && value.getText().empty() ? "\"\"" : value.getText();
+}
+
+} // namespace
+
+std::vector<TextRow> columnsAsText(const Descriptions& columns) {
+    std::vector<TextRow> rows = {{"COLUMN", "TYPE", "RANGE", "DEFAULT"}};
+    for (const ColumnDescription& column : columns)
+        rows.push_back({column.name, column.kind, rangeOf(column), defaultOf(column)});
+    return rows;
+}
+
+ordered_json columnsAsJson(const Descriptions& columns) {
+    ordered_json list = ordered_json::array();
+    for (const ColumnDescription& column : columns) {
+        ordered_json object = {{"column", column.name}, {"type", column.kind}};
+        if (velta::isNumber(column.type)) {
+            object["least"] = toJson(column.least);
+            object["most"] = toJson(column.most);
+        }
+        if (column.defaultValue.type() != Value::None)
+            object["default"] = toJson(column.defaultValue);
+        list.push_back(std::move(object));
+    }
+    return list;
+}
+
+} // namespace cfgctl

@@ -1,0 +1,181 @@
+#include "tools/loadtables.h"
+
+#include "cfg/pipeline.h"
+#include "cfg/requests.h"
+#include "tools/load.h"
+#include "tools/loadsource.h"
+
+#include <array>
+#include <cstdio>
+#include <deque>
+#include <memory>
+
+namespace cfgctl {
+
+using orv::cfg::ConfigClient;
+using orv::cfg::Pipeline;
+using orv::cfg::Snapshot;
+using velta::ValueList;
+using velta::protocol::Request;
+namespace requests = orv::cfg::requests;
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+Request requestFor(const std::string& table, const Write& write) {
+    switch (write.kind) {
+    case Write::Kind::WriteSingle:
+        return requests::writeSingle(table, 0, write.cells);
+    case Write::Kind::Update:
+        return requests::update(table, idColumn, std::to_string(write.id), write.cells);
+    case Write::Kind::Remove:
+        return requests::remove(table, idColumn, std::to_string(write.id));
+    case Write::Kind::Insert:
+        break;
+    }
+    return requests::insert(table, write.cells);
+}
+
+// Sends writes, and knows for each that is on the way what asked for it.
+class Writes {
+public:
+    Writes(ConfigClient& client, LoadOutcome& outcome) : pipeline_(client.writesAhead()), outcome_(outcome) {}
+
+    void send(const std::string& table, const Write& write) {
+        ++(write.kind == Write::Kind::Remove ? outcome_.removed : outcome_.written);
+        places_.push_back(write.place);
+        check(pipeline_.send(requestFor(table, write)));
+    }
+
+    void finish() { check(pipeline_.finish()); }
+
+private:
+    void check(const velta::protocol::EResultCode& result) {
+        for (; told_ < pipeline_.done(); ++told_)
+            places_.pop_front();
+        if (!result.ok())
+            throw Refused((places_.empty() ? "" : places_.front() + ": ") + failureText(result));
+    }
+
+    Pipeline pipeline_;
+    LoadOutcome& outcome_;
+    std::deque<std::string> places_; // of those that are on the way
+    std::size_t told_ = 0;           // how many are not any more
+};
+
+// The second reading of a file, in the transaction: all but the rows that have no Id.
+class RowsWithId : public LoadVisitor {
+public:
+    RowsWithId(ConfigClient& client, const LoadCheck& check, LoadOutcome& outcome)
+        : client_(client), check_(check), outcome_(outcome) {}
+
+    void table(const std::string& name, bool) override {
+        finish();
+        const auto found = check_.tables().find(name);
+        if (found == check_.tables().end())
+            throw Refused("it changed while it was read");
+        wanted_ = &found->second;
+        require(client_.readTable(name, current_));
+        writes_ = std::make_unique<Writes>(client_, outcome_);
+        plan_ = std::make_unique<LoadPlan>(*wanted_, current_,
+                                           [this, name](const Write& write) { writes_->send(name, write); });
+        plan_->removeOthers();
+    }
+
+    void row(const LoadRow& file, const std::string& place) override {
+        const ValueList row = wantedRow(file, wanted_->table);
+        if (wanted_->table.singleRow || row.hasValue(idColumn))
+            plan_->write(row, place);
+    }
+
+    void finish() {
+        if (writes_)
+            writes_->finish();
+        plan_.reset();
+        writes_.reset();
+    }
+
+private:
+    ConfigClient& client_;
+    const LoadCheck& check_;
+    LoadOutcome& outcome_;
+    const WantedTable* wanted_ = nullptr;
+    Snapshot current_;
+    std::unique_ptr<Writes> writes_;
+    std::unique_ptr<LoadPlan> plan_;
+};
+
+// The third one, of files that have them. These rows come last: an Id that the store gives can't be a wanted
+// one then.
+class RowsWithoutId : public LoadVisitor {
+public:
+    RowsWithoutId(ConfigClient& client, const LoadCheck& check, LoadOutcome& outcome)
+        : check_(check), writes_(client, outcome) {}
+
+    void table(const std::string& name, bool) override {
+        const auto found = check_.tables().find(name);
+        if (found == check_.tables().end())
+            throw Refused("it changed while it was read");
+        table_ = &found->second.table;
+    }
+
+    void row(const LoadRow& file, const std::string& place) override {
+        const ValueList row = wantedRow(file, *table_);
+        if (!table_->singleRow && !row.hasValue(idColumn))
+            writes_.send(table_->name, Write{Write::Kind::Insert, 0, row, place});
+    }
+
+    void finish() { writes_.finish(); }
+
+private:
+    const LoadCheck& check_;
+    const Table* table_ = nullptr;
+    Writes writes_;
+};
+
+void read(LoadSource& source, LoadVisitor& visitor) {
+    LoadText text([&](char* bytes, std::size_t size) { return source.read(bytes, size); });
+    parseLoadFile(text, visitor);
+}
+
+template <class Rows>
+void writeRows(ConfigClient& client, LoadSource& source, const LoadCheck& check, LoadOutcome& outcome) {
+    Rows rows(client, check, outcome);
+    source.rewind();
+    read(source, rows);
+    rows.finish();
+}
+
+} // namespace
+
+LoadOutcome loadTables(ConfigClient& client, const std::string& path) {
+    LoadSource source(path);
+    LoadCheck check([&](const std::string& name) { return describeTable(client, name); });
+    read(source, check);
+
+    LoadOutcome outcome;
+    Transaction transaction(client);
+    const Clock::time_point begin = Clock::now();
+    writeRows<RowsWithId>(client, source, check, outcome);
+    if (check.hasRowsWithoutId())
+        writeRows<RowsWithoutId>(client, source, check, outcome);
+    transaction.commit();
+    outcome.open = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    return outcome;
+}
+
+std::string LoadOutcome::text() const {
+    if (written == 0 && removed == 0)
+        return {};
+    std::string counts;
+    if (written > 0)
+        counts = std::to_string(written) + (written == 1 ? " row written, " : " rows written, ");
+    if (removed > 0)
+        counts += std::to_string(removed) + (removed == 1 ? " row removed, " : " rows removed, ");
+    std::array<char, 32> seconds;
+    (void)std::snprintf(seconds.data(), seconds.size(), "%.1f", static_cast<double>(open.count()) / 1000);
+    return counts + "the transaction was open for " + seconds.data() + " s";
+}
+
+} // namespace cfgctl
