@@ -1,5 +1,7 @@
 #include "store/storage/checkpoints.h"
 
+#include <algorithm>
+
 namespace store {
 
 namespace {
@@ -74,15 +76,22 @@ int Checkpoints::empty() {
     return result;
 }
 
+void Checkpoints::recount() {
+    (void)run(SQLITE_CHECKPOINT_PASSIVE); // where it fails, what was known stays
+    written_ = std::min(written_, counted_);
+}
+
 int Checkpoints::run(int mode) {
     if (!reader_.isOpen())
         return SQLITE_CANTOPEN;
     int inLog = 0;
     int moved = 0;
+    counted_ = written_;
     const int result = sqlite3_wal_checkpoint_v2(reader_.handle(), "main", mode, &inLog, &moved);
     if (result != SQLITE_OK)
         return (result & 0xff) == SQLITE_BUSY || (result & 0xff) == SQLITE_LOCKED ? SQLITE_BUSY : result;
     moved_ = moved > 0;
+    counted_ = static_cast<std::uint64_t>(std::max(inLog, 0));
     if (moved < inLog)
         return SQLITE_BUSY;
     pages_ = 0;

@@ -44,6 +44,8 @@ public:
     // Brings all of the log into the database, synced. SQLITE_OK, SQLITE_BUSY where a reader holds it back,
     // or the error.
     [[nodiscard]] int bringAll();
+    // Asks SQLite anew how long the log is: another program may have emptied it in good order.
+    void recount();
     // bringAll(), and the log's file is empty then.
     [[nodiscard]] int empty();
 
@@ -58,6 +60,7 @@ private:
     std::int64_t pageBytes_ = 0;
     std::uint64_t pages_ = 0;
     std::uint64_t written_ = 0; // pages in the log's file
+    std::uint64_t counted_ = 0; // pages in the log by the last checkpoint
     std::uint64_t heldBackAt_ = 0;
     bool tryAgain_ = false;
     bool moved_ = false;

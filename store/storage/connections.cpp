@@ -43,7 +43,7 @@ bool Connections::open() {
         log::error("database " + file_.name() + ": " + loss->text());
     // What is left in the log from before must not be taken for damage at the next start.
     const int emptied = checkpoints_.empty();
-    if (emptied != SQLITE_OK)
+    if (emptied != SQLITE_OK && emptied != SQLITE_BUSY) // another program may read it just now
         log::error("database " + file_.name() +
                    ": the log can't be brought into it: " + lastCommit_.textOf(emptied));
     return emptied == SQLITE_OK;

@@ -46,12 +46,12 @@ Result Safekeeping::beforeWriting() {
 Result Safekeeping::beforeCommit(const velta::NameList& touched) {
     changed_.reserve(changed_.size() + touched.size());
     pending_ = touched;
-    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
-    noteDatabaseGone(displaced == Displaced::Database);
-    if (displaced == Displaced::Database) // it would be kept where no start looks for it
+    const Displaced found = displaced();
+    noteDatabaseGone(found == Displaced::Database);
+    if (found == Displaced::Database) // it would be kept where no start looks for it
         return {code::storageFailed, "the database file was removed, moved or replaced: " + file_.path()};
-    if (displaced == Displaced::LogCut) { // what this commit writes would hide that
-        (void)rescue(displaced);
+    if (found == Displaced::LogCut) { // what this commit writes would hide that
+        (void)rescue(found);
         return {code::storageFailed, "the log of the database was cut by another hand: " + file_.logPath()};
     }
     return {};
@@ -67,15 +67,15 @@ Result Safekeeping::afterCommit() noexcept {
 }
 
 Result Safekeeping::lookAfterCommit() {
-    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
-    if (displaced != Displaced::Nothing)
-        noteDatabaseGone(displaced == Displaced::Database);
-    if (displaced == Displaced::Nothing || (displaced != Displaced::Database && rescue(displaced))) {
+    const Displaced found = displaced();
+    if (found != Displaced::Nothing)
+        noteDatabaseGone(found == Displaced::Database);
+    if (found == Displaced::Nothing || (found != Displaced::Database && rescue(found))) {
         pending_.clear();
         return {};
     }
     pendingChanged();
-    if (displaced == Displaced::Database)
+    if (found == Displaced::Database)
         return {code::outcomeUnknown, "the database file was removed, moved or replaced: " + file_.path()};
     return {code::outcomeUnknown, "the log of the database was removed, replaced or cut: " + file_.logPath()};
 }
@@ -112,18 +112,28 @@ bool Safekeeping::neutralise() {
 bool Safekeeping::look() {
     if (state_ != State::Sound)
         return false;
-    const Displaced displaced = file_.displaced(connections_.checkpoints().logBytes());
-    noteDatabaseGone(displaced == Displaced::Database);
-    if (displaced == Displaced::Nothing || displaced == Displaced::Database)
+    const Displaced found = displaced();
+    noteDatabaseGone(found == Displaced::Database);
+    if (found == Displaced::Nothing || found == Displaced::Database)
         return true;
-    (void)rescue(displaced);
+    (void)rescue(found);
     return false;
 }
 
+Displaced Safekeeping::displaced() {
+    Checkpoints& checkpoints = connections_.checkpoints();
+    Displaced found = file_.displaced(checkpoints.logBytes());
+    if (found == Displaced::LogCut) {
+        checkpoints.recount();
+        found = file_.displaced(checkpoints.logBytes());
+    }
+    return found;
+}
+
 // Whether all that was committed is in the database afterwards.
-bool Safekeeping::rescue(Displaced displaced) {
+bool Safekeeping::rescue(Displaced found) {
     report("the log of the database was removed, replaced or cut by another hand: " + file_.logPath());
-    const bool safe = displaced == Displaced::Log && bringToSafety();
+    const bool safe = found == Displaced::Log && bringToSafety();
     if (!safe && state_ == State::Endangered)
         return false;
     if (!safe)

@@ -54,7 +54,8 @@ private:
     };
 
     Result lookAfterCommit();
-    bool rescue(Displaced displaced);
+    Displaced displaced();
+    bool rescue(Displaced found);
     bool bringToSafety();
     bool neutralise();
     bool openAnew();

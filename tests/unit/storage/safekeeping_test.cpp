@@ -128,6 +128,31 @@ TEST_F(SafekeepingTest, FailedWriteIsRefusedAndAllGoesOn) {
     EXPECT_EQ(database->timesOpened(), 1U);
 }
 
+TEST_F(SafekeepingTest, DiskThatTakesNoWritesRefusesCommitsAndNothingIsUnknown) {
+    ASSERT_TRUE(commitText("kept").ok());
+    disk.failWrites(1000);
+
+    EXPECT_EQ(commitText("refused").code(), code::storageFailed);
+    EXPECT_EQ(commitText("refused").code(), code::storageFailed);
+
+    disk.failWrites(0);
+    EXPECT_TRUE(commitText("goes on").ok());
+    EXPECT_EQ(database->timesOpened(), 1U);
+}
+
+TEST_F(SafekeepingTest, LogThatAnotherProgramEmptiesInGoodOrderIsNotCut) {
+    ASSERT_TRUE(commitText("kept").ok());
+    store::Connection other(path, SQLITE_OPEN_READWRITE);
+    EXPECT_EQ(other.number("PRAGMA wal_checkpoint(TRUNCATE)"), 0);
+    ASSERT_EQ(contentOf(log), "");
+
+    database->filesTouched();
+    EXPECT_TRUE(commitText("goes on").ok());
+
+    EXPECT_EQ(database->timesOpened(), 1U);
+    EXPECT_EQ(textAfterKill(), "goes on");
+}
+
 struct Accident {
     const char* name;
     void (*happen)(const std::string& path);
