@@ -22,8 +22,8 @@ void Checkpoints::watch() {
     written_ = 0;
     heldBackAt_ = 0;
     moved_ = false;
-    writer_.execute("PRAGMA wal_autocheckpoint = 0");
     reader_.execute("PRAGMA synchronous = FULL"); // of checkpoints
+    // It takes the place of SQLite's own, which brings the log in.
     sqlite3_wal_hook(writer_.handle(), onCommit, this);
 }
 

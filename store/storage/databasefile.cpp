@@ -72,6 +72,8 @@ void DatabaseFile::openLocked() {
         if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
             throw StorageError("database " + path_ + " is not a regular file");
         checkOwner(status, "database " + path_);
+        device_ = status.st_dev;
+        inode_ = status.st_ino;
         if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0)
             throw StorageError("database " + path_ + " is in use by another server");
         const std::string real = realPath(path_);
@@ -105,7 +107,7 @@ void DatabaseFile::recordCompanions() {
     if (!isInPlace())
         throw StorageError("database " + path_ + " was replaced while it was opened");
     checkCompanions();
-    for (Companion* companion : {&log_, &index_}) {
+    for (Found* companion : {&log_, &index_}) {
         struct stat status {};
         if (stat(companion->path.c_str(), &status) != 0)
             throw StorageError("database " + path_ + ": " + companion->path + ": " + std::strerror(errno));
@@ -115,10 +117,8 @@ void DatabaseFile::recordCompanions() {
 }
 
 bool DatabaseFile::isInPlace() const {
-    struct stat held {};
-    struct stat found {};
-    return fstat(descriptor_, &held) == 0 && stat(path_.c_str(), &found) == 0 &&
-           isSame(found, held.st_dev, held.st_ino);
+    struct stat status {};
+    return stat(path_.c_str(), &status) == 0 && isSame(status, device_, inode_);
 }
 
 Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
@@ -133,6 +133,11 @@ Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
     if (!there)
         return Displaced::Log;
     return log.st_size < logBytes ? Displaced::LogCut : Displaced::Nothing;
+}
+
+bool DatabaseFile::logIsCut(std::int64_t logBytes) const {
+    struct stat log {};
+    return !inMemory() && (stat(log_.path.c_str(), &log) != 0 || log.st_size < logBytes);
 }
 
 std::string DatabaseFile::setLogAside(bool ownToo) const {

@@ -48,6 +48,8 @@ public:
     // Whether a later start would find those files, with so many bytes in the log at least. It allocates no
     // memory.
     Displaced displaced(std::int64_t logBytes) const;
+    // Whether the log has fewer bytes: the cheapest look.
+    bool logIsCut(std::int64_t logBytes) const;
     // Moves a log away that lies in the place of the one that SQLite had, or that very one too. Returns its
     // new path, empty where there was none. Throws StorageError.
     std::string setLogAside(bool ownToo) const;
@@ -57,7 +59,8 @@ public:
     void dropName();
 
 private:
-    struct Companion {
+    // A path, and which file was found there.
+    struct Found {
         std::string path;
         dev_t device = 0;
         ino_t inode = 0;
@@ -68,10 +71,12 @@ private:
     bool isInPlace() const;
 
     std::string path_;
+    dev_t device_ = 0;
+    ino_t inode_ = 0;
     std::unique_ptr<ScratchFolder> scratch_; // of a file in memory
     int descriptor_ = -1;
-    Companion log_;
-    Companion index_;
+    Found log_;
+    Found index_;
     std::string journalPath_;
 };
 

@@ -99,4 +99,19 @@ EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t ro
     return {};
 }
 
+EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t rowId, RowImage& image) {
+    Statement::Run present(table.statements.byRowId());
+    present.bind(1, rowId);
+    const int step = present.step();
+    image.reset();
+    if (step != SQLITE_ROW)
+        return reader.resultOf(step);
+    image.emplace();
+    for (std::size_t i = 0; i < table.description.columns.size(); ++i) {
+        const std::string_view cell = present.text(static_cast<int>(i));
+        image->append(cell).append(1, '\0').append(std::to_string(cell.size())).append(1, '\0');
+    }
+    return {};
+}
+
 } // namespace store

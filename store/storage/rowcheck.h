@@ -1,6 +1,7 @@
 #pragma once
 
 #include "store/storage/tablereader.h"
+#include "store/storage/touchedrows.h"
 #include "velta/protocol/resultcode.h"
 #include "velta/valuelist.h"
 
@@ -24,5 +25,9 @@ velta::protocol::EResultCode sizeOf(TableReader& reader, ConnectedTable& table, 
 // How many bytes the row gains by the values. Numbers alone cost no reading.
 velta::protocol::EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
                                       const velta::ValueList& values, std::int64_t& bytes);
+
+// What a row holds.
+velta::protocol::EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
+                                     RowImage& image);
 
 } // namespace store

@@ -36,9 +36,10 @@ Safekeeping::Safekeeping(const Schema& schema, DatabaseFile& file, Connections& 
 
 Result Safekeeping::beforeWriting() {
     retry();
-    if (state_ == State::Sound && look())
-        return {};
-    if (state_ == State::Sound) // it was opened anew, and nothing was written yet
+    // What the transaction writes to the log would hide that it was cut.
+    if (state_ == State::Sound && file_.logIsCut(connections_.checkpoints().logBytes()))
+        (void)look(); // nothing is written yet: it may well be opened anew
+    if (state_ == State::Sound)
         return {};
     return {code::storageFailed, "commits are refused until the database could be opened anew: " + reason_};
 }

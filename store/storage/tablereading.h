@@ -20,6 +20,7 @@ public:
     TableReading(ConnectedTable& table, Snapshots::Lease snapshot);
     // Reads what the open transaction sees. It must end before the transaction does.
     TableReading(ConnectedTable& table, TableReader& ownWrites);
+    ~TableReading() = default;
     TableReading(const TableReading&) = delete;
     TableReading& operator=(const TableReading&) = delete;
 

@@ -22,7 +22,7 @@ Transaction::Transaction(const Schema& schema, Connection& writer, TableReader& 
                          Safekeeping& safekeeping)
     : writer_(writer),
       reader_(schema, writer),
-      lastCommit_(lastCommit),
+      changes_(reader_, lastCommit),
       sizes_(sizes),
       safekeeping_(safekeeping),
       begin_(writer, "BEGIN IMMEDIATE"),
@@ -73,12 +73,12 @@ Result Transaction::insert(const std::string& table, const velta::ValueList& val
     std::int64_t rowId = 0;
     if (Result result = idFor(*found, values, rowId); !result.ok())
         return result;
+    changes_.noteNew(*found, rowId);
     Statement::Run run(found->statements.insert());
     bindCells(run, found->description, values);
     run.bind(static_cast<int>(*found->description.indexOf(idColumn)) + 1, rowId);
     if (Result result = write(run); !result.ok())
         return result;
-    touched_.add(found->index, rowId);
     sizes_.add(found->index, bytes);
     id = static_cast<std::uint32_t>(rowId);
     return {};
@@ -98,11 +98,12 @@ Result Transaction::remove(const std::string& table, const std::string& keyColum
     std::int64_t bytes = 0;
     if (Result result = sizeOf(reader_, *found, rowId, bytes); !result.ok())
         return result;
+    if (Result result = changes_.note(*found, rowId); !result.ok())
+        return result;
     Statement::Run run(found->statements.remove());
     run.bind(1, rowId);
     if (Result result = write(run); !result.ok())
         return result;
-    touched_.add(found->index, rowId);
     sizes_.add(found->index, -bytes);
     return {};
 }
@@ -149,6 +150,8 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
         return result;
     if (Result result = mayGrow(table, bytes); !result.ok())
         return result;
+    if (Result result = changes_.note(table, rowId); !result.ok())
+        return result;
     Statement::Run run(table.statements.update());
     bindCells(run, table.description, values);
     run.bind(static_cast<int>(table.description.columns.size()) + 1, rowId);
@@ -156,7 +159,6 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
         return result;
     if (sqlite3_changes(writer_.handle()) == 0)
         return {code::noSuchRow, table.description.name};
-    touched_.add(table.index, rowId);
     sizes_.add(table.index, bytes);
     return {};
 }
@@ -214,7 +216,7 @@ Result Transaction::commit(velta::NameList& changed) {
 Result Transaction::commitChanges(velta::NameList& changed) {
     if (Result result = standing(); !result.ok() || !writing_)
         return result;
-    if (Result result = changedTables(changed); !result.ok() || changed.empty())
+    if (Result result = changes_.addChangedTables(changed); !result.ok() || changed.empty())
         return result;
     if (Result result = safekeeping_.beforeCommit(changed); !result.ok())
         return result;
@@ -249,50 +251,8 @@ void Transaction::rollBack() noexcept {
     }
     writing_ = false;
     failure_ = {};
-    touched_.clear();
+    changes_.forget();
     sizes_.forget();
-}
-
-Result Transaction::changedTables(velta::NameList& changed) {
-    for (const auto& [table, touched] : touched_.tables()) {
-        bool isChanged = false;
-        if (Result result = tableChanged(table, touched, isChanged); !result.ok())
-            return result;
-        if (isChanged)
-            changed.push_back(reader_.at(table).description.name);
-    }
-    return {};
-}
-
-Result Transaction::tableChanged(std::size_t table, const TouchedRows::OfTable& touched, bool& changed) {
-    changed = touched.tooMany;
-    for (const std::int64_t rowId : touched.rowIds) {
-        Result result = differs(table, rowId, changed);
-        if (!result.ok() || changed)
-            return result;
-    }
-    return {};
-}
-
-// Compares the row as the transaction sees it with the row of the last commit.
-Result Transaction::differs(std::size_t table, std::int64_t rowId, bool& different) {
-    Statement::Run now(reader_.at(table).statements.byRowId());
-    Statement::Run before(lastCommit_.at(table).statements.byRowId());
-    now.bind(1, rowId);
-    before.bind(1, rowId);
-    const int nowStep = now.step();
-    const int beforeStep = before.step();
-    if (Result result = reader_.resultOf(nowStep); !result.ok())
-        return result;
-    if (Result result = lastCommit_.resultOf(beforeStep); !result.ok())
-        return result;
-    different = nowStep != beforeStep;
-    if (different || nowStep == SQLITE_DONE)
-        return {};
-    const std::size_t columns = reader_.at(table).description.columns.size();
-    for (std::size_t i = 0; i < columns && !different; ++i)
-        different = now.text(static_cast<int>(i)) != before.text(static_cast<int>(i));
-    return {};
 }
 
 } // namespace store

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "store/storage/changes.h"
 #include "store/storage/safekeeping.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/tablereader.h"
 #include "store/storage/tablesizes.h"
-#include "store/storage/touchedrows.h"
 #include "velta/namelist.h"
 #include "velta/protocol/resultcode.h"
 #include "velta/valuelist.h"
@@ -53,16 +53,13 @@ private:
     Result idFor(ConnectedTable& table, const velta::ValueList& values, std::int64_t& id);
     Result exists(ConnectedTable& table, std::int64_t rowId, bool& there);
 
-    Result changedTables(velta::NameList& changed);
-    Result tableChanged(std::size_t table, const TouchedRows::OfTable& touched, bool& changed);
-    Result differs(std::size_t table, std::int64_t rowId, bool& different);
     Result commitChanges(velta::NameList& changed);
     Result committed() noexcept;
     Result notCommitted(int step) noexcept;
 
     Connection& writer_;
     TableReader reader_;
-    TableReader& lastCommit_;
+    Changes changes_;
     TableSizes& sizes_;
     Safekeeping& safekeeping_;
     Statement begin_;
@@ -71,7 +68,6 @@ private:
     bool writing_ = false;
     std::uint64_t generation_ = 0; // of the connection on which it began
     Result failure_;
-    TouchedRows touched_;
 };
 
 } // namespace store

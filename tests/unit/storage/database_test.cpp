@@ -149,6 +149,38 @@ TEST_F(DatabaseTest, WritesThatCancelOutChangeNothing) {
     EXPECT_THAT(tableOf(database, "Plans"), IsEmpty());
 }
 
+TEST_F(DatabaseTest, LargeWritesThatLeaveAllAsItWasChangeNothing) {
+    constexpr int rowCount = 400; // 1.6 MB, more than the transaction keeps copies of
+    const ValueList name = cell("Name", textValue(std::string(4000, 'x')));
+    for (int i = 0; i < rowCount; ++i)
+        insert(name);
+    (void)commit(database);
+
+    for (int i = 1; i <= rowCount; ++i)
+        ASSERT_TRUE(database.transaction().update("Plans", "Id", std::to_string(i), name).ok());
+    EXPECT_THAT(commit(database), IsEmpty());
+
+    for (int i = 1; i <= rowCount; ++i)
+        ASSERT_TRUE(database.transaction().update("Plans", "Id", std::to_string(i), name).ok());
+    ASSERT_TRUE(database.transaction().update("Plans", "Id", "400", cell("Level", integerValue(5))).ok());
+    EXPECT_THAT(commit(database), ElementsAre("Plans"));
+}
+
+TEST_F(DatabaseTest, RowThatIsRemovedAndMadeAgainWithOtherCellsIsAChange) {
+    insert(cell("Name", textValue("a")));
+    (void)commit(database);
+    ASSERT_TRUE(database.transaction().remove("Plans", "Id", "1").ok());
+    ValueList again = cell("Id", integerValue(1));
+    again.add("Name", textValue("a"));
+    insert(again);
+    EXPECT_THAT(commit(database), IsEmpty());
+
+    ASSERT_TRUE(database.transaction().remove("Plans", "Id", "1").ok());
+    again.add("Level", integerValue(5));
+    insert(again);
+    EXPECT_THAT(commit(database), ElementsAre("Plans"));
+}
+
 TEST_F(DatabaseTest, RemovedRowIsGone) {
     insert({});
     insert({});

@@ -104,6 +104,19 @@ TEST_P(DisplacedDatabaseTest, TakesNoCommit) {
     EXPECT_EQ(smallTableOf(database, "Globals").at(0).getValue("Text"), textValue("it's"));
 }
 
+TEST(DatabaseFile, AnotherDatabaseInItsPlaceIsNotRead) {
+    const TemporaryDirectory directory;
+    Database database(schemaOf(testTables), directory.path("db"));
+    { const Database other(schemaOf(testTables), directory.path("other")); }
+    std::filesystem::rename(directory.path("other"), directory.path("db"));
+
+    std::vector<velta::ValueList> values;
+    const Database::Result result = readTable(database, "Globals", Database::View::LastCommit, values);
+
+    EXPECT_EQ(result.code(), velta::protocol::code::storageFailed);
+    EXPECT_THAT(result.strerror(), testing::HasSubstr("the database file was removed, moved or replaced"));
+}
+
 const Displacement displacements[] = {
     {"Removed", [](const std::string& path) { std::filesystem::remove(path); }},
     {"Moved", [](const std::string& path) { std::filesystem::rename(path, path + ".old"); }},
