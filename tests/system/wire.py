@@ -88,6 +88,13 @@ class Client:
             if answer == NOTICE:
                 self._notices.append(Fields(rest).names())
 
+    def send(self, *requests):
+        """Sends requests, each (kind, body), in one go and waits for no answer; gives their sequence numbers."""
+        first = self._sequence + 1
+        self._sequence += len(requests)
+        self.socket.sendall(b"".join(request(kind, first + i, body) for i, (kind, body) in enumerate(requests)))
+        return range(first, first + len(requests))
+
     def receive(self):
         size = struct.unpack(">I", self.exactly(4))[0]
         message = self.exactly(size)
@@ -141,6 +148,31 @@ class Client:
         kind, body = self.ask(READ_TABLE, text(table))
         assert kind == ROWS, body
         return Fields(body).rows()
+
+    def pieces(self):
+        """The pieces of the rows that come next, in several frames: (rows of all, [{column: value}]) each."""
+        last = False
+        while not last:
+            kind, _, body = self.receive()
+            assert kind == ROWS, body
+            fields = Fields(body)
+            last, total, count = fields.number(">B") == 1, fields.number(), fields.number()
+            columns = fields.names()
+            yield total, [{column: fields.value() for column in columns} for _ in range(count)]
+
+    def read_large(self, table):
+        """All rows of a table, however many pieces they come in."""
+        self.send((READ_TABLE, text(table)))
+        return [row for _, rows in self.pieces() for row in rows]
+
+    def take_rows(self):
+        """Takes the rows that come next and gives their number; not at what is in them."""
+        rows, last = 0, False
+        while not last:
+            kind, _, body = self.receive()
+            assert kind == ROWS, body[:100]
+            last, rows = body[0] == 1, rows + struct.unpack(">I", body[5:9])[0]
+        return rows
 
     def notice(self):
         """The tables of the next notice; nothing else may come before it."""
