@@ -46,6 +46,8 @@ class Busy(threading.Thread):
         except (OSError, AssertionError) as failure:  # the store is gone, or says no
             self.failure = failure
             self._under_way.set()
+        finally:
+            self._client.close()
 
     def once(self, client):
         raise NotImplementedError
@@ -53,8 +55,12 @@ class Busy(threading.Thread):
     def wait_under_way(self):
         assert self._under_way.wait(20) and self.failure is None, self.failure
 
-    def stop(self):
+    def end(self):
+        """This time is the last."""
         self._stopping.set()
+
+    def stop(self):
+        self.end()
         self.join(30)
         assert not self.is_alive()
 
@@ -70,6 +76,8 @@ class Scans(Busy):
         for _ in numbers:
             client.receive()
             self._under_way.set()
+            if self._stopping.is_set():
+                return  # it would take long
 
 
 class Commits(Busy):
@@ -115,6 +123,8 @@ def crowd(*busy):
         yield
         assert [each.failure for each in busy] == [None] * len(busy)
     finally:
+        for each in busy:
+            each.end()
         for each in busy:
             each.stop()
 

@@ -14,9 +14,11 @@ from house import SOCKET, fast_clock, is_alive
 from wire import (BEGIN, BUSY, COMMIT, DONE, NO_TRANSACTION, TABLES, TRANSACTION_EXPIRED, WRITE_SINGLE, Client, frame,
                   request, result_code, single)
 
-# Milliseconds of a clock that runs 20 times as fast: the server's 60 s for a transaction are 3 s here.
+# Milliseconds of a clock that runs so many times as fast: the server's 60 s for a transaction are 3 s here, the 10 s in
+# which its owner has to send something while others wait are half a second.
 SPEED = 20
 LIMIT = 60_000
+SILENCE = 10_000
 
 
 @pytest.fixture
@@ -49,7 +51,7 @@ def test_a_client_killed_inside_its_transaction_lets_the_next_in_at_once(store, 
 
 
 @pytest.mark.parametrize("how", ["stopped", "silent"])
-def test_a_client_that_stays_in_its_transaction_loses_it_after_60_seconds(house, holder, how):
+def test_a_client_that_is_silent_in_its_transaction_loses_it_after_10_seconds_if_another_waits(house, holder, how):
     server = house.cfgserver(env=fast_clock(SPEED))
     stuck = holder()
     begin = time.monotonic()
@@ -58,12 +60,14 @@ def test_a_client_that_stays_in_its_transaction_loses_it_after_60_seconds(house,
         tell(stuck)  # it finds this when it goes on
     other = Client(house.path(SOCKET))
 
-    assert result_code(other.begin(LIMIT // 10)) == BUSY
-    assert LIMIT / 10 / 1000 / SPEED * 0.9 <= time.monotonic() - begin < LIMIT / 1000 / SPEED
+    assert result_code(other.begin(SILENCE // 4)) == BUSY
+    assert time.monotonic() - begin >= SILENCE / 4 / 1000 / SPEED * 0.9
     assert other.read("wexd")[0]["Enable"] == 0
 
+    waited = time.monotonic()
     assert result_code(other.begin(LIMIT)) == 0
-    assert time.monotonic() - begin >= LIMIT / 1000 / SPEED * 0.9
+    assert time.monotonic() - waited < LIMIT * 0.8 / 1000 / SPEED
+    assert time.monotonic() - begin >= SILENCE / 1000 / SPEED * 0.9
     server.err.wait("held a transaction for too long, it is rolled back")
     assert other.read("wexd")[0]["Enable"] == 0
     assert result_code(other.write_single("wexd", "Enable", 1)) == result_code(other.commit()) == 0
@@ -77,6 +81,29 @@ def test_a_client_that_stays_in_its_transaction_loses_it_after_60_seconds(house,
     stuck.out.wait(r"^\d+$", first + 1)
     assert stuck.out.seen[first:] == [str(TRANSACTION_EXPIRED), str(NO_TRANSACTION)]
     assert house.get("wexd Enable") == "1"
+
+
+def test_a_client_that_goes_on_sending_loses_its_transaction_after_60_seconds(house):
+    server = house.cfgserver(env=fast_clock(SPEED))
+    owner, other = Client(house.path(SOCKET)), Client(house.path(SOCKET))
+    begin = time.monotonic()
+    assert result_code(owner.begin()) == 0
+    other.send((BEGIN, (2 * LIMIT).to_bytes(4, "big")))
+    while (code := result_code(owner.write_single("wexd", "Enable", 7))) == 0:
+        time.sleep(SILENCE / 4 / 1000 / SPEED)
+    assert code == TRANSACTION_EXPIRED
+    assert LIMIT * 0.9 / 1000 / SPEED <= time.monotonic() - begin
+    assert other.receive()[0] == DONE
+    server.err.wait("held a transaction for too long, it is rolled back")
+    assert other.read("wexd")[0]["Enable"] == 0
+
+
+def test_a_silent_client_alone_in_the_store_keeps_its_transaction(house):
+    house.cfgserver(env=fast_clock(SPEED))
+    owner = Client(house.path(SOCKET))
+    assert result_code(owner.begin()) == 0
+    time.sleep(2 * SILENCE / 1000 / SPEED)  # nothing is to happen
+    assert result_code(owner.write_single("wexd", "Enable", 7)) == result_code(owner.commit()) == 0
 
 
 def test_a_silent_client_whose_turn_comes_does_not_keep_those_behind_it(house):

@@ -28,8 +28,8 @@ def open_store(house):
 
 def come(house, user, count=200):
     """So many clients of a user at most: (how many came in, what the next was told). They stay."""
-    process = house.start("setpriv", f"--reuid={user}", f"--regid={GROUP if user else 0}", "--clear-groups", "python3",
-                          "-B", "/tmp/guests.py", SOCKET, count, stdin=subprocess.PIPE)
+    process = house.start("setpriv", f"--reuid={user}", f"--regid={GROUP if user else 0}", "--clear-groups",
+                          "/usr/bin/python3", "-B", "/tmp/guests.py", SOCKET, count, stdin=subprocess.PIPE)
     line = process.out.seen[process.out.wait("came in")]
     number, _, refusal = line.partition(" came in: ")
     return int(number), refusal

@@ -1,5 +1,6 @@
 #include "unit/server/serverfixture.h"
 
+#include <filesystem>
 #include <vector>
 
 #include <fcntl.h>
@@ -55,6 +56,24 @@ TEST_F(LimitTest, GreetedClientMayStaySilent) {
     ASSERT_TRUE(isClosed(*silent)); // so the time to greet is over for both
 
     EXPECT_EQ(enabled(*client, "Globals"), 1);
+}
+
+std::size_t openDescriptors() {
+    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
+    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+}
+
+TEST_F(ServerTest, AllThatWaitInLineComeInInOneTurn) {
+    std::vector<Client> clients;
+    for (int i = 0; i < 100; ++i)
+        clients.push_back(connect());
+    const std::size_t before = openDescriptors();
+
+    server.handleEvents(0);
+
+    EXPECT_EQ(openDescriptors(), before + clients.size());
+    for (const Client& client : clients)
+        ASSERT_TRUE(succeeds(*client, ask::hello()));
 }
 
 // The process has no descriptor left while it lives.

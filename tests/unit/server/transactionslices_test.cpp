@@ -36,14 +36,14 @@ public:
             settle();
             if (queue_.owns(slicer))
                 break;
-            now_ = std::min({next, release_, queue_.nextDeadline()});
+            now_ = std::min({next, release_, asksAgain_, queue_.nextDeadline()});
         }
         queue_.release(now_);
         return now_ - begin;
     }
     void passTime(milliseconds time) {
         for (const Clock::time_point end = now_ + time; now_ < end;
-             now_ = std::min({end, release_, queue_.nextDeadline()}))
+             now_ = std::min({end, release_, asksAgain_, queue_.nextDeadline()}))
             settle();
     }
     // How often the least and the most fortunate of the holders had it.
@@ -59,8 +59,12 @@ private:
     void settle() {
         if (release_ <= now_) {
             queue_.release(now_);
-            queue_.ask(holder_, 1, now_ + std::chrono::minutes(10), now_);
+            asking_ = holder_;
+            asksAgain_ = now_ + milliseconds(1); // its next request is on the way
             release_ = Clock::time_point::max();
+        } else if (asksAgain_ <= now_) {
+            queue_.ask(asking_, 1, now_ + std::chrono::minutes(10), now_);
+            asksAgain_ = Clock::time_point::max();
         }
         EXPECT_EQ(queue_.takeExpired(now_), std::nullopt);
         if (const auto turn = queue_.admit(now_); turn && turn->client != slicer) {
@@ -76,7 +80,9 @@ private:
     store::TransactionQueue queue_{store::TransactionQueue::Limits()};
     Clock::time_point now_{std::chrono::hours(1)};
     Clock::time_point release_ = Clock::time_point::max();
+    Clock::time_point asksAgain_ = Clock::time_point::max();
     ClientId holder_ = 0;
+    ClientId asking_ = 0;
     std::map<ClientId, int> turns_;
 };
 
@@ -91,10 +97,10 @@ class SlicesTest : public testing::TestWithParam<Holders> {};
 TEST_P(SlicesTest, GetInAfterARoundOfTheOthersAndThoseTakeTurns) {
     Crowd crowd(GetParam().count, milliseconds(GetParam().milliseconds));
     crowd.passTime(milliseconds(20000));
-    for (int i = 0; i < 50; ++i) {
+    for (int i = 0; i < 200; ++i) {
         const Clock::duration wait = crowd.sliceWait();
         EXPECT_LE(wait.count(), Clock::duration(milliseconds(GetParam().mostWait)).count()) << i;
-        crowd.passTime(milliseconds(700 * i)); // at any moment of the others' round
+        crowd.passTime(milliseconds(137 * (i % 16))); // at any moment of the others' round, or at once
     }
     const auto [least, most] = crowd.turns();
     EXPECT_GE(least, most - 4);
