@@ -144,7 +144,7 @@ Answer Requests::begin(Session& session, const Request& request) {
         std::min<Clock::duration>(std::chrono::milliseconds(request.number), longestTurn_);
     session.putNotice(); // what was committed before this transaction is told before it begins
     queue_.ask(session.id(), request.sequence, now + turn, now);
-    if (queue_.admit(now))
+    if (queue_.admitIfNext(session.id(), now))
         return Answer::done();
     if (request.number == 0) { // now or never
         queue_.withdraw(session.id());

@@ -48,10 +48,25 @@ std::optional<TransactionQueue::Turn> TransactionQueue::admit(Clock::time_point 
         return std::nullopt;
     }
     const Turn turn = place->turn;
-    places_.erase(place);
-    owner_ = turn.client;
-    heldSince_ = heardAt_ = now;
+    own(place, now);
     return turn;
+}
+
+bool TransactionQueue::admitIfNext(ClientId client, Clock::time_point now) {
+    dropEndedPlaces(now);
+    if (owner_ || places_.empty())
+        return false;
+    const auto place = next();
+    if (!place->here || place->turn.client != client)
+        return false;
+    own(place, now);
+    return true;
+}
+
+void TransactionQueue::own(Places::iterator place, Clock::time_point now) {
+    owner_ = place->turn.client;
+    heldSince_ = heardAt_ = now;
+    places_.erase(place);
 }
 
 std::optional<TransactionQueue::Turn> TransactionQueue::takeTimedOut(Clock::time_point now) {

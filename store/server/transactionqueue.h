@@ -49,6 +49,8 @@ public:
     void withdraw(ClientId client);
     // The next becomes the owner, if there is no owner and the next is here.
     std::optional<Turn> admit(Clock::time_point now);
+    // The client becomes the owner, if there is no owner and the client is the next.
+    bool admitIfNext(ClientId client, Clock::time_point now);
     // Somebody whose wait ran out. It keeps its place for a while.
     std::optional<Turn> takeTimedOut(Clock::time_point now);
 
@@ -83,6 +85,7 @@ private:
     static Clock::time_point endOf(const Place& place);
     Places::iterator placeOf(ClientId client);
     Places::iterator next();
+    void own(Places::iterator place, Clock::time_point now);
     bool ranksBefore(const Place& a, const Place& b) const;
     void drop(Places::iterator place);
     void dropEndedPlaces(Clock::time_point now);

@@ -71,6 +71,22 @@ TEST_F(TransactionTest, WaitersGetTheirTurnInOrder) {
     EXPECT_EQ(next(*third).reply.result.code(), code::success);
 }
 
+TEST_F(TransactionTest, WhoAsksInTheRoundOfItsEndDoesNotGetWhatIsAnothers) {
+    for (const std::uint32_t milliseconds : {60000, 0}) {
+        ASSERT_TRUE(succeeds(*first, ask::begin(0)));
+        startBegin(*second, 60000);
+        first->send(commit);
+        third->send(ask::begin(milliseconds));
+
+        ASSERT_EQ(next(*first).reply.result.code(), code::success);
+        ASSERT_EQ(next(*second).reply.result.code(), code::success);
+        ASSERT_TRUE(succeeds(*second, disable));
+        ASSERT_TRUE(succeeds(*second, commit));
+        ASSERT_EQ(next(*third).reply.result.code(), milliseconds == 0 ? code::busy : code::success);
+        EXPECT_EQ(codeOf(*third, abort), milliseconds == 0 ? code::noTransaction : code::success);
+    }
+}
+
 TEST_F(TransactionTest, BeginThatWaitsForNothingIsBusyAtOnce) {
     ASSERT_TRUE(succeeds(*first, ask::begin(0)));
 
