@@ -109,7 +109,7 @@ class Holds(Busy):
     def once(self, client):
         assert result_code(client.begin(60_000)) == 0
         self._stopping.wait(0.3)
-        assert client.ask(ABORT)
+        assert result_code(client.ask(ABORT)) == 0
 
 
 @contextlib.contextmanager
