@@ -29,8 +29,10 @@ constexpr int largeRowsLimit = 3 * largeRows; // in one run
 
 store::ServerOptions smallOptions() {
     store::ServerOptions options;
-    options.clients = Observer::places - 1; // so that one is turned away
-    options.output = 32 * 1024;
+    options.places = {Observer::places - 1, 0, Observer::places - 1}; // so that one is turned away
+    options.transaction.silent = options.transaction.held;            // an observer does not see who is heard
+    options.readings.piece = 4 * 1024;
+    options.readings.kept = 64 * 1024;
     return options;
 }
 
@@ -175,12 +177,13 @@ private:
         Listen, // to what comes, or not
         PassTime,
         InsertLarge, // so that a few answers with them do not fit into a socket
+        Describe,
     };
 
     Client& client() {
         if (!clients_[place_])
             clients_[place_] =
-                std::make_unique<Client>(house_.path, observer_.connected() >= smallOptions().clients);
+                std::make_unique<Client>(house_.path, observer_.connected() >= smallOptions().places.all);
         return *clients_[place_];
     }
 
@@ -231,6 +234,9 @@ private:
             break;
         case InsertLarge:
             insertLarge();
+            break;
+        case Describe:
+            sendRequest(requestFrom(input_, RequestKind::Describe));
             break;
         case LastRequest:
             break;

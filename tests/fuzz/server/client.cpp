@@ -9,6 +9,14 @@ namespace fuzz {
 using velta::protocol::FrameReader;
 using velta::protocol::ReplyKind;
 
+namespace {
+
+bool isWhole(const Answer& answer) {
+    return answer.reply.kind != ReplyKind::Rows || answer.reply.rows.last;
+}
+
+} // namespace
+
 void Client::send(std::string& bytes) {
     const std::size_t size = raw_.sendBytes(bytes);
     noteSent(bytes.data(), size);
@@ -46,11 +54,15 @@ bool Client::receive() {
 // The pieces of a table become one answer.
 void Client::takeAnswers() {
     for (Answer& piece : raw_.answers) {
-        if (answers_.empty() || hasAnswer() || answers_.back().reply.kind != ReplyKind::Rows) {
+        if (answers_.empty() || isWhole(answers_.back())) {
             answers_.push_back(std::move(piece));
             continue;
         }
         Answer& whole = answers_.back();
+        if (piece.reply.kind == ReplyKind::Failed && piece.reply.sequence == whole.reply.sequence) {
+            whole = std::move(piece); // the rest could not be read
+            continue;
+        }
         require(piece.reply.kind == ReplyKind::Rows && piece.reply.sequence == whole.reply.sequence &&
                     piece.reply.rows.columns == whole.reply.rows.columns &&
                     piece.reply.rows.totalRows == whole.reply.rows.totalRows,
@@ -63,10 +75,7 @@ void Client::takeAnswers() {
 }
 
 bool Client::hasAnswer() const {
-    if (answers_.empty())
-        return false;
-    const velta::protocol::Reply& reply = answers_.front().reply;
-    return answers_.size() > 1 || reply.kind != ReplyKind::Rows || reply.rows.last;
+    return !answers_.empty() && isWhole(answers_.front());
 }
 
 std::deque<velta::NameList> Client::takeNotices() {

@@ -50,6 +50,7 @@ public:
     bool subscribedNow = false;              // since the last look
     std::optional<std::uint64_t> waitsSince; // which look found it waiting for its turn
     Time waitsUntil;
+    Time keepsPlaceUntil; // in the line for the transaction, after it was told busy
     const Time connected;
 
 private:

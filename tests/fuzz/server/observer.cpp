@@ -87,7 +87,7 @@ void Observer::look(store::Database& database) {
             "what is committed is what was committed, and nothing else");
     checkReadings();
     for (const std::size_t place : busy_)
-        require(owners_.size() > owners_.count(place),
+        require(owners_.size() > owners_.count(place) || anotherKeepsItsPlace(place),
                 "only who would have to wait for another is told busy");
     for (std::size_t place = 0; place < places; ++place)
         if (clients_[place]) {
@@ -130,18 +130,17 @@ bool Observer::takeAnswersOf(std::size_t place) {
 }
 
 bool Observer::grantNext() {
-    std::vector<std::pair<std::uint64_t, std::size_t>> granted; // since when they waited, and who
+    std::vector<std::size_t> granted;
     for (std::size_t place = 0; place < places; ++place)
         if (clients_[place] && isGrant(*clients_[place]))
-            granted.emplace_back(clients_[place]->waitsSince.value_or(looks_), place);
+            granted.push_back(place);
     if (granted.empty())
         return false;
     require(!owner_, "a transaction has one owner");
-    std::sort(granted.begin(), granted.end());
-    if (granted.size() > 1 && granted[0].first == granted[1].first)
-        loseTrack(); // whose came first is not to be told
+    if (granted.size() > 1)
+        loseTrack(); // who had it first is not to be told
     else
-        own(granted[0].second);
+        own(granted[0]);
     return true;
 }
 
@@ -149,7 +148,8 @@ void Observer::own(std::size_t place) {
     takeOne(place);
     owner_ = place;
     owners_.insert(place);
-    ownedUntil_ = now() + options_.transaction;
+    clients_[place]->keepsPlaceUntil = {};
+    ownedUntil_ = now() + options_.transaction.held;
     working_ = committed_->tables;
 }
 
@@ -196,7 +196,8 @@ void Observer::judge(std::size_t place, const Request& request, const Answer& an
     case RequestKind::Columns:
         judgeColumns(request, answer);
         break;
-    case RequestKind::Describe: // asked for by no input yet
+    case RequestKind::Describe:
+        judgeDescription(request, answer);
         break;
     case RequestKind::ReadTable:
     case RequestKind::ReadRow:
@@ -208,7 +209,7 @@ void Observer::judge(std::size_t place, const Request& request, const Answer& an
         break;
     case RequestKind::Begin:
         if (!isDone(answer))
-            judgeRefusedBegin(place, answer);
+            judgeRefusedBegin(place, request, answer);
         break;
     case RequestKind::Commit:
     case RequestKind::Abort:
@@ -239,6 +240,14 @@ void Observer::judgeColumns(const Request& request, const Answer& answer) const 
             "all columns of a table are listed");
 }
 
+void Observer::judgeDescription(const Request& request, const Answer& answer) const {
+    const auto table = committed_->tables.find(request.table);
+    require(table == committed_->tables.end()
+                ? failedWith(answer, code::unknownTable)
+                : answer.reply.descriptions.size() == table->second.shape->columns.size(),
+            "all columns of a table are described");
+}
+
 void Observer::judgeRead(bool own, const Request& request, const Answer& answer) {
     if (own)
         require(answers(working_, request, answer), "the owner of a transaction reads what it wrote");
@@ -255,13 +264,22 @@ void Observer::judgeSubscribe(Client& client, const Request& request) {
     client.subscribedNow = true;
 }
 
-void Observer::judgeRefusedBegin(std::size_t place, const Answer& answer) {
+void Observer::judgeRefusedBegin(std::size_t place, const Request& request, const Answer& answer) {
     if (owner_ == place) {
         require(failedWith(answer, code::transactionOpen), "a client has one transaction");
         return;
     }
     require(failedWith(answer, code::busy), "a transaction begins or is busy");
     busy_.push_back(place);
+    clients_[place]->keepsPlaceUntil = request.number == 0 ? Time{} : now() + options_.transaction.kept;
+}
+
+// Then the free transaction may have to wait.
+bool Observer::anotherKeepsItsPlace(std::size_t place) const {
+    for (std::size_t other = 0; other < places; ++other)
+        if (other != place && clients_[other] && now() < clients_[other]->keepsPlaceUntil)
+            return true;
+    return false;
 }
 
 void Observer::judgeEnd(std::size_t place, const Request& request, const Answer& answer) {
@@ -357,7 +375,8 @@ void Observer::checkAtRest(std::size_t place) {
 void Observer::checkWaiting(std::size_t place) {
     Client& client = *clients_[place];
     const Request& request = client.asked.front();
-    require(client.greeted && request.kind == RequestKind::Begin && owner_ && owner_ != place,
+    require(client.greeted && request.kind == RequestKind::Begin && owner_ != place &&
+                (owner_ || anotherKeepsItsPlace(place)),
             "all is answered but who waits for its turn");
     if (!client.waitsSince) {
         client.waitsSince = looks_;

@@ -48,8 +48,10 @@ private:
     void judgeGreeting(Client& client, const velta::protocol::Request& request, const Answer& answer);
     void judgeRead(bool own, const velta::protocol::Request& request, const Answer& answer);
     void judgeColumns(const velta::protocol::Request& request, const Answer& answer) const;
+    void judgeDescription(const velta::protocol::Request& request, const Answer& answer) const;
     void judgeSubscribe(Client& client, const velta::protocol::Request& request);
-    void judgeRefusedBegin(std::size_t place, const Answer& answer);
+    void judgeRefusedBegin(std::size_t place, const velta::protocol::Request& request, const Answer& answer);
+    bool anotherKeepsItsPlace(std::size_t place) const;
     void judgeEnd(std::size_t place, const velta::protocol::Request& request, const Answer& answer);
     void judgeWrite(bool own, const velta::protocol::Request& request, const Answer& answer);
     bool drop(std::size_t place);

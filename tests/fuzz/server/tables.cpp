@@ -16,7 +16,6 @@ namespace code = velta::protocol::code;
 namespace {
 
 constexpr std::size_t textLimit = 4096;
-constexpr std::size_t smallAnswer = 64 * 1024; // bytes of cells
 
 // The number that a key of a numeric column means: digits with or without a minus, nothing else.
 std::optional<std::int64_t> numberOf(const std::string& key) {
@@ -80,13 +79,6 @@ void writeCells(const Table& table, std::string& cells) {
     for (const auto& [id, row] : table.rows)
         for (const Value& value : *row)
             writer.value(value);
-}
-
-// Where much output waits already, an answer with more than 64 KiB of cells is refused.
-bool isLarge(const Table& table) {
-    std::string cells;
-    writeCells(table, cells);
-    return cells.size() > smallAnswer;
 }
 
 RowPointers allRows(const Table& table) {
@@ -167,35 +159,41 @@ Tables committedTables(store::Database& database) {
 }
 
 std::string cellsOf(store::Database& database) {
-    std::map<std::string, store::Rows> tables;
+    std::map<std::string, std::string> tables;
+    for (const store::Table& table : database.schema().tables()) {
+        store::Rows rows;
+        bool complete = false;
+        require(
+            database.readSmall(table.name, store::Database::View::LastCommit, SIZE_MAX, rows, complete).ok(),
+            "a table can be read");
+        tables[table.name] = std::move(rows.cells);
+    }
     std::string cells;
-    for (const store::Table& table : database.schema().tables())
-        require(database.readTable(table.name, store::Database::View::LastCommit, tables[table.name]).ok(),
-                "a table can be read");
-    for (const auto& [name, rows] : tables)
-        for (const store::Rows::Piece& piece : rows.pieces)
-            cells += piece.cells;
+    for (const auto& [name, ofTable] : tables)
+        cells += ofTable;
     return cells;
 }
 
 void restore(store::Database& database, const Tables& tables) {
     std::uint32_t unused = 0;
     velta::NameList changed;
+    store::Transaction& transaction = database.transaction();
     for (const auto& [name, table] : tables) {
         for (const velta::ValueList& row : tableOf(database, name))
-            require(table.shape->singleRow || database.remove(name, "Id", row.getValue("Id").getText()).ok(),
+            require(table.shape->singleRow ||
+                        transaction.remove(name, "Id", row.getValue("Id").getText()).ok(),
                     "a row can be removed");
         for (const auto& [id, row] : table.rows) {
             velta::ValueList values;
             for (std::size_t i = 0; i < row->size(); ++i)
                 values.add(table.shape->columns[i], (*row)[i]);
-            require((table.shape->singleRow ? database.writeSingle(name, 0, values)
-                                            : database.insert(name, values, unused))
+            require((table.shape->singleRow ? transaction.writeSingle(name, 0, values)
+                                            : transaction.insert(name, values, unused))
                         .ok(),
                     "a row can be written");
         }
     }
-    require(database.commit(changed).ok(), "a commit succeeds");
+    require(transaction.commit(changed).ok(), "a commit succeeds");
 }
 
 bool answers(const Tables& tables, const Request& request, const Answer& answer) {
@@ -203,8 +201,6 @@ bool answers(const Tables& tables, const Request& request, const Answer& answer)
     if (found == tables.end())
         return failedWith(answer, code::unknownTable);
     const Table& table = found->second;
-    if (failedWith(answer, code::tooLarge))
-        return isLarge(table);
     const RowPointers rows = allRows(table);
     if (request.kind == RequestKind::ReadTable)
         return isRows(answer, table, rows);
