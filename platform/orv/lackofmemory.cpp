@@ -2,6 +2,7 @@
 
 #include "orv/sysloglevel.h"
 
+#include <cerrno>
 #include <exception>
 #include <new>
 #include <typeinfo>
@@ -13,7 +14,7 @@ namespace orv::error {
 
 namespace {
 
-const char* programName = "start";
+const char* programName = program_invocation_short_name; // the C library has set it by then
 std::terminate_handler before = nullptr;
 
 // There is no exception where it found no memory for itself. Nothing else of ours ends without one.
