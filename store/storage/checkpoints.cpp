@@ -70,15 +70,11 @@ int Checkpoints::bringAll() {
 }
 
 int Checkpoints::empty() {
-    const int result = run(SQLITE_CHECKPOINT_TRUNCATE);
-    if (result == SQLITE_OK)
-        written_ = 0;
-    return result;
+    return run(SQLITE_CHECKPOINT_TRUNCATE);
 }
 
 void Checkpoints::recount() {
     (void)run(SQLITE_CHECKPOINT_PASSIVE); // where it fails, what was known stays
-    written_ = std::min(written_, counted_);
 }
 
 int Checkpoints::run(int mode) {
@@ -86,12 +82,11 @@ int Checkpoints::run(int mode) {
         return SQLITE_CANTOPEN;
     int inLog = 0;
     int moved = 0;
-    counted_ = written_;
     const int result = sqlite3_wal_checkpoint_v2(reader_.handle(), "main", mode, &inLog, &moved);
     if (result != SQLITE_OK)
         return (result & 0xff) == SQLITE_BUSY || (result & 0xff) == SQLITE_LOCKED ? SQLITE_BUSY : result;
     moved_ = moved > 0;
-    counted_ = static_cast<std::uint64_t>(std::max(inLog, 0));
+    written_ = static_cast<std::uint64_t>(std::max(inLog, 0));
     if (moved < inLog)
         return SQLITE_BUSY;
     pages_ = 0;

@@ -60,7 +60,6 @@ private:
     std::int64_t pageBytes_ = 0;
     std::uint64_t pages_ = 0;
     std::uint64_t written_ = 0; // pages in the log's file
-    std::uint64_t counted_ = 0; // pages in the log by the last checkpoint
     std::uint64_t heldBackAt_ = 0;
     bool tryAgain_ = false;
     bool moved_ = false;

@@ -259,6 +259,22 @@ TEST_F(SafekeepingTest, CutLogIsALossThatIsLoggedAndMarksAllTables) {
     EXPECT_EQ(textAfterKill(), "after");
 }
 
+TEST_F(SafekeepingTest, CutLogIsNotReadWhereTheDatabaseHoldsSomeOfItAlready) {
+    ASSERT_TRUE(commitText("moved").ok());
+    std::unique_ptr<store::TableReading> holds; // the rest of the log back
+    ASSERT_TRUE(database->beginReading("Globals", Database::View::LastCommit, holds).ok());
+    for (int i = 0; i < 250; ++i)
+        ASSERT_TRUE(commitText("lost " + std::to_string(i)).ok());
+    database->tidy();
+    ASSERT_EQ(truncate(log.c_str(), 32 + 10 * 2072), 0);
+
+    database->filesTouched();
+
+    EXPECT_THAT(setAside(), ElementsAre("db-wal.aside"));
+    EXPECT_TRUE(commitText("after").ok());
+    EXPECT_EQ(textAfterKill(), "after");
+}
+
 TEST_F(SafekeepingTest, LogThatIsCutInsideOfATransactionRefusesItsCommit) {
     ASSERT_TRUE(commitText("lost").ok());
     ASSERT_TRUE(database->transaction().writeSingle("Globals", 0, cell("Text", textValue("refused"))).ok());
