@@ -14,7 +14,7 @@ namespace orv::error {
 
 namespace {
 
-const char* programName = program_invocation_short_name; // the C library has set it by then
+const char* programName = nullptr;
 std::terminate_handler before = nullptr;
 
 // There is no exception where it found no memory for itself. Nothing else of ours ends without one.
@@ -35,6 +35,7 @@ bool isLackOfMemory() {
 
 // Before all global objects of ours: the numbers up to 100 are the system's.
 __attribute__((constructor(101))) void install() {
+    programName = program_invocation_short_name; // the C library has set it by then
     before = std::set_terminate(endProcess);
 }
 
