@@ -118,6 +118,17 @@ TEST_F(ReadingsTest, WhoHadASnapshotLeastRecentlyIsNext) {
     }
 }
 
+TEST_F(ReadingsTest, BeginInTheNextRoundWithoutAFurtherEvent) {
+    writer->send(ask::readTable("Plans"));
+    server.handleEvents(1000); // asked for
+
+    const auto begin = std::chrono::steady_clock::now();
+    server.handleEvents(5000);
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(2500));
+    EXPECT_TRUE(hasAnswer(*writer));
+}
+
 TEST_F(ReadingsTest, GiveWayToANoticeBetweenTwoPieces) {
     const Client reader = subscribed({"Globals"});
     askWithoutReading(*reader);
