@@ -114,6 +114,22 @@ TEST_F(RoundsTest, WhatWasPipelinedBehindABeginIsAnsweredOnceItIsGranted) {
         EXPECT_EQ(next(*clients[1]).reply.result.code(), 0);
 }
 
+TEST_F(RoundsTest, ThatNeedsNoFurtherEvent) {
+    ASSERT_TRUE(succeeds(*clients[0], ask::begin(0)));
+    clients[1]->sendAll(transactions(1, "Globals"));
+    serveAll();
+    clients[0]->send(ask::plain(RequestKind::Abort));
+    server.handleEvents(1000);
+
+    const auto begin = std::chrono::steady_clock::now();
+    server.handleEvents(5000);
+    server.handleEvents(5000);
+
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, milliseconds(2500));
+    clients[1]->receive();
+    EXPECT_EQ(clients[1]->answers.size(), 3U);
+}
+
 // What a client left for the server to wait for does not keep it busy.
 struct Situation {
     const char* name;
