@@ -114,7 +114,7 @@ TEST_F(RoundsTest, WhatWasPipelinedBehindABeginIsAnsweredOnceItIsGranted) {
         EXPECT_EQ(next(*clients[1]).reply.result.code(), 0);
 }
 
-TEST_F(RoundsTest, ThatNeedsNoFurtherEvent) {
+TEST_F(RoundsTest, WhatWasPipelinedBehindABeginNeedsNoFurtherEvent) {
     ASSERT_TRUE(succeeds(*clients[0], ask::begin(0)));
     clients[1]->sendAll(transactions(1, "Globals"));
     serveAll();
