@@ -45,6 +45,7 @@ protected:
         return !client.answers.empty();
     }
 
+    const store::Readings::Limits limits;
     const std::string old = std::string(4096, 'x');
     const Client writer = greeted();
 };
@@ -159,9 +160,11 @@ TEST_F(ReadingsTest, OfTheOpenTransactionNeedNoSnapshot) {
         askWithoutReading(*holder);
     ASSERT_TRUE(succeeds(*writer, ask::begin(0)));
 
+    const auto begin = std::chrono::steady_clock::now();
     writer->send(ask::readTable("Plans"));
 
     EXPECT_EQ(whole(*writer).rows.size(), largeRows);
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, limits.snapshot / 2) << "it waited for another's";
 }
 
 TEST_F(ReadingsTest, OfATableThatIsNoneFail) {
