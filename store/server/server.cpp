@@ -3,34 +3,17 @@
 #include "store/log.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <exception>
 #include <new>
 #include <utility>
 
-#include <sys/socket.h>
-
 namespace store {
 
-using velta::net::EventDispatcher;
 namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr int acceptedATurn = 128; // as many as may wait
 constexpr ClientId nobody = 0;
-constexpr auto acceptPause = std::chrono::milliseconds(500);
-
-// Turns a connection away. Its socket is new, so the few bytes fit.
-void refuse(const Descriptor& descriptor, const velta::protocol::EResultCode& result) {
-    velta::protocol::Reply reply;
-    reply.kind = velta::protocol::ReplyKind::Failed;
-    reply.result = result;
-    std::string bytes;
-    velta::protocol::encode(reply, bytes);
-    (void)send(descriptor.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT); // a courtesy
-}
 
 bool isOfStorage(const Database::Result& result) {
     return result.code() == code::storageFailed || result.code() == code::storageFull ||
@@ -39,23 +22,22 @@ bool isOfStorage(const Database::Result& result) {
 
 } // namespace
 
-Server::Server(EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
+Server::Server(velta::net::EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
                const ServerOptions& options)
     : dispatcher_(dispatcher),
       database_(database),
-      socket_(socket),
       options_(options),
       databaseWatch_(dispatcher, database),
       places_(options.places),
       queue_(options.transaction),
       readings_(database, options.readings),
       requests_(database, queue_, readings_, options.turn,
-                [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }) {
-    dispatcher_.add(socket_.descriptor(), EventDispatcher::Readable, [this](unsigned) { accept(); });
+                [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }),
+      acceptor_(dispatcher, socket, options.group, places_, lines_,
+                [this](Descriptor connection, const Peer& peer) { addClient(std::move(connection), peer); }) {
 }
 
 Server::~Server() {
-    dispatcher_.remove(socket_.descriptor());
     for (const auto& [id, client] : clients_)
         readings_.end(id);
     database_.transaction().rollBack();
@@ -72,7 +54,7 @@ void Server::handleEvents(unsigned milliseconds) {
 }
 
 void Server::shutDown(std::chrono::milliseconds patience) {
-    dispatcher_.remove(socket_.descriptor());
+    acceptor_.stop();
     for (auto& [id, client] : clients_)
         client.session->pause();
     const Clock::time_point end = Clock::now() + patience;
@@ -95,40 +77,6 @@ bool Server::isAnswering() const {
     });
 }
 
-void Server::accept() {
-    for (int i = 0; i < acceptedATurn && !acceptAgain_; ++i) {
-        Descriptor descriptor(accept4(socket_.descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
-        if (descriptor.get() >= 0)
-            admitClient(std::move(descriptor));
-        else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
-            pauseAccepting(
-                std::strerror(errno)); // the connection stays in line and would wake us again at once
-        else if (errno != EINTR && errno != ECONNABORTED)
-            return;
-    }
-}
-
-void Server::admitClient(Descriptor descriptor) {
-    const std::optional<Peer> peer = peerOf(descriptor.get());
-    if (!peer)
-        return;
-    try {
-        if (!isPermitted(*peer, descriptor.get(), options_.group)) {
-            refuse(descriptor, code::notPermitted);
-            lines_.warn("not permitted", *peer,
-                        "a client that is not permitted was turned away (" + peer->text() + ")");
-        } else if (const char* reason = places_.refusal(*peer)) {
-            refuse(descriptor, {code::tooManyClients, reason});
-            lines_.warn("too many", *peer,
-                        "one client too many was turned away (" + peer->text() + "): " + reason);
-        } else {
-            addClient(std::move(descriptor), *peer);
-        }
-    } catch (const std::exception& error) {
-        log::error(error.what());
-    }
-}
-
 void Server::addClient(Descriptor descriptor, const Peer& peer) {
     const ClientId id = nextId_++;
     auto session = std::make_unique<Session>(dispatcher_, lines_, std::move(descriptor), id, peer);
@@ -139,19 +87,6 @@ void Server::addClient(Descriptor descriptor, const Peer& peer) {
         places_.giveBack(peer.user);
         throw;
     }
-}
-
-void Server::pauseAccepting(const char* reason) {
-    lines_.error("accept", std::string("no further client can be taken for a moment: ") + reason);
-    acceptAgain_ = Clock::now() + acceptPause;
-    dispatcher_.setInterest(socket_.descriptor(), 0);
-}
-
-void Server::resumeAccepting(Clock::time_point now) {
-    if (!acceptAgain_ || now < *acceptAgain_)
-        return;
-    acceptAgain_.reset();
-    dispatcher_.setInterest(socket_.descriptor(), EventDispatcher::Readable);
 }
 
 void Server::round() {
@@ -241,7 +176,7 @@ void Server::logFailure(const Database::Result& result) {
 void Server::settle() {
     careForDatabase();
     const Clock::time_point now = Clock::now();
-    resumeAccepting(now);
+    acceptor_.resume(now);
     closeSilent(now);
     lines_.flush(now);
     readings_.expire(now);
@@ -346,10 +281,8 @@ void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
 }
 
 unsigned Server::untilDeadline(unsigned milliseconds) const {
-    Clock::time_point next =
-        std::min({queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline()});
-    if (acceptAgain_)
-        next = std::min(next, *acceptAgain_);
+    Clock::time_point next = std::min(
+        {queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline(), acceptor_.nextDeadline()});
     for (const auto& [id, client] : clients_)
         next = std::min(next, patienceEnd(client));
     if (next == Clock::time_point::max())

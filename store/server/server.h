@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/server/acceptor.h"
 #include "store/server/clientlines.h"
 #include "store/server/databasewatch.h"
 #include "store/server/listeningsocket.h"
@@ -52,11 +53,7 @@ private:
         Clock::time_point greetUntil;
     };
 
-    void accept();
-    void admitClient(Descriptor descriptor);
     void addClient(Descriptor descriptor, const Peer& peer);
-    void pauseAccepting(const char* reason);
-    void resumeAccepting(Clock::time_point now);
 
     void round();
     bool hasTurn(const Session& session) const;
@@ -84,7 +81,6 @@ private:
 
     velta::net::EventDispatcher& dispatcher_;
     Database& database_;
-    ListeningSocket& socket_;
     const ServerOptions options_;
     DatabaseWatch databaseWatch_;
     ClientLines lines_;
@@ -94,8 +90,8 @@ private:
     Requests requests_;
     std::map<ClientId, Client> clients_;
     ClientId nextId_ = 1;
-    bool moreToDo_ = false;                        // somebody has a turn in the next round
-    std::optional<Clock::time_point> acceptAgain_; // while accepting is paused
+    bool moreToDo_ = false; // somebody has a turn in the next round
+    Acceptor acceptor_;
 };
 
 } // namespace store
