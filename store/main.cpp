@@ -8,6 +8,7 @@
 #include "store/storage/database.h"
 #include "store/storage/schema.h"
 #include "velta/net/eventdispatcher.h"
+#include "velta/text.h"
 
 #include <cerrno>
 #include <climits>
@@ -55,7 +56,7 @@ public:
     }
 
     void report(const std::string& reason) {
-        const std::string line = std::string(programName) + ": " + reason;
+        const std::string line = velta::onOneLine(std::string(programName) + ": " + reason);
         ORV_Daemon_reportFailure(&daemon_, line.c_str());
         if (entered_)
             store::log::error(reason);

@@ -1,5 +1,7 @@
 #include "store/options.h"
 
+#include "velta/text.h"
+
 #include <CLI/CLI.hpp>
 #include <charconv>
 #include <filesystem>
@@ -57,7 +59,7 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
     app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
     app.failure_message([](const CLI::App* self, const CLI::Error& error) {
-        return "cfgserver: " + std::string(error.what()) + '\n' + self->help();
+        return "cfgserver: " + velta::onOneLine(error.what()) + '\n' + self->help();
     });
     try {
         app.parse(argumentCount, arguments);

@@ -3,6 +3,7 @@
 #include "store/log.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace store::log {
 
@@ -37,9 +38,9 @@ void Repeats::flush(TimePoint now) {
         } else if (entry.count == 0) {
             place = entries_.erase(place);
         } else {
-            tell(entry);
-            entry.until = now + window; // it may go on
-            entry.count = 0;
+            entry.until = now + window;                                // it may go on
+            const std::uint64_t count = std::exchange(entry.count, 0); // first: if telling fails, it is over
+            tell(entry, count);
         }
     }
 }
@@ -47,13 +48,13 @@ void Repeats::flush(TimePoint now) {
 void Repeats::flushAll() {
     for (const auto& [kind, entry] : entries_)
         if (entry.count != 0)
-            tell(entry);
+            tell(entry, entry.count);
     entries_.clear();
 }
 
-void Repeats::tell(const Entry& entry) {
-    const std::string many = " (the last of " + std::to_string(entry.count) + " such lines within a minute)";
-    write(entry.level, entry.count == 1 ? entry.last : entry.last + many);
+void Repeats::tell(const Entry& entry, std::uint64_t count) {
+    const std::string many = " (the last of " + std::to_string(count) + " such lines within a minute)";
+    write(entry.level, count == 1 ? entry.last : entry.last + many);
 }
 
 void Repeats::write(Level level, const std::string& text) {

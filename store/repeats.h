@@ -49,7 +49,7 @@ private:
     using Entries = std::map<std::string, Entry>;
 
     static void write(Level level, const std::string& text);
-    static void tell(const Entry& entry);
+    static void tell(const Entry& entry, std::uint64_t count);
 
     void say(Level level, const std::string& kind, const std::string& text, TimePoint now);
 

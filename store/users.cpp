@@ -3,8 +3,13 @@
 #include <array>
 
 #include <pwd.h>
+#include <unistd.h>
 
 namespace store {
+
+bool isRootOrOwn(uid_t user) {
+    return user == 0 || user == geteuid();
+}
 
 std::string userText(uid_t user) {
     std::array<char, 4096> room{};

@@ -126,7 +126,7 @@ void complain(const std::string& text) {
               << std::endl;
 }
 
-// What the parser says of a missing command speaks of subcommands, and not of the word that is none.
+// What the parser says of a missing command speaks of subcommands, and not of the word that is no command.
 std::string describe(const CLI::App& app, const CLI::Error& error) {
     if (error.get_name() != "RequiredError" || !app.get_subcommands().empty())
         return error.what();

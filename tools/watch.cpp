@@ -47,7 +47,7 @@ public:
     bool configChanged(IConfigClient& client, const std::string& name) override;
     void process(IConfigClient& client) override;
 
-    // Whether anything was delivered since the last call. Throws Refused where a reading failed.
+    // Throws Refused where a reading failed.
     void requireReadings() const;
 
 private:

@@ -38,6 +38,22 @@ bool isUtf8(std::string_view text) {
     return true;
 }
 
+std::string onOneLine(std::string_view text) {
+    std::string line;
+    while (!text.empty()) {
+        const std::optional<Character> character = firstCharacter(text);
+        const std::size_t bytes = character ? character->bytes : 1;
+        if (!character)
+            line += '?';
+        else if (isControl(character->code))
+            line += ' ';
+        else
+            line += text.substr(0, bytes);
+        text.remove_prefix(bytes);
+    }
+    return line;
+}
+
 bool isControl(char32_t code) {
     return code < 0x20 || (code >= 0x7f && code <= 0x9f);
 }

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <string_view>
 
 // What a text from outside holds: a number, characters, or bytes that are neither.
@@ -23,6 +24,10 @@ struct Character {
 
 // None where the text is empty, or does not begin with a character in UTF-8.
 std::optional<Character> firstCharacter(std::string_view text);
+
+// The text on one line, as a person may see it: control characters become blanks, bytes that are no UTF-8
+// question marks.
+std::string onOneLine(std::string_view text);
 
 // C0, delete, and C1 (U+0080 to U+009F): what may drive a terminal.
 bool isControl(char32_t code);

@@ -220,7 +220,7 @@ EResultCode Connection::nextReply(Reply& reply, bool& found) {
         }
         reply = Reply();
         if (!velta::protocol::decode(message, reply))
-            return broken("a message that is none");
+            return broken("a malformed message");
         if (reply.kind != ReplyKind::Notice) {
             found = true;
             return {};

@@ -18,7 +18,7 @@ namespace orv::cfg {
 // One connection to the configuration store: requests and their replies one after the other, and the notices
 // that come in between.
 //
-// It trusts nobody: the server must be run by root or by the own user, and a message that is none closes the
+// It trusts nobody: the server must be run by root or by the own user, and a malformed message closes the
 // connection with one warning line in the log module that has the client's name. Nothing here throws for what
 // the other end does.
 class Connection {
@@ -58,7 +58,7 @@ public:
     void onLeftover(Callback callback) { onLeftover_ = std::move(callback); }
 
     // Sends a request and waits for its answer, which is of the expected kind or a failure. A failure that
-    // the store answered leaves the connection open; no answer in time, or one that is none, closes it. Gives
+    // the store answered leaves the connection open; no answer in time, or a malformed one, closes it. Gives
     // the request its sequence number.
     EResultCode exchange(velta::protocol::Request& request, velta::protocol::Reply& reply,
                          velta::protocol::ReplyKind expected = velta::protocol::ReplyKind::Done);

@@ -1,5 +1,7 @@
 #include "store/server/peer.h"
 
+#include "store/users.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <vector>
@@ -37,12 +39,8 @@ std::optional<Peer> peerOf(int descriptor) {
     return Peer{credentials.pid, credentials.uid, credentials.gid};
 }
 
-bool isOwn(uid_t user) {
-    return user == 0 || user == geteuid();
-}
-
 bool isPermitted(const Peer& peer, int descriptor, std::optional<gid_t> group) {
-    if (isOwn(peer.user))
+    if (isRootOrOwn(peer.user))
         return true;
     if (!group)
         return false;

@@ -20,8 +20,6 @@ struct Peer {
 // Nothing when the kernel can't tell.
 std::optional<Peer> peerOf(int descriptor);
 
-// Root, or the server's own user.
-bool isOwn(uid_t user);
 // Root, the server's own user, and the members of the one group may come in.
 bool isPermitted(const Peer& peer, int descriptor, std::optional<gid_t> group);
 

@@ -1,11 +1,13 @@
 #include "store/server/places.h"
 
+#include "store/users.h"
+
 namespace store {
 
 const char* Places::refusal(const Peer& peer) const {
     if (taken_ >= limits_.all)
         return "all places are taken";
-    if (isOwn(peer.user))
+    if (isRootOrOwn(peer.user))
         return nullptr;
     if (taken_ >= limits_.all - limits_.kept)
         return "the places that are left are kept for root";

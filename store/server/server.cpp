@@ -48,17 +48,17 @@ void Server::handleEvents(unsigned milliseconds) {
         dispatcher_.handleEvents(moreToDo_ ? 0 : untilDeadline(milliseconds));
         round();
         settle();
-    } catch (const std::bad_alloc&) { // of a line of the log, at the most: all else has been seen to
+    } catch (const std::bad_alloc&) { // mostly of a line of the log
+        moreToDo_ = true;             // what was passed over is seen to in the next round
         log::error("out of memory");
     }
 }
 
 void Server::shutDown(std::chrono::milliseconds patience) {
     acceptor_.stop();
-    for (auto& [id, client] : clients_)
-        client.session->pause();
     const Clock::time_point end = Clock::now() + patience;
     for (Clock::time_point now = Clock::now(); isAnswering() && now < end; now = Clock::now()) {
+        pauseAll();
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count() + 1;
         dispatcher_.handleEvents(moreToDo_ ? 0 : static_cast<unsigned>(left));
         round();
@@ -68,6 +68,13 @@ void Server::shutDown(std::chrono::milliseconds patience) {
         client.session->close();
     dropClosed(Clock::now());
     lines_.flushAll();
+    database_.flushLines();
+}
+
+// No request is taken any more, not even behind a reading that has come to its end.
+void Server::pauseAll() {
+    for (auto& [id, client] : clients_)
+        client.session->pause();
 }
 
 // Whether an answer that is begun is not sent to its end.
@@ -174,13 +181,13 @@ void Server::logFailure(const Database::Result& result) {
 }
 
 void Server::settle() {
-    careForDatabase();
     const Clock::time_point now = Clock::now();
     acceptor_.resume(now);
     closeSilent(now);
     lines_.flush(now);
     readings_.expire(now);
     dropClosed(now);
+    careForDatabase(); // a log that nobody holds back any more begins anew before it is held again
     expireTransaction(now);
     admitNext(now); // before it is too late for one whose turn it is now
     endWaiting(now);
@@ -219,7 +226,7 @@ void Server::expireTransaction(Clock::time_point now) {
     if (!owner)
         return;
     if (readings_.has(*owner) && queue_.takeExpiry(*owner))
-        readings_.fail(*owner, code::transactionExpired); // it reads what is about to go
+        readings_.fail(*owner, code::transactionExpired); // it reads what is about to go; needs no memory
     database_.transaction().rollBack();
     const Session& session = *clients_.at(*owner).session;
     lines_.warn("held a transaction", session.peer(),
@@ -281,8 +288,8 @@ void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
 }
 
 unsigned Server::untilDeadline(unsigned milliseconds) const {
-    Clock::time_point next = std::min(
-        {queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline(), acceptor_.nextDeadline()});
+    Clock::time_point next = std::min({queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline(),
+                                       acceptor_.nextDeadline(), database_.nextDeadline()});
     for (const auto& [id, client] : clients_)
         next = std::min(next, patienceEnd(client));
     if (next == Clock::time_point::max())

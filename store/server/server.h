@@ -78,6 +78,7 @@ private:
     void tellCommitted(const velta::NameList& tables, ClientId by);
     unsigned untilDeadline(unsigned milliseconds) const;
     bool isAnswering() const;
+    void pauseAll();
 
     velta::net::EventDispatcher& dispatcher_;
     Database& database_;

@@ -39,6 +39,10 @@ public:
     // Brings a log that has grown into the database. That a reader holds it back is no failure; one that
     // fails is logged.
     void tidy(Clock::time_point now);
+    // When tidy() has a line to write, at most.
+    Clock::time_point nextDeadline() const { return failures_.deadline().value_or(Clock::time_point::max()); }
+    // Tells of failures that were only counted so far.
+    void flushLines() { failures_.flushAll(); }
     // A reader that may have held the log back is gone: the next tidy() tries again.
     void readerEnded() { tryAgain_ = true; }
     // Brings all of the log into the database, synced. SQLITE_OK, SQLITE_BUSY where a reader holds it back,

@@ -1,10 +1,9 @@
 #include "store/storage/columnkind.h"
 
+#include "store/storage/sqlwords.h"
 #include "velta/text.h"
 
 #include <string_view>
-
-#include <strings.h>
 
 namespace store {
 
@@ -32,10 +31,6 @@ constexpr KindEntry kinds[] = {
 
 const KindEntry& entryOf(Kind kind) {
     return kinds[static_cast<std::size_t>(kind)];
-}
-
-bool sameName(const std::string& a, const std::string& b) {
-    return strcasecmp(a.c_str(), b.c_str()) == 0;
 }
 
 std::string_view trimmed(std::string_view text) {

@@ -2,6 +2,7 @@
 
 #include "store/storage/rowwriter.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace store {
@@ -23,6 +24,15 @@ void Database::tidy() {
     if (connections_.snapshots().takeGivenBack())
         connections_.checkpoints().readerEnded();
     connections_.checkpoints().tidy(options_.now());
+}
+
+Safekeeping::Clock::time_point Database::nextDeadline() const {
+    return std::min(safekeeping_.nextDeadline(), connections_.checkpoints().nextDeadline());
+}
+
+void Database::flushLines() {
+    safekeeping_.flushLines();
+    connections_.checkpoints().flushLines();
 }
 
 bool Database::logIsLong() const {

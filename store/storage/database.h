@@ -55,6 +55,10 @@ public:
     // Brings the log into the database where it has grown, and tries again what failed before. Quick where
     // there is nothing to do.
     void tidy();
+    // When tidy() has something to do of itself, at most.
+    Safekeeping::Clock::time_point nextDeadline() const;
+    // At the end: tells of failures that were only counted so far.
+    void flushLines();
     // Pages of the log that wait for that.
     std::uint64_t logPages() const { return connections_.checkpoints().pages(); }
     // Whether open snapshots hold a log back that has grown so far that no further one should begin, or that

@@ -14,10 +14,6 @@ namespace {
 
 constexpr mode_t writableByOthers = S_IWGRP | S_IWOTH;
 
-bool isTrusted(uid_t user) {
-    return user == 0 || user == geteuid();
-}
-
 std::string folderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
     if (slash == std::string::npos)
@@ -37,11 +33,11 @@ bool isInForeignFolder(const std::string& path) {
     struct stat folder {};
     if (stat(folderOf(path).c_str(), &folder) != 0)
         return false; // nothing can lie in it
-    return !isTrusted(folder.st_uid) || (folder.st_mode & writableByOthers) != 0;
+    return !isRootOrOwn(folder.st_uid) || (folder.st_mode & writableByOthers) != 0;
 }
 
 void checkOwner(const struct stat& status, const std::string& name) {
-    if (!isTrusted(status.st_uid))
+    if (!isRootOrOwn(status.st_uid))
         throw StorageError(name + " belongs to " + userText(status.st_uid) +
                            ", neither to root nor to this server's user");
     if (S_ISREG(status.st_mode) && (status.st_mode & writableByOthers) != 0)

@@ -39,14 +39,18 @@ Result Safekeeping::beforeWriting() {
     // What the transaction writes to the log would hide that it was cut.
     if (state_ == State::Sound && file_.logIsCut(connections_.checkpoints().logBytes()))
         (void)look(); // nothing is written yet: it may well be opened anew
-    if (state_ == State::Sound)
-        return {};
+    return state_ == State::Sound ? Result() : refusal();
+}
+
+Safekeeping::Result Safekeeping::refusal() const {
     return {code::storageFailed, "commits are refused until the database could be opened anew: " + reason_};
 }
 
 Result Safekeeping::beforeCommit(const velta::NameList& touched) {
     changed_.reserve(changed_.size() + touched.size());
     pending_ = touched;
+    if (state_ != State::Sound)
+        return refusal();
     const Displaced found = displaced();
     noteDatabaseGone(found == Displaced::Database);
     if (found == Displaced::Database) // it would be kept where no start looks for it
@@ -85,7 +89,8 @@ Result Safekeeping::afterFailedCommit(int sqliteCode, const Result& failure) noe
     state_ = State::Distrusted; // until this is through
     unknown_.swap(pending_);
     try {
-        if (leavesNoCommit(sqliteCode) || neutralise()) {
+        // What is in memory no later start finds.
+        if (leavesNoCommit(sqliteCode) || file_.inMemory() || neutralise()) {
             state_ = State::Sound;
             unknown_.clear();
             return failure;
@@ -210,6 +215,11 @@ void Safekeeping::retry() {
         (void)rescue(Displaced::Log);
     else
         (void)openAnew();
+}
+
+Safekeeping::Clock::time_point Safekeeping::nextDeadline() const {
+    const Clock::time_point line = failures_.deadline().value_or(Clock::time_point::max());
+    return state_ == State::Sound ? line : std::min(line, nextTry_);
 }
 
 void Safekeeping::distrust(const std::string& reason) {

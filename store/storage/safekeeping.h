@@ -43,6 +43,10 @@ public:
     bool isInTrouble() const { return databaseGone_ || state_ != State::Sound; }
     // Opens a database anew that waits for it, when it is time.
     void retry();
+    // When retry() has something to do next.
+    Clock::time_point nextDeadline() const;
+    // Tells of failures that were only counted so far.
+    void flushLines() { failures_.flushAll(); }
     // Tables that may have changed without a commit that was answered as such.
     velta::NameList takeChanged();
 
@@ -53,6 +57,7 @@ private:
         Distrusted, // nobody knows what the disk holds, or the database could not be opened anew
     };
 
+    Result refusal() const;
     Result lookAfterCommit();
     Displaced displaced();
     bool rescue(Displaced found);

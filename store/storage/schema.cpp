@@ -11,7 +11,6 @@
 #include <fstream>
 #include <utility>
 
-#include <strings.h>
 #include <sys/stat.h>
 
 namespace store {
@@ -23,7 +22,7 @@ using velta::Value;
 constexpr std::size_t sizeLimit = 1024 * 1024; // bytes of one schema text
 constexpr std::size_t nameLimit = 63;
 constexpr std::size_t columnLimit = 128;
-constexpr std::size_t tableLimit = 1000;
+constexpr std::size_t mostTables = 1000;
 
 // What SQLite would take and the store would not heed. None of them can be a name with its type: SQLite
 // keeps the single words for itself, and no pair of words makes a column that we would take.
@@ -41,10 +40,6 @@ constexpr Phrase notHeeded[] = {
 
 constexpr const char* onlyPlain =
     "only plain CREATE TABLE statements may stand in it, with no constraint but NOT NULL and DEFAULT";
-
-bool sameName(const std::string& a, const std::string& b) {
-    return strcasecmp(a.c_str(), b.c_str()) == 0;
-}
 
 bool isLetter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -217,7 +212,7 @@ void Schema::add(const std::string& sql, const std::string& origin) {
     }
     if (added.empty())
         refuse(origin, "no table in it");
-    if (tables_.size() + added.size() > tableLimit)
+    if (tables_.size() + added.size() > mostTables)
         refuse(origin, "more than 1000 tables");
     tables_.insert(tables_.end(), added.begin(), added.end());
 }

@@ -18,7 +18,6 @@ public:
     // Throws StorageError.
     Snapshot(const DatabaseFile& file, const Schema& schema);
 
-    Connection& connection() { return connection_; }
     TableReader& reader() { return reader_; }
     // Opens its connection where that was closed. Throws StorageError.
     velta::protocol::EResultCode begin();

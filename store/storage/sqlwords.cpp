@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include <strings.h>
+
 namespace store {
 
 namespace {
@@ -30,6 +32,10 @@ std::size_t behindWord(const std::string& sql, std::size_t from) {
 }
 
 } // namespace
+
+bool sameName(const std::string& a, const std::string& b) {
+    return strcasecmp(a.c_str(), b.c_str()) == 0;
+}
 
 std::optional<std::vector<std::string>> wordsOf(const std::string& sql) {
     std::vector<std::string> words;

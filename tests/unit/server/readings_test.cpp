@@ -167,7 +167,7 @@ TEST_F(ReadingsTest, OfTheOpenTransactionNeedNoSnapshot) {
     EXPECT_LT(std::chrono::steady_clock::now() - begin, limits.snapshot / 2) << "it waited for another's";
 }
 
-TEST_F(ReadingsTest, OfATableThatIsNoneFail) {
+TEST_F(ReadingsTest, OfAnUnknownTableFail) {
     EXPECT_EQ(codeOf(*writer, ask::readTable("Nothing")), code::unknownTable);
     ASSERT_TRUE(succeeds(*writer, ask::begin(0)));
     EXPECT_EQ(codeOf(*writer, ask::readTable("Nothing")), code::unknownTable);

@@ -103,6 +103,36 @@ TEST_F(SafekeepingTest, AfterAnUnknownOutcomeCommitsAreRefusedUntilTheDatabaseWa
     EXPECT_EQ(textAfterKill(), "later");
 }
 
+TEST_F(SafekeepingTest, UnknownOutcomeIsLookedIntoWithoutBeingAsked) {
+    EXPECT_EQ(database->nextDeadline(), store::Safekeeping::Clock::time_point::max());
+    disk.failSyncs(10);
+    ASSERT_EQ(commitText("unknown").code(), code::outcomeUnknown);
+    disk.failSyncs(0);
+
+    ASSERT_NE(database->nextDeadline(), store::Safekeeping::Clock::time_point::max());
+    now = std::max(now, database->nextDeadline());
+    database->tidy();
+
+    EXPECT_TRUE(commitText("kept").ok());
+    EXPECT_GE(database->nextDeadline(), now + std::chrono::seconds(1)); // a line of the log at the most
+}
+
+TEST(SafekeepingInMemory, NothingIsLostWhereACommitFails) {
+    ShakyDisk disk;
+    Database database(schemaOf(testTables), "");
+    velta::NameList changed;
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("kept"))).ok());
+    ASSERT_TRUE(database.transaction().commit(changed).ok());
+    disk.failSyncs(10);
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("refused"))).ok());
+    ASSERT_EQ(database.transaction().commit(changed).code(), code::storageFailed);
+    disk.failSyncs(0);
+
+    EXPECT_EQ(smallTableOf(database, "Globals").at(0).getValue("Text").getText(), "kept");
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("again"))).ok());
+    EXPECT_TRUE(database.transaction().commit(changed).ok());
+}
+
 TEST_F(SafekeepingTest, TablesOfAnUnknownOutcomeCountAsChangedOnceItIsKnown) {
     ASSERT_TRUE(commitText("kept").ok());
     disk.failSyncs(2);

@@ -90,4 +90,13 @@ TEST(ControlCharacter, IsOneOfC0DeleteOrC1) {
 }
 
 } // namespace
+TEST(OnOneLine, ControlsBecomeBlanksAndOtherBytesQuestionMarks) {
+    EXPECT_EQ(velta::onOneLine("a\nb\x1b[2J\x7f"), "a b [2J ");
+    EXPECT_EQ(velta::onOneLine("\xc2\x9b"
+                               "2J \xc3\xbc"),
+              " 2J \xc3\xbc");
+    EXPECT_EQ(velta::onOneLine("\x9b\xff"), "??");
+    EXPECT_EQ(velta::onOneLine(""), "");
+}
+
 } // namespace velta
