@@ -214,13 +214,15 @@ class Sample:
             lines = self.program.err.wait_end()
         if status < 0:
             return f"ended by {signal.Signals(-status).name}: {lines}"
+        if BLINDED in lines:
+            return None  # without a descriptor the sanitizer takes what it can't look at for a defect, and ends it
         if early:
             return f"ended with {status} while it served: {lines}"
-        if any(SANITIZER.search(line) for line in lines) and BLINDED not in lines:
+        if any(SANITIZER.search(line) for line in lines):
             return f"{lines}"
         if self.up and status != 0:
             return f"ended with {status} when it was told to: {lines}"
-        if status != 0 and BLINDED not in lines and not any(re.search(r"cfgserver: \w+", line) for line in lines):
+        if status != 0 and not any(re.search(r"cfgserver: \w+", line) for line in lines):
             return f"ended with {status} and no line: {lines}"
         return None
 

@@ -141,7 +141,7 @@ class BadAnswerTest : public testing::TestWithParam<BadAnswer> {};
 
 TEST_P(BadAnswerTest, ClosesTheConnectionWithOneWarning) {
     ScriptedServer server;
-    Connection connection(server.socketPath(), support::clientName, 10);
+    Connection connection(server.socketPath(), support::clientName, 60);
     ConfigClient client(connection, 500);
     ASSERT_TRUE(connection.open().ok());
     server.answer(RequestKind::ReadTable, GetParam().bytes);

@@ -114,7 +114,7 @@ TEST_F(ReadingsTest, WhoHadASnapshotLeastRecentlyIsNext) {
          {std::tuple(0, &third, &second), std::tuple(1, &second, &first), std::tuple(2, &first, &first)}) {
         holders[gone]->disconnect();
         serveAll();
-        EXPECT_TRUE(hasAnswer(**next)) << gone;
+        EXPECT_TRUE(await([this, who = next] { return hasAnswer(**who); })) << gone;
         EXPECT_TRUE(waiting == next || !hasAnswer(**waiting)) << gone;
     }
 }
