@@ -72,7 +72,7 @@ TEST_F(TransactionTest, WaitersGetTheirTurnInOrder) {
 }
 
 TEST_F(TransactionTest, WhoAsksInTheRoundOfItsEndDoesNotGetWhatIsAnothers) {
-    for (const std::uint32_t milliseconds : {60000, 0}) {
+    for (const std::uint32_t milliseconds : {60000U, 0U}) {
         ASSERT_TRUE(succeeds(*first, ask::begin(0)));
         startBegin(*second, 60000);
         first->send(commit);

@@ -130,7 +130,7 @@ TEST(LoadFile, WithALongTextThatIsBrokenIsRefusedInAShortOne) {
 
 TEST(LoadFile, ArrivesInPiecesOfAnySize) {
     const std::string text = R"({"T": [{"Id": 12, "a": "\u00e4b"}, {}]})";
-    for (const std::size_t piece : {1, 2, 7})
+    for (const std::size_t piece : {1U, 2U, 7U})
         EXPECT_EQ(parsed(text, piece).tables.at(0).rows.at(0).cells,
                   parsed(text).tables.at(0).rows.at(0).cells);
 }

@@ -83,9 +83,9 @@ TEST(Utf8, MayBeEmpty) {
 }
 
 TEST(ControlCharacter, IsOneOfC0DeleteOrC1) {
-    for (const char32_t code : {0x00, 0x0a, 0x1f, 0x7f, 0x80, 0x9b, 0x9f})
+    for (const char32_t code : {U'\0', U'\n', U'\x1f', U'\x7f', U'\x80', U'\x9b', U'\x9f'})
         EXPECT_TRUE(isControl(code)) << static_cast<unsigned>(code);
-    for (const char32_t code : {0x20, 0x7e, 0xa0, 0xe4, 0x20ac})
+    for (const char32_t code : {U' ', U'~', U'\xa0', U'\xe4', U'\x20ac'})
         EXPECT_FALSE(isControl(code)) << static_cast<unsigned>(code);
 }
 
