@@ -5,7 +5,7 @@ import socket
 
 import pytest
 
-from house import SOCKET, wait_until
+from house import SOCKET, untouched, wait_until
 
 TRACE = "/tmp/trace"
 
@@ -77,12 +77,12 @@ OBSTACLES = [
 @pytest.mark.parametrize("obstacle, reason", OBSTACLES, ids=[obstacle.__name__ for obstacle, _ in OBSTACLES])
 def test_what_is_no_store_is_named_by_the_tool_and_outlasted_by_the_daemon(house, obstacle, reason):
     obstacle(house)
-    before = os.lstat(house.path(SOCKET))
+    before = untouched(house.path(SOCKET))
     for command in (["tables"], ["watch"], ["set", "WlanGlobals", "WlanEnable=1"]):
         assert refused(house, *command) == f"cfgctl: no configuration store at {SOCKET}: {reason}\n"
     horad = start_traced(house)
     wait_attempts(house, 3)
-    assert os.lstat(house.path(SOCKET)) == before
+    assert untouched(house.path(SOCKET)) == before
     os.rename(house.path(SOCKET), house.path("/tmp/aside"))
     house.cfgserver()
     horad.err.wait("Initial reading of config")
