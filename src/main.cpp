@@ -1,26 +1,22 @@
 // horad: carries out the time-controlled parts of the router's configuration.
 
 #include "cfg/notificationhandler.h"
-#include "handlers/reboothandler.h"
-#include "handlers/timeframehandler.h"
-#include "handlers/timeplanhandler.h"
-#include "handlers/wlanhandler.h"
+#include "horad.h"
 #include "log.h"
 #include "options.h"
 #include "orv/daemon.h"
 #include "orv/lackofmemory.h"
+#include "orv/stop.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
 #include <iostream>
 
 #include <malloc.h>
-#include <unistd.h>
 
 namespace {
 
@@ -38,9 +34,7 @@ constexpr unsigned transactionWait = 500; // milliseconds
 constexpr bool mergeChanges = true;
 constexpr bool leaveOutOwnChanges = false;
 
-constexpr useconds_t connectInterval = 100000; // microseconds
-constexpr unsigned eventWait = 2000;           // milliseconds, the length of an idle iteration
-constexpr std::uint32_t iterationsPerRebootCheck = 25;
+constexpr unsigned connectInterval = 100000; // microseconds
 constexpr int largestHeapBlock = 128 * 1024; // bytes
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
 // What is sent to daemons in general, to make them read their configuration or log file anew.
@@ -49,10 +43,13 @@ constexpr int ignoredSignals[] = {SIGHUP, SIGUSR1};
 Options options;
 ORV_Daemon pidFile;
 volatile std::sig_atomic_t running = 1;
+const orv::Stop* volatile stopRequest = nullptr; // while run() waits for something
 
 extern "C" void onStopSignal(int) {
     Logger::debugFromSignal("Signal received");
     running = 0;
+    if (stopRequest != nullptr)
+        stopRequest->request();
 }
 
 // A write to a closed socket must not end the process.
@@ -100,6 +97,11 @@ bool becomeDaemon() {
         Logger::instance().error("Could not become a daemon: %s", std::strerror(errno));
         return false;
     }
+    return true;
+}
+
+// From the pid file on, whoever started the daemon may stop it.
+bool announceDaemon() {
     const StopSignalsHeld held;
     if (ORV_Daemon_createPidFile(&pidFile) != 0) {
         if (errno == EWOULDBLOCK) // another start was faster
@@ -116,32 +118,55 @@ bool becomeDaemon() {
     return true;
 }
 
+// The store over its socket.
+class SocketLink : public orv::horad::StoreLink {
+public:
+    SocketLink(velta::net::EventDispatcher& dispatcher, orv::cfg::NotificationHandler& notifications)
+        : dispatcher_(dispatcher), notifications_(notifications) {}
+
+    void wait(unsigned milliseconds) override { dispatcher_.handleEvents(milliseconds); }
+    void deliver() override { notifications_.process(); }
+    orv::cfg::common::IConfigClient& client() override { return notifications_.getConfigClient(); }
+
+private:
+    velta::net::EventDispatcher& dispatcher_;
+    orv::cfg::NotificationHandler& notifications_;
+};
+
+// While one lives, a stop signal ends whatever waits for a request to stop.
+class StopOnSignal {
+public:
+    StopOnSignal() { stopRequest = &stop_; }
+    ~StopOnSignal() { stopRequest = nullptr; }
+    StopOnSignal(const StopOnSignal&) = delete;
+    StopOnSignal& operator=(const StopOnSignal&) = delete;
+
+    const orv::Stop& request() const { return stop_; }
+
+private:
+    orv::Stop stop_;
+};
+
 // Everything that runs is built here, in this order, and taken down in reverse.
 void run() {
+    const StopOnSignal stop;
+    orv::StoppableSystem system(orv::System::real(), stop.request());
     velta::net::EventDispatcher dispatcher;
     orv::cfg::NotificationHandler notifications(storeSocket, dispatcher, daemonName, reconnect, answerTimeout,
                                                 transactionWait, mergeChanges, leaveOutOwnChanges);
-    orv::horad::WlanHandler wlanHandler;
-    notifications.registerConfigHandler(&wlanHandler);
-    orv::horad::TimePlanHandler timePlanHandler(options.tables);
-    notifications.registerConfigHandler(&timePlanHandler);
-    orv::horad::TimeframeHandler timeframeHandler(options.repeatDelay, options.verbose);
-    notifications.registerConfigHandler(&timeframeHandler);
-    orv::horad::RebootHandler rebootHandler;
-    notifications.registerConfigHandler(&rebootHandler);
-
+    orv::horad::Horad horad(
+        options.tables, options.repeatDelay, options.verbose,
+        [&notifications](orv::cfg::IConfigHandler* handler) {
+            notifications.registerConfigHandler(handler);
+        },
+        system);
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();
-        usleep(connectInterval);
+        system.sleep(connectInterval);
     }
-    for (std::uint32_t iteration = 1; running != 0; ++iteration) {
-        dispatcher.handleEvents(eventWait);
-        notifications.process();
-        timePlanHandler.checkTimePlans(notifications.getConfigClient());
-        timeframeHandler.checkTimeframes(notifications.getConfigClient());
-        if (iteration % iterationsPerRebootCheck == 0)
-            rebootHandler.checkReboot(notifications.getConfigClient());
-    }
+    SocketLink store(dispatcher, notifications);
+    while (running != 0)
+        horad.iterate(store);
 }
 
 } // namespace
@@ -166,7 +191,7 @@ int main(int argc, char* argv[]) {
     }
     if (options.verbose)
         Logger::instance().setVerbose(true);
-    if (options.daemon && !becomeDaemon())
+    if (options.daemon && !(becomeDaemon() && announceDaemon()))
         return EXIT_FAILURE;
     try {
         run();

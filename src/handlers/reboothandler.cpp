@@ -1,15 +1,13 @@
 #include "handlers/reboothandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/transaction.h"
 #include "handlers/writing.h"
 #include "probes/systemidle.h"
 #include "timeplan/isotime.h"
 
 #include <algorithm>
 #include <optional>
-
-#include <sys/sysinfo.h>
-#include <unistd.h>
 
 namespace orv::horad {
 
@@ -20,9 +18,8 @@ using velta::protocol::EResultCode;
 
 namespace {
 
-constexpr double waitingLimit = 3600.0;                 // seconds
-constexpr int startPauses = 120;                        // between the attempts to start a transaction
-constexpr useconds_t transactionRetryInterval = 500000; // microseconds
+constexpr int startPauses = 120;                      // between the attempts to start a transaction
+constexpr unsigned transactionRetryInterval = 500000; // microseconds
 
 constexpr std::uint8_t everyDay = 0; // the other days are 1 to 7, Monday to Sunday
 constexpr const char* dayLabels[WeekSlots::days] = {"Mo", "Tu", "We", "Th", "Fr", "Sa", "Su"};
@@ -54,7 +51,23 @@ TimePlanTime endOfSlot(const TimePlanTime& start) {
 
 } // namespace
 
-RebootHandler::RebootHandler() : timePlan_(0, dbm::AutoReboot, false), log_("horad", "reboothandler") {}
+// What the decision may ask, at the moment of one pass.
+class RebootHandler::Situation : public RebootSituation {
+public:
+    Situation(const RebootHandler& handler, IConfigClient& client, std::time_t now)
+        : handler_(handler), client_(client), now_(now) {}
+
+    bool isIdle() override { return isSystemIdle(client_, SystemIdleType::Reboot); }
+    bool isRebootAllowed() override { return handler_.__isRebootAllowed(handler_.lastReboot_, now_); }
+
+private:
+    const RebootHandler& handler_;
+    IConfigClient& client_;
+    std::time_t now_;
+};
+
+RebootHandler::RebootHandler(System& system)
+    : system_(system), timePlan_(0, dbm::AutoReboot, false), log_("horad", "reboothandler") {}
 
 void RebootHandler::getTables(std::list<std::string>& tables) {
     tables.emplace_back(dbm::AutoReboot);
@@ -117,13 +130,13 @@ void RebootHandler::checkReboot(IConfigClient& client) {
     const std::string now = __currentTimeToIsoFormat();
     __updateState(client);
     log_.debug(VAStr("Current time is '%s'", now.c_str()));
-    if (state_ != RebootState::Due) {
+    if (decision_.state != RebootState::Due) {
         log_.debug(VAStr("No auto reboot scheduled for now  (%s) ", now.c_str()));
         return;
     }
     if (!__startTransaction(client)) {
         log_.error("Failed to start transaction for auto reboot.");
-        state_ = RebootState::Idle;
+        decision_.state = RebootState::Idle;
         return;
     }
     trigger(client, now);
@@ -132,57 +145,14 @@ void RebootHandler::checkReboot(IConfigClient& client) {
 void RebootHandler::__updateState(IConfigClient& client) {
     const std::time_t now = __currTime();
     if (isInSlot(now))
-        state_ = RebootState::Due;
-    switch (state_) {
-    case RebootState::Idle:
-    case RebootState::Triggered:
-    case RebootState::Postponed:
-        return;
-    case RebootState::Due:
-        if (isSystemIdle(client, SystemIdleType::Reboot)) {
-            log_.debug("System is idle, continue with auto reboot.");
-            becomeDueIfAllowed(now);
-            return;
-        }
-        log_.info("System is not idle => try reboot later.");
-        waitStart_ = now;
-        state_ = RebootState::WaitingForIdle;
-        return;
-    case RebootState::WaitingForIdle:
-        if (isSystemIdle(client, SystemIdleType::Reboot)) {
-            log_.debug("System is now idle, continue with auto reboot.");
-            becomeDueIfAllowed(now);
-            return;
-        }
-        log_.debug("System is still not idle => try reboot later.");
-        waitOn(now);
-        return;
-    }
-    log_.error("Invalid state");
+        decision_ = decision_.inSlot();
+    Situation situation(*this, client, now);
+    decision_ = decision_.next(now, situation, log_);
 }
 
 bool RebootHandler::isInSlot(std::time_t now) const {
     const std::optional<LocalMoment> moment = LocalMoment::at(now);
     return moment && timePlan_.isInTimeslot(*moment);
-}
-
-void RebootHandler::waitOn(std::time_t now) {
-    const double waited = std::difftime(now, waitStart_);
-    if (waited > waitingLimit) {
-        log_.info("System never became idle, postpone auto reboot to next scheduled time.");
-        state_ = RebootState::Postponed;
-        return;
-    }
-    log_.debug(VAStr("Still waiting for system idle, waited %.0f seconds so far.", waited));
-}
-
-void RebootHandler::becomeDueIfAllowed(std::time_t now) {
-    if (!__isRebootAllowed(lastReboot_, now)) {
-        state_ = RebootState::Idle;
-        return;
-    }
-    log_.debug("Reboot allowed, continue with auto reboot.");
-    state_ = RebootState::Due;
 }
 
 bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const {
@@ -205,36 +175,33 @@ bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::
 bool RebootHandler::__startTransaction(IConfigClient& client) {
     const bool open = client.isTransactionOpen();
     for (int pauses = 0; !open && !client.startTransaction().ok() && pauses < startPauses; ++pauses)
-        usleep(transactionRetryInterval);
+        system_.sleep(transactionRetryInterval);
     return client.isTransactionOpen();
 }
 
 void RebootHandler::trigger(IConfigClient& client, const std::string& now) {
-    state_ = RebootState::Triggered;
+    Transaction transaction = Transaction::takeOver(client);
+    decision_.state = RebootState::Triggered;
     log_.info(VAStr("Trigger auto reboot now at '%s'", now.c_str()));
     // Neither result counts, on purpose: a table that can't be written must not keep the other one back.
     (void)client.writeSingleRow(dbm::Reboot, 0, oneCell(dbm::Reboot_Trigger, Value::Integer, 1));
     (void)client.writeSingleRow(dbm::AutoReboot, 0, oneCell(dbm::AutoReboot_LastReboot, now));
-    if (!client.closeTransaction().ok()) {
+    if (!transaction.commitOrAbort().ok())
         log_.error("Failed to commit auto reboot transaction.");
-        (void)client.abortTransaction(); // what could not be committed is gone either way
-    }
     lastReboot_ = now; // after a failed commit too: nobody knows what came of it
 }
 
 std::time_t RebootHandler::__currTime() {
-    return std::time(nullptr);
+    return system_.time();
 }
 
 std::string RebootHandler::__currentTimeToIsoFormat() {
-    timespec now{};
-    (void)clock_gettime(CLOCK_REALTIME, &now); // can't fail for this clock
-    return isoTime(now.tv_sec);
+    constexpr std::int64_t aSecond = 1'000'000; // microseconds
+    return isoTime(static_cast<std::time_t>(system_.now() / aSecond));
 }
 
 unsigned RebootHandler::__getUptime() const {
-    struct sysinfo info {};
-    return sysinfo(&info) == 0 ? static_cast<unsigned>(info.uptime) : 0;
+    return system_.uptime();
 }
 
 } // namespace orv::horad

@@ -2,6 +2,8 @@
 
 #include "cfg/iconfighandler.h"
 #include "handlers/modulelog.h"
+#include "handlers/rebootdecision.h"
+#include "orv/system.h"
 #include "timeplan/timeplan.h"
 
 #include <cstdint>
@@ -11,15 +13,6 @@
 
 namespace orv::horad {
 
-// What the handler knows of the next reboot, from one pass to the next.
-enum class RebootState : std::uint32_t {
-    Idle,           // nothing is scheduled; a refused or failed attempt comes back to it too
-    Due,            // the slot has come and nothing speaks against it: the pass triggers
-    WaitingForIdle, // the slot has come, but the line was busy
-    Triggered,      // the reboot is written to the store
-    Postponed,      // the line was busy for too long: it waits for the next slot
-};
-
 // Reboots the router at a time of day, on one weekday or every day, once the line is idle: no call may be cut
 // off. It only writes the command: another component of the router carries it out.
 //
@@ -27,7 +20,8 @@ enum class RebootState : std::uint32_t {
 // whatever its clock shows, a router runs for so long before it reboots.
 class RebootHandler : public cfg::IConfigHandler {
 public:
-    RebootHandler();
+    // The system, whose clock and uptime the reboot goes by, outlives the handler.
+    explicit RebootHandler(System& system = System::real());
 
     void getTables(std::list<std::string>& tables) override;
     // Reads the settings, for their own table's name and for the empty one. False where they can't be read or
@@ -37,12 +31,16 @@ public:
     void process(cfg::common::IConfigClient& client) override;
 
     // Decides whether the router reboots now, and if so writes the command and the moment in one transaction.
-    // To be called at least every 59 seconds, the length of the slot. Blocks as long as it tries to get its
+    // To be called at least every minute, the length of the slot. Blocks as long as it tries to get its
     // transaction: 120 pauses of half a second, and what the attempts between them take. Throws where the
     // number of SIP calls can't be read.
     void checkReboot(cfg::common::IConfigClient& client);
 
+    const RebootDecision& decision() const { return decision_; }
+
 private:
+    class Situation;
+
     bool __readAutoRebootCfg(cfg::common::IConfigClient& client);
     void __updateState(cfg::common::IConfigClient& client);
     bool __isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const;
@@ -53,17 +51,15 @@ private:
 
     void enterSlot();
     bool isInSlot(std::time_t now) const;
-    void waitOn(std::time_t now);
-    void becomeDueIfAllowed(std::time_t now);
     void trigger(cfg::common::IConfigClient& client, const std::string& now);
 
+    System& system_;
     std::string time_; // of day, as the store has it
     bool enabled_ = false;
     std::uint8_t weekDay_ = 1; // 0 is every day, 1 Monday, 6 Saturday, all others Sunday
     std::string lastReboot_;   // see isotime.h
     TimePlan timePlan_;
-    RebootState state_ = RebootState::Idle;
-    std::time_t waitStart_ = 0;           // seconds since the epoch
+    RebootDecision decision_;
     std::uint32_t minimumRuntime_ = 5400; // seconds
     ModuleLog log_;
 };

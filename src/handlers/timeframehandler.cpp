@@ -1,16 +1,14 @@
 #include "handlers/timeframehandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/transaction.h"
 #include "handlers/writing.h"
 #include "probes/systemidle.h"
 
 #include <algorithm>
 #include <climits>
 #include <cstdint>
-#include <ctime>
 #include <utility>
-
-#include <unistd.h>
 
 namespace orv::horad {
 
@@ -20,8 +18,8 @@ using velta::ValueList;
 
 namespace {
 
-constexpr unsigned defaultRepeatInterval = 180;         // seconds
-constexpr useconds_t transactionRetryInterval = 100000; // microseconds
+constexpr unsigned defaultRepeatInterval = 180;       // seconds
+constexpr unsigned transactionRetryInterval = 100000; // microseconds
 
 int intervalOf(unsigned seconds) {
     return static_cast<int>(std::min<unsigned>(seconds != 0 ? seconds : defaultRepeatInterval, INT_MAX));
@@ -34,8 +32,8 @@ bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
 
 } // namespace
 
-TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug)
-    : log_("timefrmhdl", "timeframehandler"), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {
+TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug, System& system)
+    : system_(system), log_("timefrmhdl", "timeframehandler"), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {
     log_.setVerbose(debug);
 }
 
@@ -45,7 +43,7 @@ void TimeframeHandler::getTables(std::list<std::string>& tables) {
 }
 
 bool TimeframeHandler::configChanged(IConfigClient& client, const std::string&) {
-    TimeframeReader reader(client, log_, repeatInterval_);
+    TimeframeReader reader(client, log_, repeatInterval_, system_);
     std::optional<Timeframes> loaded = reader.read();
     if (loaded)
         merge(std::move(*loaded));
@@ -92,12 +90,11 @@ void TimeframeHandler::checkTimeframes(IConfigClient& client) {
 
 // False where its transaction failed: the next pass tries again.
 bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
-    EResultCode result = client.startTransaction();
+    Transaction transaction(client);
+    EResultCode result = transaction.started();
     if (result.ok()) {
         startServiceDaemon(client);
-        result = client.closeTransaction();
-        if (!result.ok())
-            (void)client.abortTransaction(); // what could not be committed is gone either way
+        result = transaction.commitOrAbort();
     }
     if (!result.ok())
         log_.error(VAStr("start wexd failed: %s", result.strerror().c_str()));
@@ -121,7 +118,7 @@ bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
         log_.debug(VAStr("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id()));
         return false;
     }
-    if (!frame.isOpen() || !frame.isDue())
+    if (!frame.isDue() || !frame.isOpen())
         return false;
     log_.debug(VAStr("executionRequired for Timeframe(Id=%d)", id));
     frame.clearDue(); // whatever comes of it: the next try waits for the next execution time
@@ -138,7 +135,7 @@ bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) 
         return false;
     }
     const std::shared_ptr<TimePlanFlex> plan = frame.timePlan();
-    const std::optional<LocalMoment> moment = LocalMoment::at(std::time(nullptr));
+    const std::optional<LocalMoment> moment = LocalMoment::at(system_.time());
     return plan && moment && plan->isActive(*moment);
 }
 
@@ -157,6 +154,7 @@ bool TimeframeHandler::countRun(IConfigClient& client, int id, Timeframe& frame)
 void TimeframeHandler::process(IConfigClient& client) {
     if (!beginTransaction(client))
         return;
+    Transaction transaction = Transaction::takeOver(client);
     for (const auto& [id, table] : servicesToStart_)
         startService(client, table, id);
     for (const int id : executed_) {
@@ -164,23 +162,25 @@ void TimeframeHandler::process(IConfigClient& client) {
         if (frame != timeframes_.end()) // its row may have gone meanwhile
             writeRunCounter(client, id, frame->second->runCounter());
     }
-    const EResultCode closed = client.closeTransaction();
+    const EResultCode closed = transaction.commitOrAbort();
     if (!closed.ok()) {
         log_.error(VAStr("close dababase transaction failed: %s", closed.strerror().c_str()));
-        (void)client.abortTransaction(); // what could not be committed is gone either way
         return;
     }
     servicesToStart_.clear();
     executed_.clear();
 }
 
-// Counts up, on purpose: it gives up when the counter is used up, which takes years.
+// Counts up, on purpose: it gives up when the counter is used up, which takes years, or when the system is
+// stopping.
 bool TimeframeHandler::beginTransaction(IConfigClient& client) {
     constexpr std::uint32_t firstAttempt = 1000;
     for (std::uint32_t attempt = firstAttempt; attempt != 0; ++attempt) {
         if (client.startTransaction().ok())
             return true;
-        usleep(transactionRetryInterval);
+        if (system_.stopping())
+            break;
+        system_.sleep(transactionRetryInterval);
     }
     return false;
 }

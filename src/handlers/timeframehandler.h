@@ -4,6 +4,7 @@
 #include "handlers/modulelog.h"
 #include "handlers/servicestates.h"
 #include "handlers/timeframereader.h"
+#include "orv/system.h"
 
 #include <list>
 #include <map>
@@ -17,15 +18,16 @@ namespace orv::horad {
 class TimeframeHandler : public cfg::IConfigHandler {
 public:
     // repeatInterval: seconds between two runs that fall due; 0 stands for 180. debug: debug lines are
-    // logged.
-    TimeframeHandler(unsigned repeatInterval, bool debug);
+    // logged. The system outlives the handler.
+    TimeframeHandler(unsigned repeatInterval, bool debug, System& system = System::real());
 
     void getTables(std::list<std::string>& tables) override;
     // Reads the time frames and the states of the services, whichever of the tables changed. True when all of
     // it could be read.
     bool configChanged(cfg::common::IConfigClient& client, const std::string& table) override;
     // Starts the services of the frames that fell due and writes their counters, in one transaction. What
-    // could not be committed is kept and written by the next call. Waits for its transaction without end.
+    // could not be committed is kept and written by the next call. Waits for its transaction until the system
+    // is stopping.
     void process(cfg::common::IConfigClient& client) override;
 
     // Looks which frames are due, and has process() start their services. The first call only enables the
@@ -43,10 +45,11 @@ private:
     bool takeDue(int id, Timeframe& frame);
     bool mayRunNow(cfg::common::IConfigClient& client, const Timeframe& frame);
     bool countRun(cfg::common::IConfigClient& client, int id, Timeframe& frame);
-    static bool beginTransaction(cfg::common::IConfigClient& client);
+    bool beginTransaction(cfg::common::IConfigClient& client);
     void startService(cfg::common::IConfigClient& client, const std::string& table, int id);
     void writeRunCounter(cfg::common::IConfigClient& client, int id, int runs);
 
+    System& system_;
     ModuleLog log_;
     Timeframes timeframes_;
     std::map<int, std::string> servicesToStart_; // the table of each service, by its row's Id

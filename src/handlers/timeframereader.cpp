@@ -65,7 +65,7 @@ void TimeframeReader::readFrame(unsigned index, Timeframes& frames) {
         serviceTable, integerOf(row, dbm::TimeFrame_ServicetableId), seconds(dbm::TimeFrame_Start),
         seconds(dbm::TimeFrame_End), mode, row.getValue(dbm::TimeFrame_UserMessage).getText(),
         integerOf(row, dbm::TimeFrame_MaxRetries), interval_, integerOf(row, dbm::TimeFrame_RunCounter),
-        planFor(serviceTable));
+        planFor(serviceTable), system_);
 }
 
 // A plan of its own for each frame.

@@ -2,6 +2,7 @@
 
 #include "cfg/iconfigclient.h"
 #include "handlers/modulelog.h"
+#include "orv/system.h"
 #include "timeplan/timeframe.h"
 #include "timeplan/timeplanflex.h"
 
@@ -25,9 +26,9 @@ using Timeframes = std::map<int, std::unique_ptr<Timeframe>>;
 // One reading of the table "TimeFrame", and of the user's time plan for the frames that start file transfers.
 class TimeframeReader {
 public:
-    // `interval`: seconds between two runs that fall due.
-    TimeframeReader(cfg::common::IConfigClient& client, const ModuleLog& log, int interval)
-        : client_(client), log_(log), interval_(interval) {}
+    // `interval`: seconds between two runs that fall due. The frames go by the system's clock.
+    TimeframeReader(cfg::common::IConfigClient& client, const ModuleLog& log, int interval, System& system)
+        : client_(client), log_(log), interval_(interval), system_(system) {}
 
     // A row that can't be read, or whose mode is unknown, is left out. A frame has no plan where the plan's
     // table can't be read. Nothing where "TimeFrame" itself can't be.
@@ -45,6 +46,7 @@ private:
     cfg::common::IConfigClient& client_;
     const ModuleLog& log_;
     int interval_;
+    System& system_;
     bool complete_ = true;
     bool userTimePlanRead_ = false;
     std::optional<TimePlanFlex> userTimePlan_; // the same for all frames

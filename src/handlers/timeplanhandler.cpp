@@ -1,6 +1,7 @@
 #include "handlers/timeplanhandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/transaction.h"
 #include "handlers/writing.h"
 #include "log.h"
 
@@ -53,7 +54,8 @@ std::string textOf(const TimePlan& plan) {
 
 } // namespace
 
-TimePlanHandler::TimePlanHandler(std::list<std::string>& tables) : tables_(tables) {
+TimePlanHandler::TimePlanHandler(std::list<std::string>& tables, System& system)
+    : system_(system), tables_(tables) {
     for (const std::string& table : tables_)
         plans_[table];
 }
@@ -111,7 +113,7 @@ bool TimePlanHandler::readTable(IConfigClient& client, const std::string& table)
 }
 
 void TimePlanHandler::checkTimePlans(IConfigClient& client) {
-    const std::time_t now = std::time(nullptr);
+    const std::time_t now = system_.time();
     if (now == static_cast<std::time_t>(-1))
         return;
     const std::optional<LocalMoment> moment = clock_.at(now);
@@ -134,15 +136,15 @@ void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table,
 // change brings its value back. False when no transaction could be started: the next pass tries again.
 bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& table, int id, bool status) {
     const ValueList values = oneCell(dbm::TimePlan_Status, velta::Value::Switch, status ? 1 : 0);
-    const EResultCode started = client.startTransaction();
-    if (!started.ok()) {
-        logStartFailure(started);
+    Transaction transaction(client);
+    if (!transaction.started().ok()) {
+        logStartFailure(transaction.started());
         return false;
     }
     const EResultCode updated = client.updateRow(table, dbm::Id, keyOf(id), values);
     if (!updated.ok())
         logWriteFailure(updated);
-    (void)client.closeTransaction(); // the next reading brings back what the store then holds
+    (void)transaction.commit(); // the next reading brings back what the store then holds
     return true;
 }
 

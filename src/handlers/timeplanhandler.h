@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
+#include "orv/system.h"
 #include "timeplan/localclock.h"
 #include "timeplan/timeplan.h"
 
@@ -14,8 +15,8 @@ namespace orv::horad {
 // inside its slots where "Activate" is 1, outside of them where it is 0.
 class TimePlanHandler : public cfg::IConfigHandler {
 public:
-    // Copies the names, duplicates included.
-    explicit TimePlanHandler(std::list<std::string>& tables);
+    // Copies the names, duplicates included. The system, whose clock the plans go by, outlives the handler.
+    explicit TimePlanHandler(std::list<std::string>& tables, System& system = System::real());
 
     void getTables(std::list<std::string>& tables) override;
     // Reads the table, or all of them for an empty name. Always true.
@@ -32,6 +33,7 @@ private:
     void checkPlan(cfg::common::IConfigClient& client, const std::string& table, bool inSlot, TimePlan& plan);
     bool writeStatus(cfg::common::IConfigClient& client, const std::string& table, int id, bool status);
 
+    System& system_;
     std::list<std::string> tables_;
     std::map<std::string, Plans> plans_; // by table, in row order
     LocalClock clock_;

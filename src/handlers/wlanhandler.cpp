@@ -1,6 +1,7 @@
 #include "handlers/wlanhandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/transaction.h"
 #include "handlers/writing.h"
 #include "log.h"
 
@@ -99,15 +100,15 @@ void WlanHandler::process(IConfigClient& client) {
 void WlanHandler::writeWlanEnable(IConfigClient& client) {
     const ValueList values =
         oneCell(dbm::WlanGlobals_WlanEnable, velta::Value::Switch, wantedStatus_ ? 1 : 0);
-    const EResultCode started = client.startTransaction();
-    if (!started.ok()) {
-        logStartFailure(started);
+    Transaction transaction(client);
+    if (!transaction.started().ok()) {
+        logStartFailure(transaction.started());
         return;
     }
     const EResultCode written = client.writeSingleRow(dbm::WlanGlobals, 0, values);
     if (!written.ok())
         logWriteFailure(written);
-    (void)client.closeTransaction(); // what the store then holds comes back with its notice
+    (void)transaction.commit(); // what the store then holds comes back with its notice
 }
 
 } // namespace orv::horad

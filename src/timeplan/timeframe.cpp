@@ -4,7 +4,6 @@
 #include "orv/sysloglevel.h"
 
 #include <algorithm>
-#include <ctime>
 #include <utility>
 
 namespace orv::horad {
@@ -18,20 +17,11 @@ Timeframe::TimePoint atSeconds(std::uint32_t seconds) {
     return Timeframe::TimePoint(std::chrono::seconds(seconds));
 }
 
-// std::chrono::system_clock's own now() ends in 2038 where the standard library was built with a time_t of
-// 32 bits.
-Timeframe::TimePoint now() {
-    timespec time{};
-    (void)clock_gettime(CLOCK_REALTIME, &time); // can't fail for this clock
-    return Timeframe::TimePoint(std::chrono::seconds(time.tv_sec) +
-                                std::chrono::microseconds(time.tv_nsec / 1000));
-}
-
 } // namespace
 
 Timeframe::Timeframe(const std::string& name, int id, std::uint32_t start, std::uint32_t end, int mode,
                      const std::string& text, int maxRuns, int interval, int runCounter,
-                     std::shared_ptr<TimePlanFlex> plan)
+                     std::shared_ptr<TimePlanFlex> plan, System& system)
     : name_(name),
       id_(id),
       start_(atSeconds(start)),
@@ -42,9 +32,15 @@ Timeframe::Timeframe(const std::string& name, int id, std::uint32_t start, std::
       maxRuns_(std::max(maxRuns, unlimited)),
       interval_(interval),
       runCounter_(runCounter),
-      timePlan_(std::move(plan)) {
+      timePlan_(std::move(plan)),
+      system_(&system) {
     (void)ORV_Sysloglevel_registerModul(logModule);
     ORV_Sysloglevel_changeTracelevel(logModule, verboseTracelevel);
+}
+
+// Read anew for each comparison: a check may take a while, and the moments that it looks at pass meanwhile.
+Timeframe::TimePoint Timeframe::now() const {
+    return TimePoint(std::chrono::microseconds(system_->now()));
 }
 
 bool Timeframe::isOpen() const {

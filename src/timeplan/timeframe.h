@@ -1,5 +1,6 @@
 #pragma once
 
+#include "orv/system.h"
 #include "timeplan/timeplanflex.h"
 
 #include <chrono>
@@ -18,9 +19,10 @@ public:
 
     // name, id: the service's table and its row there. start, end: seconds since the epoch. maxRuns: a
     // negative one means no limit. interval: seconds between two runs that fall due. The plan may be null.
+    // The system, whose clock the frame goes by, outlives it.
     Timeframe(const std::string& name, int id, std::uint32_t start, std::uint32_t end, int mode,
               const std::string& text, int maxRuns, int interval, int runCounter,
-              std::shared_ptr<TimePlanFlex> plan);
+              std::shared_ptr<TimePlanFlex> plan, System& system = System::real());
 
     const std::string& name() const { return name_; }
     int id() const { return id_; }
@@ -52,6 +54,8 @@ public:
     bool operator!=(const Timeframe& other) const;
 
 private:
+    TimePoint now() const;
+
     std::string name_;
     std::int32_t id_;
     TimePoint start_;
@@ -64,6 +68,7 @@ private:
     std::int32_t runCounter_;
     bool due_ = false;
     std::shared_ptr<TimePlanFlex> timePlan_;
+    System* system_;
 };
 
 } // namespace orv::horad

@@ -88,7 +88,7 @@ TEST_F(Main, LogsThatAnExceptionIsUnknownAndEndsWell) {
     EXPECT_THAT(recordedlog::calls(), Contains("error horad log 1: Unknown exception"));
 }
 
-// The dispatcher, built first and taken down last, holds a descriptor; so does the connection.
+// The request to stop, built first and taken down last, holds a descriptor; so do dispatcher and connection.
 TEST_F(Main, LogsAnExceptionWhenAllIsTakenDown) {
     const std::function<void()> throwing[] = {[] { throw std::runtime_error("the reason"); },
                                               [] { throw 1; }};
@@ -102,7 +102,7 @@ TEST_F(Main, LogsAnExceptionWhenAllIsTakenDown) {
             exception();
         };
         EXPECT_EQ(run(), 0);
-        EXPECT_EQ(whileRunning, before + 2);
+        EXPECT_EQ(whileRunning, before + 3);
         EXPECT_EQ(whenLogged, before);
     }
 }
