@@ -8,7 +8,8 @@
 
 namespace orv::simulation {
 
-// A machine whose time passes only when somebody waits for it. What happens meanwhile is put on its timetable.
+// A machine whose time passes only when somebody waits for it. What happens meanwhile is put on its
+// timetable.
 //
 // It knows two times: the time that passes, which nobody can set, and the clock, which can be wrong. Both are
 // microseconds; the clock counts from the epoch.

@@ -13,8 +13,8 @@ namespace orv::simulation {
 
 // The configuration store in memory, as one client sees it.
 //
-// It keeps the store's contract: rows stand in Id order; a table without "Id" has one row; every write needs a
-// transaction, and there is one at a time; a commit marks the tables in which it changed a cell, an abort
+// It keeps the store's contract: rows stand in Id order; a table without "Id" has one row; every write needs
+// a transaction, and there is one at a time; a commit marks the tables in which it changed a cell, an abort
 // takes everything back. Whoever else writes does it with edit().
 class Tables : public cfg::common::IConfigClient {
 public:

@@ -156,9 +156,7 @@ void run() {
                                                 transactionWait, mergeChanges, leaveOutOwnChanges);
     orv::horad::Horad horad(
         options.tables, options.repeatDelay, options.verbose,
-        [&notifications](orv::cfg::IConfigHandler* handler) {
-            notifications.registerConfigHandler(handler);
-        },
+        [&notifications](orv::cfg::IConfigHandler* handler) { notifications.registerConfigHandler(handler); },
         system);
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();

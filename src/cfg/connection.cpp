@@ -1,7 +1,6 @@
 #include "cfg/connection.h"
 
 #include "cfg/connecting.h"
-#include "orv/sysloglevel.h"
 
 #include <algorithm>
 #include <array>
@@ -27,7 +26,7 @@ Connection::Connection(std::string socketPath, std::string clientName, unsigned 
     : socketPath_(std::move(socketPath)),
       clientName_(std::move(clientName)),
       answerTimeout_(answerTimeout),
-      logModule_(ORV_Sysloglevel_registerModul(clientName_.c_str())) {}
+      log_(clientName_.c_str(), "connection") {}
 
 Connection::~Connection() {
     close();
@@ -278,7 +277,7 @@ void Connection::complain(const std::string& text) {
     if (text == lastComplaint_)
         return;
     lastComplaint_ = text;
-    ORV_Sysloglevel_warning(logModule_, "connection", __LINE__, (socketPath_ + ": " + text).c_str());
+    log_.warning("%s: %s", socketPath_.c_str(), text.c_str());
 }
 
 } // namespace orv::cfg

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfg/notices.h"
-#include "orv/sysloglevel.h"
+#include "log.h"
 #include "velta/namelist.h"
 #include "velta/protocol/frame.h"
 #include "velta/protocol/message.h"
@@ -101,7 +101,7 @@ private:
     std::string socketPath_;
     std::string clientName_;
     std::chrono::seconds answerTimeout_;
-    ORV_Sysloglevel_Modul* logModule_;
+    horad::Log log_;
     int socket_ = -1;
     bool greeted_ = false;
     std::string lastComplaint_; // whoever tries again and again logs it once

@@ -1,7 +1,5 @@
 #include "cfg/notificationhandler.h"
 
-#include "orv/sysloglevel.h"
-
 #include <algorithm>
 #include <set>
 #include <utility>
@@ -34,7 +32,7 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
                                          unsigned answerTimeout, unsigned transactionWait, bool mergeChanges,
                                          bool leaveOutOwn)
     : dispatcher_(dispatcher),
-      logModule_(ORV_Sysloglevel_registerModul(clientName.c_str())),
+      log_(clientName.c_str(), "notificationhandler"),
       connection_(socketPath, clientName, answerTimeout),
       client_(connection_, transactionWait, [this] { return beforeTransaction(); }),
       answerTimeout_(answerTimeout),
@@ -106,8 +104,7 @@ EResultCode NotificationHandler::connectAgain() {
     timedOutAt_.reset();
     connectedAgainAt_ = lastAttempt_;
     connection_.forgetComplaint();
-    ORV_Sysloglevel_info(logModule_, "notificationhandler", __LINE__,
-                         "Connected to the configuration store again");
+    log_.info("Connected to the configuration store again");
     return result;
 }
 
@@ -192,8 +189,8 @@ void NotificationHandler::read(Reading& reading) {
     Follower& follower = followers_[reading.follower];
     const unsigned failuresBefore = client_.failures();
     const bool answer = follower.handler->configChanged(client_, reading.table);
-    debug(VAStr("configChanged(\"%s\") of handler %zu returned %s", reading.table.c_str(), reading.follower,
-                answer ? "true" : "false"));
+    log_.debug("configChanged(\"%s\") of handler %zu returned %s", reading.table.c_str(), reading.follower,
+               answer ? "true" : "false");
     follower.actionDue = true;
     if (client_.failures() == failuresBefore)
         return;
@@ -212,10 +209,6 @@ void NotificationHandler::act(Follower& follower) {
     const unsigned failuresBefore = client_.failures();
     follower.handler->process(client_);
     follower.actionDue = client_.failures() != failuresBefore;
-}
-
-void NotificationHandler::debug(const std::string& text) const {
-    ORV_Sysloglevel_debug(logModule_, "notificationhandler", __LINE__, text.c_str());
 }
 
 } // namespace orv::cfg

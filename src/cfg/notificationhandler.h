@@ -3,6 +3,7 @@
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
 #include "cfg/iconfighandler.h"
+#include "log.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <chrono>
@@ -86,10 +87,9 @@ private:
     void read(Reading& reading);
     void tryLater(const Reading& reading);
     void act(Follower& follower);
-    void debug(const std::string& text) const;
 
     velta::net::EventDispatcher& dispatcher_;
-    ORV_Sysloglevel_Modul* logModule_;
+    horad::Log log_;
     Connection connection_;
     ConfigClient client_;
     std::chrono::seconds answerTimeout_;

@@ -81,7 +81,7 @@ bool RebootHandler::__readAutoRebootCfg(IConfigClient& client) {
     ValueList row;
     const EResultCode selected = client.selectRow(dbm::AutoReboot, 0, row, velta::NameList());
     if (!selected.ok()) {
-        log_.error(VAStr("Failed to read AutoReboot table: %s", selected.strerror().c_str()));
+        log_.error("Failed to read AutoReboot table: %s", selected.strerror().c_str());
         return false;
     }
     if (row.getValue(dbm::AutoReboot_Enable).getInteger() == 0) {
@@ -95,8 +95,8 @@ bool RebootHandler::__readAutoRebootCfg(IConfigClient& client) {
     weekDay_ = static_cast<std::uint8_t>(row.getValue(dbm::AutoReboot_WeekDay).getInteger());
     lastReboot_ = row.getValue(dbm::AutoReboot_LastReboot).getText();
     minimumRuntime_ = static_cast<std::uint32_t>(row.getValue(dbm::AutoReboot_MinimumRuntime).getInteger());
-    log_.info(VAStr("Auto reboot enabled: %s, time: '%s', day: '%s'", enabled_ ? "true" : "false",
-                    time_.c_str(), weekDay_ == everyDay ? "every day" : dayLabels[dayOf(weekDay_)]));
+    log_.info("Auto reboot enabled: %s, time: '%s', day: '%s'", enabled_ ? "true" : "false", time_.c_str(),
+              weekDay_ == everyDay ? "every day" : dayLabels[dayOf(weekDay_)]);
     if (time_.empty()) {
         log_.error("Auto reboot time is empty, cannot set time plan.");
         return false;
@@ -129,9 +129,9 @@ void RebootHandler::checkReboot(IConfigClient& client) {
     }
     const std::string now = __currentTimeToIsoFormat();
     __updateState(client);
-    log_.debug(VAStr("Current time is '%s'", now.c_str()));
+    log_.debug("Current time is '%s'", now.c_str());
     if (decision_.state != RebootState::Due) {
-        log_.debug(VAStr("No auto reboot scheduled for now  (%s) ", now.c_str()));
+        log_.debug("No auto reboot scheduled for now  (%s) ", now.c_str());
         return;
     }
     if (!__startTransaction(client)) {
@@ -158,7 +158,7 @@ bool RebootHandler::isInSlot(std::time_t now) const {
 bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const {
     const unsigned uptime = __getUptime();
     if (uptime < minimumRuntime_) {
-        log_.debug(VAStr("Uptime is only %u seconds, skipping reboot.", uptime));
+        log_.debug("Uptime is only %u seconds, skipping reboot.", uptime);
         return false;
     }
     if (lastReboot.empty())
@@ -166,7 +166,7 @@ bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::
     const double elapsed = std::difftime(now, momentOf(lastReboot));
     // A last reboot in the future does not block, on purpose: the clock was wrong then, or is now.
     if (elapsed > 0.0 && elapsed <= static_cast<double>(minimumRuntime_)) {
-        log_.debug(VAStr("Last auto reboot was only %.0f seconds ago, skipping reboot.", elapsed));
+        log_.debug("Last auto reboot was only %.0f seconds ago, skipping reboot.", elapsed);
         return false;
     }
     return true;
@@ -182,7 +182,7 @@ bool RebootHandler::__startTransaction(IConfigClient& client) {
 void RebootHandler::trigger(IConfigClient& client, const std::string& now) {
     Transaction transaction = Transaction::takeOver(client);
     decision_.state = RebootState::Triggered;
-    log_.info(VAStr("Trigger auto reboot now at '%s'", now.c_str()));
+    log_.info("Trigger auto reboot now at '%s'", now.c_str());
     // Neither result counts, on purpose: a table that can't be written must not keep the other one back.
     (void)client.writeSingleRow(dbm::Reboot, 0, oneCell(dbm::Reboot_Trigger, Value::Integer, 1));
     (void)client.writeSingleRow(dbm::AutoReboot, 0, oneCell(dbm::AutoReboot_LastReboot, now));

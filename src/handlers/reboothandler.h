@@ -1,8 +1,8 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
-#include "handlers/modulelog.h"
 #include "handlers/rebootdecision.h"
+#include "log.h"
 #include "orv/system.h"
 #include "timeplan/timeplan.h"
 
@@ -61,7 +61,7 @@ private:
     TimePlan timePlan_;
     RebootDecision decision_;
     std::uint32_t minimumRuntime_ = 5400; // seconds
-    ModuleLog log_;
+    Log log_;
 };
 
 } // namespace orv::horad

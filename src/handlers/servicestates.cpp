@@ -31,16 +31,16 @@ bool ServiceStates::load(IConfigClient& client, const std::string& table) {
     unsigned rows = 0;
     const EResultCode sized = client.size(table, rows);
     if (!sized.ok()) {
-        log_.error(VAStr("size() failed: %s", sized.strerror().c_str()));
+        log_.error("size() failed: %s", sized.strerror().c_str());
         return false;
     }
-    log_.debug(VAStr("Load service states from %s (size=%zu)", table.c_str(), std::size_t{rows}));
+    log_.debug("Load service states from %s (size=%zu)", table.c_str(), std::size_t{rows});
     std::map<int, ServiceState> seen;
     for (unsigned i = 0; i < rows; ++i) {
         ValueList row;
         const EResultCode selected = client.selectRow(table, i, row, velta::NameList());
         if (!selected.ok()) {
-            log_.error(VAStr("selectRow() failed: %s", selected.strerror().c_str()));
+            log_.error("selectRow() failed: %s", selected.strerror().c_str());
             return false;
         }
         const int id = row.getValue(dbm::Id).getInteger();
@@ -55,7 +55,7 @@ void ServiceStates::take(const std::string& table, int id, const ValueList& row)
     const bool hasStatus = row.hasValue(dbm::Service_Status);
     const bool hasResult = row.hasValue(dbm::Service_Result);
     if (!hasStatus || !hasResult) {
-        log_.warning(VAStr("Missing columns Status:%s; Result:%s", presence(hasStatus), presence(hasResult)));
+        log_.warning("Missing columns Status:%s; Result:%s", presence(hasStatus), presence(hasResult));
         return;
     }
     const ServiceState known = get(table, id);
@@ -63,8 +63,8 @@ void ServiceStates::take(const std::string& table, int id, const ValueList& row)
                                               row.getValue(dbm::Service_Result).getInteger());
     if (state == known)
         return;
-    log_.debug(VAStr("updateServiceState %s   %d -> %d", table.c_str(), static_cast<int>(known),
-                     static_cast<int>(state)));
+    log_.debug("updateServiceState %s   %d -> %d", table.c_str(), static_cast<int>(known),
+               static_cast<int>(state));
     update(table, id, state);
 }
 

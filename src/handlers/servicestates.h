@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfg/iconfigclient.h"
-#include "handlers/modulelog.h"
+#include "log.h"
 
 #include <map>
 #include <string>
@@ -25,7 +25,7 @@ ServiceState stateOfService(int status, int result);
 // The states of services as they were last seen, by table and row.
 class ServiceStates {
 public:
-    explicit ServiceStates(ModuleLog log) : log_(log) {}
+    explicit ServiceStates(Log log) : log_(log) {}
 
     // Unknown where there was none.
     ServiceState get(const std::string& table, int id) { return states_[table][id]; }
@@ -39,7 +39,7 @@ public:
 private:
     void take(const std::string& table, int id, const velta::ValueList& row);
 
-    ModuleLog log_;
+    Log log_;
     std::map<std::string, std::map<int, ServiceState>> states_;
 };
 

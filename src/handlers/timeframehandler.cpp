@@ -33,7 +33,10 @@ bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
 } // namespace
 
 TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug, System& system)
-    : system_(system), log_("timefrmhdl", "timeframehandler"), states_(log_), repeatInterval_(intervalOf(repeatInterval)) {
+    : system_(system),
+      log_("timefrmhdl", "timeframehandler"),
+      states_(log_),
+      repeatInterval_(intervalOf(repeatInterval)) {
     log_.setVerbose(debug);
 }
 
@@ -56,7 +59,7 @@ void TimeframeHandler::merge(Timeframes&& loaded) {
         mergeOne(id, frame);
     for (const auto& [id, frame] : timeframes_)
         if (loaded.count(id) == 0)
-            log_.debug(VAStr("Delete removed Timefames Id=%d", id));
+            log_.debug("Delete removed Timefames Id=%d", id);
     timeframes_.swap(loaded);
 }
 
@@ -64,9 +67,9 @@ void TimeframeHandler::merge(Timeframes&& loaded) {
 void TimeframeHandler::mergeOne(int id, std::unique_ptr<Timeframe>& loaded) {
     const auto kept = timeframes_.find(id);
     if (kept == timeframes_.end() || *kept->second != *loaded) {
-        log_.debug(VAStr(kept != timeframes_.end() ? "Update entry from Database Id=%d"
-                                                   : "New entry from Database Id=%d",
-                         id));
+        log_.debug(kept != timeframes_.end() ? "Update entry from Database Id=%d"
+                                             : "New entry from Database Id=%d",
+                   id);
         return;
     }
     std::shared_ptr<TimePlanFlex> plan = loaded->timePlan();
@@ -97,7 +100,7 @@ bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
         result = transaction.commitOrAbort();
     }
     if (!result.ok())
-        log_.error(VAStr("start wexd failed: %s", result.strerror().c_str()));
+        log_.error("start wexd failed: %s", result.strerror().c_str());
     return result.ok();
 }
 
@@ -109,18 +112,17 @@ bool TimeframeHandler::check(IConfigClient& client, int id, Timeframe& frame) {
 bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
     const ServiceState state = states_.get(frame.name(), frame.id());
     if (state == ServiceState::Succeeded) {
-        log_.debug(
-            VAStr("Skip service %s(Id=%d), already successfull finished", frame.name().c_str(), frame.id()));
+        log_.debug("Skip service %s(Id=%d), already successfull finished", frame.name().c_str(), frame.id());
         return false;
     }
     frame.checkExecution();
     if (state == ServiceState::Running) {
-        log_.debug(VAStr("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id()));
+        log_.debug("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id());
         return false;
     }
     if (!frame.isDue() || !frame.isOpen())
         return false;
-    log_.debug(VAStr("executionRequired for Timeframe(Id=%d)", id));
+    log_.debug("executionRequired for Timeframe(Id=%d)", id);
     frame.clearDue(); // whatever comes of it: the next try waits for the next execution time
     return true;
 }
@@ -144,7 +146,7 @@ bool TimeframeHandler::countRun(IConfigClient& client, int id, Timeframe& frame)
     ValueList row;
     if (!client.selectRowByKey(dbm::TimeFrame, dbm::Id, std::to_string(id), row).ok())
         return false;
-    log_.debug(VAStr("Timeframes (%d) active -> perform Action", row.getValue(dbm::Id).getInteger()));
+    log_.debug("Timeframes (%d) active -> perform Action", row.getValue(dbm::Id).getInteger());
     servicesToStart_[row.getValue(dbm::TimeFrame_ServicetableId).getInteger()] =
         row.getValue(dbm::TimeFrame_Servicetable).getText();
     executed_.push_back(id);
@@ -164,7 +166,7 @@ void TimeframeHandler::process(IConfigClient& client) {
     }
     const EResultCode closed = transaction.commitOrAbort();
     if (!closed.ok()) {
-        log_.error(VAStr("close dababase transaction failed: %s", closed.strerror().c_str()));
+        log_.error("close dababase transaction failed: %s", closed.strerror().c_str());
         return;
     }
     servicesToStart_.clear();
@@ -186,12 +188,12 @@ bool TimeframeHandler::beginTransaction(IConfigClient& client) {
 }
 
 void TimeframeHandler::startService(IConfigClient& client, const std::string& table, int id) {
-    log_.debug(VAStr("_startService(%s, %d)", table.c_str(), id));
+    log_.debug("_startService(%s, %d)", table.c_str(), id);
     const std::string key = std::to_string(id);
     ValueList row;
     const EResultCode selected = client.selectRowByKey(table, dbm::Id, key, row);
     if (!selected.ok()) {
-        log_.error(VAStr("read service table \"%s\" failed: %s", table.c_str(), selected.strerror().c_str()));
+        log_.error("read service table \"%s\" failed: %s", table.c_str(), selected.strerror().c_str());
         return;
     }
     if (!row.hasValue(dbm::Service_Status) || !row.hasValue(dbm::Service_Result))
@@ -202,7 +204,7 @@ void TimeframeHandler::startService(IConfigClient& client, const std::string& ta
         const EResultCode saved = client.updateRow(
             table, dbm::Id, key, oneCell(dbm::Service_Status, Value::Integer, ServiceStarted));
         if (!saved.ok())
-            log_.error(VAStr("can't save %s.%d: %s", table.c_str(), id, saved.strerror().c_str()));
+            log_.error("can't save %s.%d: %s", table.c_str(), id, saved.strerror().c_str());
     }
     if (table == dbm::FileTransfer)
         startServiceDaemon(client);
@@ -215,14 +217,14 @@ void TimeframeHandler::startServiceDaemon(IConfigClient& client) {
     const EResultCode written =
         client.writeSingleRow(dbm::Wexd, 0, oneCell(dbm::Wexd_Enable, Value::Integer, 1));
     if (!written.ok())
-        log_.error(VAStr("start wexd failed: %s", written.strerror().c_str()));
+        log_.error("start wexd failed: %s", written.strerror().c_str());
 }
 
 void TimeframeHandler::writeRunCounter(IConfigClient& client, int id, int runs) {
     const EResultCode written = client.updateRow(dbm::TimeFrame, dbm::Id, std::to_string(id),
                                                  oneCell(dbm::TimeFrame_RunCounter, Value::Counter, runs));
     if (!written.ok())
-        log_.error(VAStr("can't update run counter %d: %s", id, written.strerror().c_str()));
+        log_.error("can't update run counter %d: %s", id, written.strerror().c_str());
 }
 
 } // namespace orv::horad

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
-#include "handlers/modulelog.h"
 #include "handlers/servicestates.h"
 #include "handlers/timeframereader.h"
+#include "log.h"
 #include "orv/system.h"
 
 #include <list>
@@ -50,7 +50,7 @@ private:
     void writeRunCounter(cfg::common::IConfigClient& client, int id, int runs);
 
     System& system_;
-    ModuleLog log_;
+    Log log_;
     Timeframes timeframes_;
     std::map<int, std::string> servicesToStart_; // the table of each service, by its row's Id
     ServiceStates states_;

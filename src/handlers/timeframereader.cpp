@@ -38,7 +38,7 @@ std::optional<Timeframes> TimeframeReader::read() {
         failTimeframes(sized);
         return std::nullopt;
     }
-    log_.debug(VAStr("load %zu entries from %s", std::size_t{rows}, dbm::TimeFrame));
+    log_.debug("load %zu entries from %s", std::size_t{rows}, dbm::TimeFrame);
     Timeframes frames;
     for (unsigned row = 0; row < rows; ++row)
         readFrame(row, frames);
@@ -54,7 +54,7 @@ void TimeframeReader::readFrame(unsigned index, Timeframes& frames) {
     }
     const int mode = integerOf(row, dbm::TimeFrame_WindowMode);
     if (!isKnownMode(mode)) {
-        log_.warning(VAStr("unknown timeframe mode %d", mode));
+        log_.warning("unknown timeframe mode %d", mode);
         return;
     }
     const std::string serviceTable = row.getValue(dbm::TimeFrame_Servicetable).getText();
@@ -100,13 +100,13 @@ std::optional<TimePlanFlex> TimeframeReader::readUserTimePlan() {
 
 void TimeframeReader::failUserTimePlan(const EResultCode& why) {
     complete_ = false;
-    log_.error(VAStr("error while reading user time plan entry for %s: %s)", dbm::FirmwareUpdateTimePlan,
-                     why.strerror().c_str()));
+    log_.error("error while reading user time plan entry for %s: %s)", dbm::FirmwareUpdateTimePlan,
+               why.strerror().c_str());
 }
 
 void TimeframeReader::failTimeframes(const EResultCode& why) {
     complete_ = false;
-    log_.error(VAStr("load time frames: %s", why.strerror().c_str()));
+    log_.error("load time frames: %s", why.strerror().c_str());
 }
 
 } // namespace orv::horad

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfg/iconfigclient.h"
-#include "handlers/modulelog.h"
+#include "log.h"
 #include "orv/system.h"
 #include "timeplan/timeframe.h"
 #include "timeplan/timeplanflex.h"
@@ -27,7 +27,7 @@ using Timeframes = std::map<int, std::unique_ptr<Timeframe>>;
 class TimeframeReader {
 public:
     // `interval`: seconds between two runs that fall due. The frames go by the system's clock.
-    TimeframeReader(cfg::common::IConfigClient& client, const ModuleLog& log, int interval, System& system)
+    TimeframeReader(cfg::common::IConfigClient& client, const Log& log, int interval, System& system)
         : client_(client), log_(log), interval_(interval), system_(system) {}
 
     // A row that can't be read, or whose mode is unknown, is left out. A frame has no plan where the plan's
@@ -44,7 +44,7 @@ private:
     void failTimeframes(const velta::protocol::EResultCode& why);
 
     cfg::common::IConfigClient& client_;
-    const ModuleLog& log_;
+    const Log& log_;
     int interval_;
     System& system_;
     bool complete_ = true;

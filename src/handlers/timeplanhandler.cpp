@@ -128,8 +128,9 @@ void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table,
     if (wanted == plan.status() || !writeStatus(client, table, plan.id(), wanted))
         return;
     plan.setStatus(wanted);
-    Logger::instance().debug(wanted ? "Activated timeplan: %s" : "Deactivated timeplan: %s",
-                             textOf(plan).c_str());
+    if (Logger::instance().debugs()) // the text of a plan is long
+        Logger::instance().debug(wanted ? "Activated timeplan: %s" : "Deactivated timeplan: %s",
+                                 textOf(plan).c_str());
 }
 
 // True when the write was attempted, also where the row could not be updated: the store's notice of the next

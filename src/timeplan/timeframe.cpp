@@ -1,7 +1,6 @@
 #include "timeplan/timeframe.h"
 
 #include "log.h"
-#include "orv/sysloglevel.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,6 +11,7 @@ namespace {
 
 constexpr int unlimited = -1;
 constexpr const char* logModule = "timefrm";
+constexpr const char* logSource = "timeframe";
 
 Timeframe::TimePoint atSeconds(std::uint32_t seconds) {
     return Timeframe::TimePoint(std::chrono::seconds(seconds));
@@ -34,8 +34,7 @@ Timeframe::Timeframe(const std::string& name, int id, std::uint32_t start, std::
       runCounter_(runCounter),
       timePlan_(std::move(plan)),
       system_(&system) {
-    (void)ORV_Sysloglevel_registerModul(logModule);
-    ORV_Sysloglevel_changeTracelevel(logModule, verboseTracelevel);
+    Log(logModule, logSource).setVerbose(true);
 }
 
 // Read anew for each comparison: a check may take a while, and the moments that it looks at pass meanwhile.

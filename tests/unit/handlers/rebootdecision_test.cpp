@@ -1,8 +1,7 @@
 // The decision alone: each state in each situation.
 
-#include "handlers/rebootdecision.h"
-
 #include "fakes/capturedlog.h"
+#include "handlers/rebootdecision.h"
 #include "log.h"
 
 #include <stdexcept>
@@ -123,9 +122,9 @@ const Transition transitions[] = {
 
 TEST_F(RebootDecisionAlone, GoesFromStateToStateAndAsksOnlyWhatItNeeds) {
     for (const Transition& given : transitions) {
-        SCOPED_TRACE(testing::Message() << "from " << static_cast<unsigned>(given.from) << ", idle "
-                                        << given.idle << ", allowed " << given.allowed << ", waited "
-                                        << given.waited);
+        SCOPED_TRACE(testing::Message()
+                     << "from " << static_cast<unsigned>(given.from) << ", idle " << given.idle
+                     << ", allowed " << given.allowed << ", waited " << given.waited);
         captured_.clear();
         Situation situation(given.idle, given.allowed);
         const RebootDecision before{given.from, now - given.waited};

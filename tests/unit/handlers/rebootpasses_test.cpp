@@ -278,8 +278,7 @@ TEST_F(RebootPasses, TheLastRebootHasToBeLongerAgoThanTheMinimum) {
         EXPECT_EQ(passAt(handler, insideSlot),
                   given.blocked == 0 ? triggered(insideSlot)
                                      : refused(insideSlot, {idle, lastRebootOnly(given.blocked)}));
-        EXPECT_EQ(handler.decision().state,
-                  given.blocked == 0 ? RebootState::Triggered : RebootState::Idle);
+        EXPECT_EQ(handler.decision().state, given.blocked == 0 ? RebootState::Triggered : RebootState::Idle);
     }
 }
 

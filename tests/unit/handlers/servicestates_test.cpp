@@ -8,7 +8,7 @@
 
 namespace {
 
-using orv::horad::ModuleLog;
+using orv::horad::Log;
 using orv::horad::ServiceState;
 using orv::horad::ServiceStates;
 using testing::ElementsAre;
@@ -35,8 +35,8 @@ protected:
         return states_.load(store_, "FileTransfer");
     }
 
-    static ModuleLog verboseLog() {
-        const ModuleLog log("timefrmhdl", "timeframehandler");
+    static Log verboseLog() {
+        const Log log("timefrmhdl", "timeframehandler");
         log.setVerbose(true);
         return log;
     }

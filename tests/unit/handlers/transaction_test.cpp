@@ -1,6 +1,5 @@
-#include "handlers/transaction.h"
-
 #include "fakes/fakestore.h"
+#include "handlers/transaction.h"
 
 #include <stdexcept>
 
@@ -58,7 +57,7 @@ TEST_F(TransactionOf, AFailedCommitIsOverAndAbortedOnlyWhereThatIsAskedFor) {
     (void)store_.abortTransaction();
     store_.clearJournal();
     EXPECT_EQ(Transaction(store_).commitOrAbort().code(), 7);
-    EXPECT_THAT(store_.journal(), ElementsAre("start", "close -> 7", "abort"));
+    EXPECT_THAT(store_.journal(), ElementsAre("start", "close -> 7", "abort -> 10"));
 }
 
 } // namespace

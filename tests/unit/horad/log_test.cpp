@@ -67,6 +67,37 @@ TEST_F(Log, DebugIsLeftOutWhenNotVerbose) {
                 ElementsAre("error horad: error 1", "warning horad: warning 2", "info horad: info 3"));
 }
 
+TEST_F(Log, LinesCarryTheNameOfTheirModule) {
+    const orv::horad::Log other("other", "source");
+    other.error("%s %d", "error", 1);
+    other.warning("%s %d", "warning", 2);
+    other.info("%s %d", "info", 3);
+    other.debug("%s %d", "debug", 4);
+    EXPECT_THAT(log_.lines(),
+                ElementsAre("error other: error 1", "warning other: warning 2", "info other: info 3"));
+}
+
+TEST_F(Log, AllWhoWriteToAModuleShareItsLevel) {
+    const std::string name = "horad"; // another text of the same name
+    const orv::horad::Log handlers(name.c_str(), "reboothandler");
+    const orv::horad::Log copy = handlers;
+    Logger::instance().setVerbose(true);
+    handlers.debug("first");
+    copy.debug("second");
+    EXPECT_TRUE(copy.debugs());
+    handlers.setVerbose(false);
+    Logger::instance().debug("third");
+    EXPECT_FALSE(Logger::instance().debugs());
+    EXPECT_THAT(log_.lines(), ElementsAre("debug horad: first", "debug horad: second"));
+}
+
+TEST_F(Log, AModuleLeavesTheLevelOfOthersAlone) {
+    Logger::instance().setVerbose(true);
+    const orv::horad::Log other("other", "source");
+    other.debug("nothing");
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
 TEST_F(Log, ThereIsOneLogger) {
     EXPECT_EQ(&Logger::instance(), &Logger::instance());
 }
@@ -146,6 +177,18 @@ TEST_F(Log, TheSystemLogTakesTheLinesOnceItIsOn) {
     Logger::instance().info("%s", "to the system log");
     EXPECT_THAT(datagrams, ElementsAre(EndsWith(": to the system log")));
     EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+// Whoever reads the text that such a line names dies.
+TEST(LogDeathTest, ADebugLineThatDoesNotPassIsNotFormatted) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(
+        {
+            const orv::horad::Log log("silent", "source");
+            log.debug("%s", reinterpret_cast<const char*>(1));
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0), "^$");
 }
 
 // In a process of its own, where nothing was logged before.

@@ -41,12 +41,25 @@ TEST_F(LogCalls, ALaterUseSetsNothingUp) {
 }
 
 TEST_F(LogCalls, ALineNamesModuleAndSourceAndALineNumberOfItsLevel) {
+    Logger::instance().setVerbose(true);
+    recordedlog::calls().clear();
     Logger::instance().error("%s", "a");
     Logger::instance().warning("%s", "b");
     Logger::instance().info("%s", "c");
     Logger::instance().debug("%s", "d");
     EXPECT_THAT(recordedlog::calls(), ElementsAre("error horad log 1: a", "warning horad log 2: b",
                                                   "info horad log 3: c", "debug horad log 4: d"));
+}
+
+TEST_F(LogCalls, ALogOfItsOwnNamesItsModuleAndSource) {
+    const orv::horad::Log log("timefrmhdl", "timeframehandler");
+    log.setVerbose(true);
+    log.error("%s", "a");
+    log.debug("%s", "d");
+    EXPECT_THAT(recordedlog::calls(),
+                ElementsAre("registerModul timefrmhdl", "changeTracelevel timefrmhdl 1023",
+                            "error timefrmhdl timeframehandler 1: a",
+                            "debug timefrmhdl timeframehandler 4: d"));
 }
 
 TEST_F(LogCalls, ALineFromASignalHandlerLooksTheSame) {

@@ -148,7 +148,7 @@ protected:
             over = true;
             throw std::runtime_error("over");
         };
-        EXPECT_EQ(run(), 0);
+        EXPECT_EQ(run({"-v"}), 0);
         EXPECT_TRUE(over);
     }
 
@@ -167,7 +167,7 @@ TEST_F(MainWithAStore, TheHandlersReadAndThenPassInTheirOrder) {
     const char* const inOrder[] = {
         "debug horad log 4: Table  was changed",        // the WLAN's handler
         "info horad log 3: Initial reading of config",  // that of the time plans
-        "load %zu entries from %s",                     // that of the time frames
+        "load 0 entries from TimeFrame",                // that of the time frames
         "Auto reboot disabled",                         // that of the reboot
         "debug horad log 4: Activated timeplan: Id: 1", // the pass over the time plans
         "First process: synchronise",                   // that over the time frames
