@@ -23,7 +23,7 @@ EResultCode ConfigClient::size(const std::string& table, unsigned& rows) {
     Snapshot snapshot;
     const EResultCode result = readSnapshot(request, snapshot);
     if (!result.ok())
-        return counted(result);
+        return noted(result);
     rows = static_cast<unsigned>(snapshot.rows());
     snapshots_[table] = std::move(snapshot);
     return result;
@@ -35,18 +35,18 @@ EResultCode ConfigClient::selectRow(const std::string& table, unsigned row, velt
     if (found == snapshots_.end()) {
         Request request = requests::of(RequestKind::ReadRow, table);
         request.number = row;
-        return counted(readOneRow(std::move(request), columns, values));
+        return noted(readOneRow(std::move(request), columns, values));
     }
     values.clear();
     if (row >= found->second.rows())
-        return counted(EResultCode(code::noSuchRow, table + ", row " + std::to_string(row)));
+        return EResultCode(code::noSuchRow, table + ", row " + std::to_string(row));
     found->second.row(row, columns, values);
     return {};
 }
 
 EResultCode ConfigClient::selectRowByKey(const std::string& table, const std::string& keyColumn,
                                          const std::string& key, velta::ValueList& values) {
-    return counted(readOneRow(requests::byKey(RequestKind::ReadKey, table, keyColumn, key), {}, values));
+    return noted(readOneRow(requests::byKey(RequestKind::ReadKey, table, keyColumn, key), {}, values));
 }
 
 EResultCode ConfigClient::writeSingleRow(const std::string& table, unsigned row,
@@ -72,14 +72,14 @@ EResultCode ConfigClient::removeRow(const std::string& table, const std::string&
 EResultCode ConfigClient::startTransaction() {
     const EResultCode ready = before_ ? before_() : EResultCode();
     if (!ready.ok())
-        return counted(ready);
+        return ready;
     Request request = requests::of(RequestKind::Begin);
     request.number = transactionWait_;
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
     if (result.ok())
         transactionOpen_ = true;
-    return counted(result);
+    return noted(result);
 }
 
 EResultCode ConfigClient::closeTransaction() {
@@ -97,7 +97,7 @@ EResultCode ConfigClient::endTransaction(RequestKind how) {
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
     transactionOpen_ = false;
-    return counted(result);
+    return noted(result);
 }
 
 EResultCode ConfigClient::tables(std::vector<velta::protocol::TableInfo>& tables) {
@@ -105,7 +105,7 @@ EResultCode ConfigClient::tables(std::vector<velta::protocol::TableInfo>& tables
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply, ReplyKind::Tables);
     tables = std::move(reply.tables);
-    return counted(result);
+    return noted(result);
 }
 
 EResultCode ConfigClient::columns(const std::string& table,
@@ -114,7 +114,7 @@ EResultCode ConfigClient::columns(const std::string& table,
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply, ReplyKind::Columns);
     columns = std::move(reply.columns);
-    return counted(result);
+    return noted(result);
 }
 
 EResultCode ConfigClient::describe(const std::string& table,
@@ -123,13 +123,13 @@ EResultCode ConfigClient::describe(const std::string& table,
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply, ReplyKind::Description);
     columns = std::move(reply.descriptions);
-    return counted(result);
+    return noted(result);
 }
 
 EResultCode ConfigClient::readTable(const std::string& table, Snapshot& rows) {
     Request request = requests::of(RequestKind::ReadTable, table);
     rows = Snapshot();
-    return counted(readSnapshot(request, rows));
+    return noted(readSnapshot(request, rows));
 }
 
 Pipeline ConfigClient::writesAhead() {
@@ -166,12 +166,10 @@ EResultCode ConfigClient::write(Request request, std::uint32_t* id) {
     const EResultCode result = connection_.exchange(request, reply);
     if (result.ok() && id != nullptr)
         *id = reply.number;
-    return counted(result);
+    return noted(result);
 }
 
-EResultCode ConfigClient::counted(EResultCode result) {
-    if (!result.ok())
-        ++failures_;
+EResultCode ConfigClient::noted(EResultCode result) {
     if (result.code() == code::transactionExpired || result.code() == code::noTransaction)
         transactionOpen_ = false;
     return result;

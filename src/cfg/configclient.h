@@ -57,9 +57,6 @@ public:
     void dropSnapshots() { snapshots_.clear(); }
     // The connection closed: its transaction is gone, and its snapshots tell of another time.
     void connectionLost();
-    // How many operations of the interface have failed so far: whoever calls a handler sees by it whether one
-    // of the handler's operations did.
-    unsigned failures() const { return failures_; }
 
 private:
     EResultCode readSnapshot(velta::protocol::Request& request, Snapshot& snapshot);
@@ -67,14 +64,13 @@ private:
                            velta::ValueList& values);
     EResultCode write(velta::protocol::Request request, std::uint32_t* id = nullptr);
     EResultCode endTransaction(velta::protocol::RequestKind how);
-    EResultCode counted(EResultCode result);
+    EResultCode noted(EResultCode result);
 
     Connection& connection_;
     unsigned transactionWait_;
     BeforeTransaction before_;
     std::map<std::string, Snapshot> snapshots_; // by table
     bool transactionOpen_ = false;
-    unsigned failures_ = 0;
 };
 
 } // namespace orv::cfg

@@ -247,7 +247,7 @@ TEST_F(DeliveryTest, NoticeBehindTheAnswerToTheOwnCommitIsDelivered) {
 TEST_F(DeliveryTest, ProcessForgetsTheSnapshots) {
     build();
     initialize({&first});
-    ConfigClient& client = notifications->getConfigClient();
+    common::IConfigClient& client = notifications->getConfigClient();
     unsigned rows = 0;
     ASSERT_TRUE(client.size("A", rows).ok());
     server.setTable("A", {row(1, "changed")});

@@ -43,7 +43,7 @@ protected:
         dispatcher.handleEvents(5000);
     }
 
-    ConfigClient& client() { return notifications->getConfigClient(); }
+    common::IConfigClient& client() { return notifications->getConfigClient(); }
 
     bool processUntil(const std::string& call) {
         return until([&] {

@@ -1,0 +1,115 @@
+#include "cfg/deliveries.h"
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+namespace orv::cfg {
+
+namespace {
+
+// A reading that failed is tried again in each of the next deliveries; one that failed so often has a lasting
+// reason, a table that is not there, and rests for some deliveries after each try, so that it does not fill
+// the log.
+constexpr unsigned eagerTries = 10;
+constexpr unsigned patientRest = 29;
+
+const std::string allTables; // the table name of a reading of everything
+
+} // namespace
+
+Deliveries::Deliveries(common::IConfigClient& store, bool mergeChanges, const std::string& logModule)
+    : client_(store), mergeChanges_(mergeChanges), log_(logModule.c_str(), "deliveries") {}
+
+void Deliveries::add(IConfigHandler* handler) {
+    followers_.push_back(Follower{handler, {}});
+}
+
+velta::NameList Deliveries::tables() {
+    std::set<std::string> names;
+    for (Follower& follower : followers_) {
+        follower.tables.clear();
+        follower.handler->getTables(follower.tables);
+        names.insert(follower.tables.begin(), follower.tables.end());
+    }
+    return velta::NameList(names.begin(), names.end());
+}
+
+void Deliveries::everythingChanged() {
+    readings_.clear();
+    for (std::size_t follower = 0; follower < followers_.size(); ++follower)
+        addReading(follower, allTables);
+}
+
+void Deliveries::changed(const std::string& table) {
+    for (std::size_t i = 0; i < followers_.size(); ++i) {
+        const std::list<std::string>& tables = followers_[i].tables;
+        if (std::find(tables.begin(), tables.end(), table) != tables.end())
+            addReading(i, table);
+    }
+}
+
+bool Deliveries::readingOfEverythingIsDue() const {
+    return std::any_of(readings_.begin(), readings_.end(),
+                       [](const Reading& reading) { return reading.table == allTables; });
+}
+
+void Deliveries::addReading(std::size_t follower, const std::string& table) {
+    Reading* const due = findReading(follower, table);
+    if (due != nullptr)
+        due->rest = 0; // what changed may be what it failed for
+    if (due == nullptr || !mergeChanges_)
+        readings_.push_back(Reading{follower, table});
+}
+
+// A reading of everything is a reading of each table too.
+Deliveries::Reading* Deliveries::findReading(std::size_t follower, const std::string& table) {
+    const auto found = std::find_if(readings_.begin(), readings_.end(), [&](const Reading& reading) {
+        return reading.follower == follower && (reading.table == table || reading.table == allTables);
+    });
+    return found != readings_.end() ? &*found : nullptr;
+}
+
+void Deliveries::deliver() {
+    for (Follower& follower : followers_)
+        follower.readingFailed = false;
+    for (Reading& reading : std::exchange(readings_, {})) {
+        if (reading.rest > 0) {
+            --reading.rest;
+            tryLater(reading);
+        } else {
+            read(reading);
+        }
+    }
+    for (Follower& follower : followers_)
+        if (follower.actionDue && !follower.readingFailed)
+            act(follower);
+}
+
+void Deliveries::read(Reading& reading) {
+    Follower& follower = followers_[reading.follower];
+    const FailureProbe probe(client_);
+    const bool answer = follower.handler->configChanged(client_, reading.table);
+    log_.debug("configChanged(\"%s\") of handler %zu returned %s", reading.table.c_str(), reading.follower,
+               answer ? "true" : "false");
+    follower.actionDue = true;
+    if (!probe.failed())
+        return;
+    ++reading.failures;
+    reading.rest = reading.failures < eagerTries ? 0 : patientRest;
+    tryLater(reading);
+}
+
+void Deliveries::tryLater(const Reading& reading) {
+    followers_[reading.follower].readingFailed = true;
+    if (findReading(reading.follower, reading.table) == nullptr)
+        readings_.push_back(reading);
+}
+
+void Deliveries::act(Follower& follower) {
+    const FailureProbe probe(client_);
+    follower.handler->process(client_);
+    follower.actionDue = probe.failed();
+}
+
+} // namespace orv::cfg

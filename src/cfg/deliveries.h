@@ -1,0 +1,84 @@
+#pragma once
+
+#include "cfg/iconfigclient.h"
+#include "cfg/iconfighandler.h"
+#include "cfg/watchedclient.h"
+#include "log.h"
+#include "velta/namelist.h"
+
+#include <cstddef>
+#include <list>
+#include <string>
+#include <vector>
+
+namespace orv::cfg {
+
+// Who follows which tables, and what is due to be told: the handlers' half of following a store. It knows no
+// socket and no clock. Whoever keeps the connection says what changed, and calls deliver() in each iteration
+// of the loop.
+//
+// A delivery calls configChanged() for each changed table on each handler that follows it, and when these are
+// through, process() once on each handler that was told.
+//
+// A configChanged() or process() in which an operation of the store failed is called again in later
+// deliveries until it goes through. A handler whose reading failed acts only when it went through: its cached
+// state may be stale.
+class Deliveries {
+public:
+    // The store is not owned and outlives this object. mergeChanges: several changes of a table before a
+    // delivery make one configChanged(). logModule: whose module the lines are logged in.
+    explicit Deliveries(common::IConfigClient& store, bool mergeChanges = true,
+                        const std::string& logModule = "deliveries");
+    ~Deliveries() = default;
+    Deliveries(const Deliveries&) = delete;
+    Deliveries& operator=(const Deliveries&) = delete;
+
+    // Not owned: the handler stays alive while deliver() is called.
+    void add(IConfigHandler* handler);
+    // Asks each handler for its tables. Returns each name once: what to subscribe to.
+    velta::NameList tables();
+    // The connection was made, or made again: each handler is due a reading of everything. What was due
+    // before is part of it.
+    void everythingChanged();
+    // A notice that the table changed.
+    void changed(const std::string& table);
+    // Calls configChanged() and process() as they are due. What becomes due meanwhile waits for the next
+    // call.
+    void deliver();
+    // Whether a handler's reading of everything has not gone through yet.
+    bool readingOfEverythingIsDue() const;
+
+    // The store as handlers and passes see it.
+    common::IConfigClient& client() { return client_; }
+
+private:
+    struct Follower {
+        IConfigHandler* handler;
+        std::list<std::string> tables;
+        bool readingFailed = false;
+        bool actionDue = false;
+    };
+
+    // configChanged() of a follower that is due. Followers count from 0 in the order in which they were
+    // added.
+    struct Reading {
+        std::size_t follower;
+        std::string table;
+        unsigned failures = 0;
+        unsigned rest = 0; // deliveries to let pass before the next try
+    };
+
+    void addReading(std::size_t follower, const std::string& table);
+    Reading* findReading(std::size_t follower, const std::string& table);
+    void read(Reading& reading);
+    void tryLater(const Reading& reading);
+    void act(Follower& follower);
+
+    WatchedClient client_;
+    bool mergeChanges_;
+    horad::Log log_;
+    std::vector<Follower> followers_;
+    std::vector<Reading> readings_; // due with the next delivery, in order
+};
+
+} // namespace orv::cfg

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "cfg/iconfigclient.h"
+
+namespace orv::cfg {
+
+class FailureProbe;
+
+// A store's client that lets probes see which operations fail. It changes nothing on the way.
+class WatchedClient : public common::IConfigClient {
+public:
+    using EResultCode = velta::protocol::EResultCode;
+
+    // The store is not owned and outlives this object.
+    explicit WatchedClient(common::IConfigClient& store) : store_(store) {}
+
+    EResultCode size(const std::string& table, unsigned& rows) override;
+    EResultCode selectRow(const std::string& table, unsigned row, velta::ValueList& values,
+                          const velta::NameList& columns) override;
+    EResultCode selectRowByKey(const std::string& table, const std::string& keyColumn, const std::string& key,
+                               velta::ValueList& values) override;
+    EResultCode writeSingleRow(const std::string& table, unsigned row,
+                               const velta::ValueList& values) override;
+    EResultCode updateRow(const std::string& table, const std::string& keyColumn, const std::string& key,
+                          const velta::ValueList& values) override;
+    bool isTransactionOpen() override { return store_.isTransactionOpen(); }
+    EResultCode startTransaction() override;
+    EResultCode closeTransaction() override;
+    EResultCode abortTransaction() override;
+
+private:
+    friend class FailureProbe;
+
+    EResultCode noted(EResultCode result);
+
+    common::IConfigClient& store_;
+    FailureProbe* probe_ = nullptr; // the innermost
+};
+
+// Tells whether an operation of the client failed since the probe was made. Probes of one client end in the
+// reverse order of their beginnings; a failure counts for all that live.
+class FailureProbe {
+public:
+    explicit FailureProbe(WatchedClient& client) : client_(client), outer_(client.probe_) {
+        client_.probe_ = this;
+    }
+    ~FailureProbe() { client_.probe_ = outer_; }
+    FailureProbe(const FailureProbe&) = delete;
+    FailureProbe& operator=(const FailureProbe&) = delete;
+
+    bool failed() const { return failed_; }
+
+private:
+    friend class WatchedClient;
+
+    WatchedClient& client_;
+    FailureProbe* outer_;
+    bool failed_ = false;
+};
+
+} // namespace orv::cfg
