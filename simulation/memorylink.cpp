@@ -1,0 +1,91 @@
+#include "simulation/memorylink.h"
+
+namespace orv::simulation {
+
+using velta::protocol::EResultCode;
+namespace code = velta::protocol::code;
+
+namespace {
+
+// For so long after the connection came back, whoever starts a transaction is told that the rows he knows are
+// outdated, see NotificationHandler.
+constexpr Machine::Microseconds outdatedPatience = Machine::second;
+
+} // namespace
+
+MemoryLink::MemoryLink(Machine& machine, Tables& tables)
+    : machine_(machine), tables_(tables), deliveries_(tables) {
+    tables_.onFault([this](Tables::Operation operation, const std::string& table) {
+        return beforeOperation(operation, table);
+    });
+}
+
+MemoryLink::~MemoryLink() {
+    tables_.onFault(nullptr);
+}
+
+bool MemoryLink::initialize() {
+    if (!connect())
+        return false;
+    initialized_ = true;
+    deliveries_.deliver();
+    return connected_;
+}
+
+void MemoryLink::lose() {
+    connected_ = false;
+    tables_.disconnect();
+}
+
+void MemoryLink::wait(unsigned milliseconds) {
+    const Machine::Microseconds end = machine_.passed() + Machine::Microseconds{milliseconds} * 1000;
+    while (machine_.passed() < end && !(connected_ && tables_.hasNotices()))
+        machine_.passUntilNextEvent(end);
+}
+
+void MemoryLink::deliver() {
+    if (!connected_ && !connect())
+        return;
+    for (const std::string& table : tables_.takeNotices())
+        deliveries_.changed(table);
+    deliveries_.deliver();
+}
+
+bool MemoryLink::connect() {
+    if (!reachable_)
+        return false;
+    connected_ = true;
+    if (initialized_)
+        connectedAgainAt_ = machine_.passed();
+    (void)tables_.takeNotices(); // of what went on before there was a connection
+    (void)deliveries_.tables();  // all of them are subscribed to: the tables tell of all
+    deliveries_.everythingChanged();
+    if (onConnect_)
+        onConnect_();
+    return true;
+}
+
+EResultCode MemoryLink::beforeOperation(Tables::Operation operation, const std::string& table) {
+    if (operation == Tables::Operation::Start) {
+        const EResultCode ready = beforeTransaction();
+        if (!ready.ok())
+            return ready;
+    }
+    if (!connected_)
+        return code::notConnected;
+    return fault_ ? fault_(operation, table) : EResultCode();
+}
+
+// Whoever starts a transaction may stand in a loop of his own: it brings the connection back.
+EResultCode MemoryLink::beforeTransaction() {
+    if (!connected_ && (!initialized_ || !connect()))
+        return code::notConnected;
+    return areRowsOutdated() ? EResultCode(code::outdated) : EResultCode();
+}
+
+bool MemoryLink::areRowsOutdated() const {
+    return connectedAgainAt_ && deliveries_.readingOfEverythingIsDue() &&
+           machine_.passed() - *connectedAgainAt_ < outdatedPatience;
+}
+
+} // namespace orv::simulation
