@@ -1,5 +1,5 @@
 // Any text as a file for `cfgctl load`.
-#include "fakes/loadedtables.h"
+#include "support/loadedtables.h"
 #include "fuzz/input.h"
 #include "tools/errors.h"
 #include "tools/loadfile.h"

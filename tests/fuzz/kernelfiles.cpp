@@ -1,5 +1,5 @@
 // The probes on files with anything in them.
-#include "fakes/fakestore.h"
+#include "support/fakestore.h"
 #include "fuzz/input.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"

@@ -1,6 +1,6 @@
 // A store and up to four of its clients. The input is a program: what the clients do one after the other,
 // well behaved or not, and what time passes meanwhile.
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "fuzz/input.h"
 #include "fuzz/server/observer.h"
 #include "fuzz/server/steadyclock.h"

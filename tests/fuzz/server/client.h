@@ -1,6 +1,6 @@
 #pragma once
 
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 
 #include <chrono>
 #include <cstdint>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 #include "velta/namelist.h"
 
 #include <cstdint>

@@ -1,8 +1,8 @@
 #pragma once
 
 #include "cfg/iconfighandler.h"
-#include "fakes/capturedlog.h"
-#include "fakes/scriptedserver.h"
+#include "support/capturedlog.h"
+#include "support/scriptedserver.h"
 #include "velta/valuelist.h"
 
 #include <chrono>

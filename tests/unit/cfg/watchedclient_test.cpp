@@ -1,5 +1,5 @@
 #include "cfg/watchedclient.h"
-#include "fakes/fakestore.h"
+#include "support/fakestore.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // The decision alone: each state in each situation.
 
-#include "fakes/capturedlog.h"
+#include "support/capturedlog.h"
 #include "handlers/rebootdecision.h"
 #include "log.h"
 

@@ -1,13 +1,13 @@
 #pragma once
 
-#include "fakes/capturedlog.h"
-#include "fakes/fakestore.h"
-#include "fakes/kernelfiles.h"
-#include "fakes/scriptedclock.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
+#include "support/kernelfiles.h"
+#include "support/scriptedclock.h"
 #include "handlers/reboothandler.h"
 #include "log.h"
-#include "unit/handlers/scriptedsleep.h"
-#include "unit/handlers/scripteduptime.h"
+#include "support/scriptedsleep.h"
+#include "support/scripteduptime.h"
 
 #include <ctime>
 #include <string>

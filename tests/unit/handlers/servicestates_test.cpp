@@ -1,7 +1,7 @@
 // What is known of services, and how it is read from their table.
 
-#include "fakes/capturedlog.h"
-#include "fakes/fakestore.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
 #include "handlers/servicestates.h"
 
 #include <gmock/gmock.h>

@@ -1,11 +1,11 @@
 #pragma once
 
-#include "fakes/capturedlog.h"
-#include "fakes/fakestore.h"
-#include "fakes/kernelfiles.h"
-#include "fakes/scriptedclock.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
+#include "support/kernelfiles.h"
+#include "support/scriptedclock.h"
 #include "handlers/timeframehandler.h"
-#include "unit/handlers/scriptedsleep.h"
+#include "support/scriptedsleep.h"
 
 #include <ctime>
 #include <string>

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "fakes/capturedlog.h"
-#include "fakes/fakestore.h"
-#include "fakes/scriptedclock.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
+#include "support/scriptedclock.h"
 #include "handlers/timeplanhandler.h"
 #include "log.h"
 

@@ -1,4 +1,4 @@
-#include "fakes/fakestore.h"
+#include "support/fakestore.h"
 #include "handlers/transaction.h"
 
 #include <stdexcept>

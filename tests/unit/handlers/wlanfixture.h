@@ -1,7 +1,7 @@
 #pragma once
 
-#include "fakes/capturedlog.h"
-#include "fakes/fakestore.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
 #include "handlers/wlanhandler.h"
 #include "log.h"
 

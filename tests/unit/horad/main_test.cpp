@@ -1,8 +1,8 @@
 // The daemon's main(), which is called horadMain() here. It runs in the foreground until an attempt to
 // connect or a line that it logs throws.
 
-#include "fakes/fakestore.h"
-#include "fakes/scriptedserver.h"
+#include "support/fakestore.h"
+#include "support/scriptedserver.h"
 #include "unit/horad/recordedlog.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "fakes/capturedlog.h"
+#include "support/capturedlog.h"
 #include "options.h"
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-#include "fakes/kernelfiles.h"
+#include "support/kernelfiles.h"
 #include "probes/multicaststreams.h"
 
 #include <climits>

@@ -1,5 +1,5 @@
-#include "fakes/fakestore.h"
-#include "fakes/kernelfiles.h"
+#include "support/fakestore.h"
+#include "support/kernelfiles.h"
 #include "probes/systemidle.h"
 
 #include <climits>

@@ -1,4 +1,4 @@
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "store/server/listeningsocket.h"
 #include "store/users.h"
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "store/server/server.h"
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 
 #include <chrono>
 #include <functional>

@@ -1,5 +1,5 @@
 #include "store/server/session.h"
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 
 #include <array>
 #include <memory>

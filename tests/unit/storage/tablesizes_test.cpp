@@ -1,4 +1,4 @@
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "store/storage/database.h"
 #include "unit/storage/testtables.h"
 

@@ -1,4 +1,4 @@
-#include "fakes/scriptedclock.h"
+#include "support/scriptedclock.h"
 #include "timeplan/isotime.h"
 
 #include <cstdlib>

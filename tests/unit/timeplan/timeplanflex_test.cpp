@@ -1,4 +1,4 @@
-#include "fakes/scriptedclock.h"
+#include "support/scriptedclock.h"
 #include "timeplan/timeplanflex.h"
 
 #include <ctime>

@@ -1,4 +1,4 @@
-#include "fakes/loadedtables.h"
+#include "support/loadedtables.h"
 #include "rows.h"
 #include "tools/cells.h"
 #include "tools/dump.h"

@@ -1,11 +1,11 @@
 // A server of which any allocation fails: it answers each request or closes that client, keeps what it
 // answered Done, and serves on.
 
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "orv/sysloglevel.h"
 #include "store/server/server.h"
 #include "unit/server/allocations/failingmemory.h"
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 
 #include <array>
 #include <chrono>

@@ -1,4 +1,4 @@
-#include "fakes/scriptedserver.h"
+#include "support/scriptedserver.h"
 
 #include "velta/protocol/wire.h"
 

@@ -1,4 +1,4 @@
-#include "unit/handlers/scripteduptime.h"
+#include "support/scripteduptime.h"
 
 #include <cerrno>
 

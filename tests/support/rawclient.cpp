@@ -1,4 +1,4 @@
-#include "unit/server/rawclient.h"
+#include "support/rawclient.h"
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "fakes/temporarydirectory.h"
+#include "support/temporarydirectory.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
 

@@ -1,4 +1,4 @@
-#include "unit/handlers/scriptedsleep.h"
+#include "support/scriptedsleep.h"
 
 #include <dlfcn.h>
 

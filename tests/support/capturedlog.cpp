@@ -1,4 +1,4 @@
-#include "fakes/capturedlog.h"
+#include "support/capturedlog.h"
 
 #include <cerrno>
 #include <sstream>

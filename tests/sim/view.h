@@ -1,0 +1,24 @@
+#pragma once
+
+#include "simulation/machine.h"
+#include "simulation/tables.h"
+
+#include <list>
+#include <string>
+
+namespace sim {
+
+// What the oracle may look at: the household as it is, not what horad knows of it.
+struct View {
+    const orv::simulation::Tables& tables;
+    orv::simulation::Machine& machine;
+    const std::list<std::string>& planTables; // that horad was told to keep, with -t
+    unsigned repeatInterval;                  // seconds between two runs of a service
+    // The line as the probes find it now.
+    bool call = false;
+    bool stream = false;
+    // Whole iterations of horad's loop since the last fault or disturbance was over, see Household.
+    unsigned passesSinceFault = 0;
+};
+
+} // namespace sim
