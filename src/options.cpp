@@ -32,7 +32,7 @@ void printUsage() {
         std::cout << line << std::endl;
 }
 
-// No check on purpose: what is no number is 0. What 32 bits can't hold counts as it does where long has 32
+// Not checked, C25: what is no number is 0. What 32 bits can't hold counts as it does where long has 32
 // bits: the largest number, and for a negative one its two's complement.
 std::uint32_t toSeconds(const char* text) {
     const long long number = std::strtoll(text, nullptr, 10);

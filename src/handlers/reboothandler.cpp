@@ -24,13 +24,13 @@ constexpr unsigned transactionRetryInterval = 500000; // microseconds
 constexpr std::uint8_t everyDay = 0; // the other days are 1 to 7, Monday to Sunday
 constexpr const char* dayLabels[WeekSlots::days] = {"Mo", "Tu", "We", "Th", "Fr", "Sa", "Su"};
 
-// Counts from Monday, which is 0. Whatever is behind Sunday counts as Sunday.
+// Counts from Monday, which is 0. Whatever is behind Sunday counts as Sunday. C21: sic
 std::size_t dayOf(std::uint8_t weekDay) {
     return std::min<std::size_t>(weekDay, WeekSlots::days) - 1;
 }
 
 // The last second of a slot that is long enough for one pass to fall into it. The day stays: a slot that
-// begins in the last minute of a day runs past midnight.
+// begins in the last minute of a day runs past midnight. C22: sic
 TimePlanTime endOfSlot(const TimePlanTime& start) {
     constexpr std::int64_t length = 59; // seconds
     std::int64_t second = start.second() + length;
@@ -105,7 +105,7 @@ bool RebootHandler::__readAutoRebootCfg(IConfigClient& client) {
     return true;
 }
 
-// Other weekdays keep the slots that they have, on purpose: only switching off takes them away.
+// Other weekdays keep the slots that they have: only switching off takes them away. C20: sic
 void RebootHandler::enterSlot() {
     const TimePlanTime start(time_);
     const TimePlanTime stop = endOfSlot(start);
@@ -164,7 +164,7 @@ bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::
     if (lastReboot.empty())
         return true;
     const double elapsed = std::difftime(now, momentOf(lastReboot));
-    // A last reboot in the future does not block, on purpose: the clock was wrong then, or is now.
+    // A last reboot in the future does not block: the clock was wrong then, or is now. C23: sic
     if (elapsed > 0.0 && elapsed <= static_cast<double>(minimumRuntime_)) {
         log_.debug("Last auto reboot was only %.0f seconds ago, skipping reboot.", elapsed);
         return false;
@@ -183,7 +183,7 @@ void RebootHandler::trigger(IConfigClient& client, const std::string& now) {
     Transaction transaction = Transaction::takeOver(client);
     decision_.state = RebootState::Triggered;
     log_.info("Trigger auto reboot now at '%s'", now.c_str());
-    // Neither result counts, on purpose: a table that can't be written must not keep the other one back.
+    // Neither result counts: a table that can't be written must not keep the other one back. C24: sic
     (void)client.writeSingleRow(dbm::Reboot, 0, oneCell(dbm::Reboot_Trigger, Value::Integer, 1));
     (void)client.writeSingleRow(dbm::AutoReboot, 0, oneCell(dbm::AutoReboot_LastReboot, now));
     if (!transaction.commitOrAbort().ok())

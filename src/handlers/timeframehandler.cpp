@@ -59,7 +59,7 @@ void TimeframeHandler::merge(Timeframes&& loaded) {
         mergeOne(id, frame);
     for (const auto& [id, frame] : timeframes_)
         if (loaded.count(id) == 0)
-            log_.debug("Delete removed Timefames Id=%d", id);
+            log_.debug("Delete removed Timefames Id=%d", id); // C29: sic
     timeframes_.swap(loaded);
 }
 
@@ -129,11 +129,11 @@ bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
 
 bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) {
     const bool idle =
-        isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, on purpose
+        isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, C15: sic
     if (frame.mode() != InWindowWhenIdle)
         return true;
     if (!idle) {
-        log_.info("system not idle, reschedule");
+        log_.info("system not idle, reschedule"); // outside the plan too, C28: sic
         return false;
     }
     const std::shared_ptr<TimePlanFlex> plan = frame.timePlan();
@@ -173,8 +173,8 @@ void TimeframeHandler::process(IConfigClient& client) {
     executed_.clear();
 }
 
-// Counts up, on purpose: it gives up when the counter is used up, which takes years, or when the system is
-// stopping.
+// Counts up: it gives up when the counter is used up, which takes years, or when the system is stopping.
+// C31: sic
 bool TimeframeHandler::beginTransaction(IConfigClient& client) {
     constexpr std::uint32_t firstAttempt = 1000;
     for (std::uint32_t attempt = firstAttempt; attempt != 0; ++attempt) {

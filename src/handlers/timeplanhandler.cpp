@@ -39,8 +39,8 @@ TimePlan planFrom(const ValueList& row) {
     return plan;
 }
 
-// The key of a row: three characters and no more, on purpose. Ids of more than three digits are not
-// supported, 1234 addresses the row 123.
+// The key of a row: three characters and no more. Ids of more than three digits are not supported, 1234
+// addresses the row 123. C1: sic
 std::string keyOf(int id) {
     constexpr std::size_t keyLength = 3;
     return std::to_string(id).substr(0, keyLength);
@@ -133,8 +133,8 @@ void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table,
                                  textOf(plan).c_str());
 }
 
-// True when the write was attempted, also where the row could not be updated: the store's notice of the next
-// change brings its value back. False when no transaction could be started: the next pass tries again.
+// True when the write was attempted, also where the row could not be updated (C2: sic): the store's notice of
+// the next change brings its value back. False when no transaction could be started: the next pass tries again.
 bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& table, int id, bool status) {
     const ValueList values = oneCell(dbm::TimePlan_Status, velta::Value::Switch, status ? 1 : 0);
     Transaction transaction(client);

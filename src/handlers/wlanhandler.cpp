@@ -51,8 +51,7 @@ bool WlanHandler::readGlobals(IConfigClient& client) {
         return false;
     }
     wlanEnabled_ = row.getValue(dbm::WlanGlobals_WlanEnable).getInteger() != 0;
-    // The number is compared with the flag as 0 or 1, on purpose: a 2 counts as a change each time it is
-    // read.
+    // The number is compared with the flag as 0 or 1: a 2 counts as a change each time it is read. C4: sic
     const int always = row.getValue(dbm::WlanGlobals_AlwaysEnable).getInteger();
     bool turnedOff = false;
     if (always != (alwaysEnabled_ ? 1 : 0)) {
@@ -76,13 +75,13 @@ bool WlanHandler::readTimePlans(IConfigClient& client) {
         ValueList row;
         const EResultCode selected = client.selectRow(dbm::WlanTimePlans, i, row, velta::NameList());
         if (!selected.ok()) {
-            Logger::instance().error("size() failed: %s", selected.strerror().c_str()); // the text is meant
+            Logger::instance().error("size() failed: %s", selected.strerror().c_str()); // C27: sic
             return false;
         }
         const int activate = row.getValue(dbm::TimePlan_Activate).getInteger();
         const int status = row.getValue(dbm::TimePlan_Status).getInteger();
         if (i == 0)
-            wanted = activate == 0; // the first plan's kind makes the default
+            wanted = activate == 0; // the first plan's kind makes the default, C3: sic
         wanted = decide(activate, status, wanted);
     }
     wantedStatus_ = wanted;

@@ -60,7 +60,7 @@ constexpr GroupRange localGroups[] = {
     {0xEF000000, 0x1000000}, // 239.0.0.0/8
 };
 
-// A signed 32-bit number on every machine: from 80000000 on it is 7FFFFFFF, on purpose.
+// A signed 32-bit number on every machine: from 80000000 on it is 7FFFFFFF. C17: sic
 std::int32_t groupNumber(const std::string& group) {
     const long long number = std::strtoll(group.c_str(), nullptr, 16);
     return static_cast<std::int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));

@@ -22,7 +22,7 @@ extern const char* kvenvSipCallFile;
 bool isSystemIdle(cfg::common::IConfigClient& client, SystemIdleType type);
 // False where the file can't be opened.
 bool isSipCallActive(cfg::common::IConfigClient& client);
-// Whether no call is active now. How long that has been so does not count, on purpose: `seconds` is not used.
+// Whether no call is active now. How long that has been so does not count: `seconds` is not used. C16: sic
 bool isFirmwareDownloadSIPCallIdletimePassed(cfg::common::IConfigClient& client, unsigned seconds);
 
 } // namespace orv

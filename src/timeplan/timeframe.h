@@ -40,7 +40,7 @@ public:
     void setTimePlan(std::shared_ptr<TimePlanFlex>&& plan) { timePlan_ = std::move(plan); }
 
     // Whether runs are possible now: inside the span, both its ends included, and with a run left. A limit of
-    // 3 is used up by the fourth run, on purpose.
+    // 3 is used up by the fourth run. C8: sic
     bool isOpen() const;
     // Sets the due flag where the frame is open and its execution time has passed, and moves that on.
     void checkExecution();

@@ -26,7 +26,7 @@ public:
     bool isActive(long seconds) const;
     bool isActive(const LocalMoment& moment) const;
 
-    // Whether every entry of the other is here, switched the same way. One-sided, and meant so: a plan with
+    // Whether every entry of the other is here, switched the same way. One-sided, C9: a plan with
     // more entries equals one that has some of them.
     bool operator==(const TimePlanFlex& other) const;
     bool operator!=(const TimePlanFlex& other) const { return !(*this == other); }
