@@ -11,8 +11,8 @@
 
 namespace orv::simulation {
 
-// The loop's link to tables in memory: notices, deliveries and the rules of a connection that is lost and comes
-// back are those of the real client, time is the machine's.
+// The loop's link to tables in memory: notices, deliveries and the rules of a connection that is lost and
+// comes back are those of the real client, time is the machine's.
 class MemoryLink : public horad::StoreLink {
 public:
     // Both outlive the link, which takes the tables' onFault() for itself.
@@ -37,6 +37,7 @@ public:
 
     void wait(unsigned milliseconds) override;
     void deliver() override;
+    void pass(const std::function<void(cfg::common::IConfigClient&)>& run) override { deliveries_.pass(run); }
     cfg::common::IConfigClient& client() override { return deliveries_.client(); }
 
 private:

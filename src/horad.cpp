@@ -2,6 +2,8 @@
 
 namespace orv::horad {
 
+using cfg::common::IConfigClient;
+
 namespace {
 
 constexpr unsigned eventWait = 2000; // milliseconds, the length of an idle iteration
@@ -22,8 +24,8 @@ Horad::Horad(std::list<std::string>& tables, unsigned repeatDelay, bool verbose,
 void Horad::iterate(StoreLink& store) {
     store.wait(eventWait);
     store.deliver();
-    timePlans_.checkTimePlans(store.client());
-    timeframes_.checkTimeframes(store.client());
+    store.pass([this](IConfigClient& client) { timePlans_.checkTimePlans(client); });
+    store.pass([this](IConfigClient& client) { timeframes_.checkTimeframes(client); });
     if (++iteration_ % iterationsPerRebootCheck == 0)
         reboot_.checkReboot(store.client());
 }

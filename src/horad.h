@@ -24,6 +24,9 @@ public:
     virtual void wait(unsigned milliseconds) = 0;
     // Tells the handlers what has changed.
     virtual void deliver() = 0;
+    // Runs a handler's pass. What it could not commit is read again.
+    virtual void pass(const std::function<void(cfg::common::IConfigClient&)>& run) = 0;
+    // For what counts as done whether it could be committed or not.
     virtual cfg::common::IConfigClient& client() = 0;
 };
 

@@ -14,6 +14,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <exception>
+#include <functional>
 #include <iostream>
 
 #include <malloc.h>
@@ -126,6 +127,9 @@ public:
 
     void wait(unsigned milliseconds) override { dispatcher_.handleEvents(milliseconds); }
     void deliver() override { notifications_.process(); }
+    void pass(const std::function<void(orv::cfg::common::IConfigClient&)>& run) override {
+        notifications_.pass(run);
+    }
     orv::cfg::common::IConfigClient& client() override { return notifications_.getConfigClient(); }
 
 private:

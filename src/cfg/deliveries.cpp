@@ -19,7 +19,7 @@ const std::string allTables; // the table name of a reading of everything
 } // namespace
 
 Deliveries::Deliveries(common::IConfigClient& store, bool mergeChanges, const std::string& logModule)
-    : client_(store), mergeChanges_(mergeChanges), log_(logModule.c_str(), "deliveries") {}
+    : log_(logModule.c_str(), "deliveries"), client_(store, logModule), mergeChanges_(mergeChanges) {}
 
 void Deliveries::add(IConfigHandler* handler) {
     followers_.push_back(Follower{handler, {}});
@@ -110,6 +110,13 @@ void Deliveries::act(Follower& follower) {
     const FailureProbe probe(client_);
     follower.handler->process(client_);
     follower.actionDue = probe.failed();
+}
+
+void Deliveries::pass(const std::function<void(common::IConfigClient&)>& run) {
+    const FailureProbe probe(client_);
+    run(client_);
+    for (const std::string& table : probe.uncommittedTables())
+        changed(table);
 }
 
 } // namespace orv::cfg

@@ -7,6 +7,7 @@
 #include "velta/namelist.h"
 
 #include <cstddef>
+#include <functional>
 #include <list>
 #include <string>
 #include <vector>
@@ -23,6 +24,9 @@ namespace orv::cfg {
 // A configChanged() or process() in which an operation of the store failed is called again in later
 // deliveries until it goes through. A handler whose reading failed acts only when it went through: its cached
 // state may be stale.
+//
+// A pass of the loop has no such call. Where a commit in it failed, the tables that this transaction wrote
+// are due for reading again, so that memory and store agree and the next pass acts again.
 class Deliveries {
 public:
     // The store is not owned and outlives this object. mergeChanges: several changes of a table before a
@@ -45,6 +49,9 @@ public:
     // Calls configChanged() and process() as they are due. What becomes due meanwhile waits for the next
     // call.
     void deliver();
+    // Runs a pass with client(). Only the commits within it are watched: a write that was refused counts as
+    // done, and so does a commit outside of any pass.
+    void pass(const std::function<void(common::IConfigClient&)>& run);
     // Whether a handler's reading of everything has not gone through yet.
     bool readingOfEverythingIsDue() const;
 
@@ -74,9 +81,9 @@ private:
     void tryLater(const Reading& reading);
     void act(Follower& follower);
 
+    horad::Log log_;
     WatchedClient client_;
     bool mergeChanges_;
-    horad::Log log_;
     std::vector<Follower> followers_;
     std::vector<Reading> readings_; // due with the next delivery, in order
 };

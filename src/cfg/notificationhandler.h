@@ -8,6 +8,7 @@
 #include "velta/net/eventdispatcher.h"
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -46,6 +47,8 @@ public:
     // ms at most.
     void process();
 
+    // Runs a pass of the loop; see Deliveries.
+    void pass(const std::function<void(common::IConfigClient&)>& run) { deliveries_.pass(run); }
     // Holds as long as this object.
     common::IConfigClient& getConfigClient() { return deliveries_.client(); }
 

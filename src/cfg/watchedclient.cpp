@@ -1,8 +1,21 @@
 #include "cfg/watchedclient.h"
 
+#include <utility>
+
 namespace orv::cfg {
 
 using velta::protocol::EResultCode;
+
+namespace {
+
+std::string listOf(const std::set<std::string>& names) {
+    std::string list;
+    for (const std::string& name : names)
+        list += (list.empty() ? "" : ", ") + name;
+    return list;
+}
+
+} // namespace
 
 EResultCode WatchedClient::size(const std::string& table, unsigned& rows) {
     return noted(store_.size(table, rows));
@@ -20,12 +33,12 @@ EResultCode WatchedClient::selectRowByKey(const std::string& table, const std::s
 
 EResultCode WatchedClient::writeSingleRow(const std::string& table, unsigned row,
                                           const velta::ValueList& values) {
-    return noted(store_.writeSingleRow(table, row, values));
+    return written(table, store_.writeSingleRow(table, row, values));
 }
 
 EResultCode WatchedClient::updateRow(const std::string& table, const std::string& keyColumn,
                                      const std::string& key, const velta::ValueList& values) {
-    return noted(store_.updateRow(table, keyColumn, key, values));
+    return written(table, store_.updateRow(table, keyColumn, key, values));
 }
 
 EResultCode WatchedClient::startTransaction() {
@@ -33,10 +46,17 @@ EResultCode WatchedClient::startTransaction() {
 }
 
 EResultCode WatchedClient::closeTransaction() {
-    return noted(store_.closeTransaction());
+    EResultCode result = noted(store_.closeTransaction());
+    if (result.ok())
+        noteCommit();
+    else
+        noteFailedCommit(result);
+    written_.clear();
+    return result;
 }
 
 EResultCode WatchedClient::abortTransaction() {
+    written_.clear();
     return noted(store_.abortTransaction());
 }
 
@@ -45,6 +65,35 @@ EResultCode WatchedClient::noted(EResultCode result) {
         for (FailureProbe* probe = probe_; probe != nullptr; probe = probe->outer_)
             probe->failed_ = true;
     return result;
+}
+
+EResultCode WatchedClient::written(const std::string& table, EResultCode result) {
+    bool& wentThrough = written_[table];
+    wentThrough = wentThrough || result.ok();
+    return noted(std::move(result));
+}
+
+// Tables whose writes were refused as well: their writer may take them for done.
+void WatchedClient::noteFailedCommit(const EResultCode& result) {
+    std::set<std::string> begin;
+    for (const auto& [table, wentThrough] : written_) {
+        for (FailureProbe* probe = probe_; probe != nullptr; probe = probe->outer_)
+            probe->uncommittedTables_.insert(table);
+        if (failing_.insert(table).second)
+            begin.insert(table);
+    }
+    if (!begin.empty())
+        log_.error("Could not commit changes of %s: %s", listOf(begin).c_str(), result.strerror().c_str());
+}
+
+// A commit without a write goes through on a full disk too, and says nothing.
+void WatchedClient::noteCommit() {
+    std::set<std::string> again;
+    for (const auto& [table, wentThrough] : written_)
+        if (wentThrough && failing_.erase(table) != 0)
+            again.insert(table);
+    if (!again.empty())
+        log_.info("Changes of %s are committed again", listOf(again).c_str());
 }
 
 } // namespace orv::cfg

@@ -1,18 +1,27 @@
 #pragma once
 
 #include "cfg/iconfigclient.h"
+#include "log.h"
+
+#include <map>
+#include <set>
+#include <string>
 
 namespace orv::cfg {
 
 class FailureProbe;
 
 // A store's client that lets probes see which operations fail. It changes nothing on the way.
+//
+// Commits that fail are logged here, because not every handler asks how its commit went: one error line when
+// those of a table begin to fail, and one info line when one went through again.
 class WatchedClient : public common::IConfigClient {
 public:
     using EResultCode = velta::protocol::EResultCode;
 
     // The store is not owned and outlives this object.
-    explicit WatchedClient(common::IConfigClient& store) : store_(store) {}
+    WatchedClient(common::IConfigClient& store, const std::string& logModule)
+        : store_(store), log_(logModule.c_str(), "watchedclient") {}
 
     EResultCode size(const std::string& table, unsigned& rows) override;
     EResultCode selectRow(const std::string& table, unsigned row, velta::ValueList& values,
@@ -32,9 +41,15 @@ private:
     friend class FailureProbe;
 
     EResultCode noted(EResultCode result);
+    EResultCode written(const std::string& table, EResultCode result);
+    void noteFailedCommit(const EResultCode& result);
+    void noteCommit();
 
     common::IConfigClient& store_;
-    FailureProbe* probe_ = nullptr; // the innermost
+    horad::Log log_;
+    FailureProbe* probe_ = nullptr;       // the innermost
+    std::map<std::string, bool> written_; // the transaction's tables; true where a write went through
+    std::set<std::string> failing_;       // tables whose last commit failed
 };
 
 // Tells whether an operation of the client failed since the probe was made. Probes of one client end in the
@@ -49,6 +64,8 @@ public:
     FailureProbe& operator=(const FailureProbe&) = delete;
 
     bool failed() const { return failed_; }
+    // The tables of transactions whose commit failed.
+    const std::set<std::string>& uncommittedTables() const { return uncommittedTables_; }
 
 private:
     friend class WatchedClient;
@@ -56,6 +73,7 @@ private:
     WatchedClient& client_;
     FailureProbe* outer_;
     bool failed_ = false;
+    std::set<std::string> uncommittedTables_;
 };
 
 } // namespace orv::cfg

@@ -56,7 +56,7 @@ protected:
     }
 
     FakeStore store;
-    WatchedClient client{store};
+    WatchedClient client{store, "watched"};
 };
 
 } // namespace
