@@ -1,6 +1,8 @@
 #include "log.h"
 
 #include <algorithm>
+#include <chrono>
+#include <cstddef>
 #include <cstdio>
 #include <list>
 #include <string>
@@ -12,8 +14,25 @@ namespace {
 constexpr const char* daemonModule = "horad";
 constexpr const char* daemonSource = "log";
 
-// One line of the platform's facility for each level; callers' lines are not known here.
-enum SourceLine { ErrorLine = 1, WarningLine, InfoLine, DebugLine };
+struct Level {
+    void (*write)(const ORV_Sysloglevel_Modul* module, const char* file, int line, const char* text);
+    int sourceLine; // one for each level; callers' lines are not known here
+};
+
+constexpr Level levels[] = {
+    // in the order of LogLevel
+    {ORV_Sysloglevel_error, 1},
+    {ORV_Sysloglevel_warning, 2},
+    {ORV_Sysloglevel_info, 3},
+    {ORV_Sysloglevel_debug, 4},
+};
+
+void writeLine(const LogOrigin& origin, const char* text) {
+    const Level& level = levels[static_cast<std::size_t>(origin.level)];
+    level.write(origin.module, origin.source, level.sourceLine, text);
+}
+
+Repeats* countedRepeats = nullptr; // while somebody counts them
 
 // What the signal handlers log through: they can't ask for the instance, whose first call takes a lock.
 const ORV_Sysloglevel_Modul* signalModule = nullptr;
@@ -30,11 +49,6 @@ struct Log::Module {
     std::string name;
     const ORV_Sysloglevel_Modul* handle;
     bool verbose;
-};
-
-struct Log::Level {
-    void (*write)(const ORV_Sysloglevel_Modul* module, const char* file, int line, const char* text);
-    int sourceLine;
 };
 
 Log::Log(const char* module, const char* source) : module_(&find(module)), source_(source) {
@@ -65,21 +79,21 @@ bool Log::debugs() const {
 void Log::error(const char* format, ...) const {
     std::va_list arguments;
     va_start(arguments, format);
-    write({ORV_Sysloglevel_error, ErrorLine}, format, arguments);
+    write(LogLevel::Error, format, arguments);
     va_end(arguments);
 }
 
 void Log::warning(const char* format, ...) const {
     std::va_list arguments;
     va_start(arguments, format);
-    write({ORV_Sysloglevel_warning, WarningLine}, format, arguments);
+    write(LogLevel::Warning, format, arguments);
     va_end(arguments);
 }
 
 void Log::info(const char* format, ...) const {
     std::va_list arguments;
     va_start(arguments, format);
-    write({ORV_Sysloglevel_info, InfoLine}, format, arguments);
+    write(LogLevel::Info, format, arguments);
     va_end(arguments);
 }
 
@@ -88,15 +102,19 @@ void Log::debug(const char* format, ...) const {
         return;
     std::va_list arguments;
     va_start(arguments, format);
-    write({ORV_Sysloglevel_debug, DebugLine}, format, arguments);
+    write(LogLevel::Debug, format, arguments);
     va_end(arguments);
 }
 
-void Log::write(const Level& level, const char* format, std::va_list arguments) const {
-    char text[1024]; // what does not fit is cut
+void Log::write(LogLevel level, const char* format, std::va_list arguments) const {
+    char text[logTextLimit + 1]; // what does not fit is cut
     if (std::vsnprintf(text, sizeof text, format, arguments) < 0)
         text[0] = '\0';
-    level.write(handle(), source_, level.sourceLine, text);
+    const LogOrigin origin = {level, handle(), source_};
+    if (countedRepeats != nullptr)
+        countedRepeats->put(origin, text, std::chrono::steady_clock::now());
+    else
+        writeLine(origin, text);
 }
 
 Logger& Logger::instance() {
@@ -117,11 +135,24 @@ void Logger::enableSyslog() {
 }
 
 void Logger::warningFromSignal(const char* text) {
-    ORV_Sysloglevel_warning(signalModule, daemonSource, WarningLine, text);
+    writeLine({LogLevel::Warning, signalModule, daemonSource}, text);
 }
 
 void Logger::debugFromSignal(const char* text) {
-    ORV_Sysloglevel_debug(signalModule, daemonSource, DebugLine, text);
+    writeLine({LogLevel::Debug, signalModule, daemonSource}, text);
+}
+
+CountedRepeats::CountedRepeats() : repeats_(writeLine) {
+    countedRepeats = &repeats_;
+}
+
+CountedRepeats::~CountedRepeats() {
+    countedRepeats = nullptr;
+    repeats_.tellAll();
+}
+
+void CountedRepeats::tell() {
+    repeats_.tell(std::chrono::steady_clock::now());
 }
 
 } // namespace orv::horad

@@ -2,6 +2,7 @@
 
 #include "orv/error.h"
 #include "orv/sysloglevel.h"
+#include "repeats.h"
 
 #include <cstdarg>
 
@@ -35,10 +36,9 @@ protected:
 
 private:
     struct Module;
-    struct Level;
 
     static Module& find(const char* name);
-    void write(const Level& level, const char* format, std::va_list arguments) const;
+    void write(LogLevel level, const char* format, std::va_list arguments) const;
 
     Module* module_; // lives as long as the process
     const char* source_;
@@ -60,6 +60,22 @@ public:
 
 private:
     Logger();
+};
+
+// While one lives, lines that repeat are counted, all but those of signal handlers: see repeats.h. One at a
+// time. What is still counted at its end is told then.
+class CountedRepeats {
+public:
+    CountedRepeats();
+    ~CountedRepeats();
+    CountedRepeats(const CountedRepeats&) = delete;
+    CountedRepeats& operator=(const CountedRepeats&) = delete;
+
+    // Tells what is due. The loop calls it once an iteration.
+    void tell();
+
+private:
+    Repeats repeats_;
 };
 
 } // namespace orv::horad

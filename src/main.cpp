@@ -152,7 +152,7 @@ private:
 };
 
 // Everything that runs is built here, in this order, and taken down in reverse.
-void run() {
+void run(orv::horad::CountedRepeats& repeats) {
     const StopOnSignal stop;
     orv::StoppableSystem system(orv::System::real(), stop.request());
     velta::net::EventDispatcher dispatcher;
@@ -165,10 +165,13 @@ void run() {
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();
         system.sleep(connectInterval);
+        repeats.tell();
     }
     SocketLink store(dispatcher, notifications);
-    while (running != 0)
+    while (running != 0) {
         horad.iterate(store);
+        repeats.tell();
+    }
 }
 
 } // namespace
@@ -195,8 +198,9 @@ int main(int argc, char* argv[]) {
         Logger::instance().setVerbose(true);
     if (options.daemon && !(becomeDaemon() && announceDaemon()))
         return EXIT_FAILURE;
+    orv::horad::CountedRepeats repeats;
     try {
-        run();
+        run(repeats);
     } catch (const std::exception& exception) {
         Logger::instance().error("%s", exception.what());
     } catch (...) {

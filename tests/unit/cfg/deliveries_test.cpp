@@ -1,7 +1,7 @@
 // What is due to the handlers, on tables in memory: no connection is needed for it.
 
 #include "cfg/deliveries.h"
-#include "fakes/fakestore.h"
+#include "support/fakestore.h"
 #include "unit/cfg/support.h"
 
 namespace orv::cfg {

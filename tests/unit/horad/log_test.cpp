@@ -98,6 +98,33 @@ TEST_F(Log, AModuleLeavesTheLevelOfOthersAlone) {
     EXPECT_THAT(log_.lines(), IsEmpty());
 }
 
+TEST_F(Log, EveryLineIsWrittenWhileNobodyCounts) {
+    for (int i = 0; i < 10; ++i)
+        Logger::instance().info("again");
+    EXPECT_THAT(log_.lines(), testing::SizeIs(10));
+}
+
+TEST_F(Log, RepeatsAreCountedAndToldAtTheEnd) {
+    {
+        orv::horad::CountedRepeats repeats;
+        for (int i = 1; i <= 10; ++i)
+            Logger::instance().info("%s", i % 2 == 0 ? "even" : "odd");
+        repeats.tell();
+        EXPECT_THAT(log_.lines(), testing::SizeIs(6));
+        log_.clear();
+    }
+    Logger::instance().info("even");
+    EXPECT_THAT(log_.lines(), ElementsAre("info horad: repeated 2 times: odd",
+                                          "info horad: repeated 2 times: even", "info horad: even"));
+}
+
+TEST_F(Log, LinesOfSignalHandlersAreNeverCounted) {
+    const orv::horad::CountedRepeats repeats;
+    for (int i = 0; i < 10; ++i)
+        Logger::warningFromSignal("Received SIGPIPE");
+    EXPECT_THAT(log_.lines(), testing::SizeIs(10));
+}
+
 TEST_F(Log, ThereIsOneLogger) {
     EXPECT_EQ(&Logger::instance(), &Logger::instance());
 }
