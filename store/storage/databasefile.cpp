@@ -13,6 +13,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace store {
@@ -42,8 +43,18 @@ std::string realPath(const std::string& path) {
     return real ? real.get() : path;
 }
 
-bool isSame(const struct stat& status, dev_t device, ino_t inode) {
-    return status.st_dev == device && status.st_ino == inode;
+// Which file is at a path, and how long it is. Its times are not asked for: once they were seen, the next write
+// has to give the file a new time, and the sync behind it has to write the inode besides the bytes.
+bool look(const std::string& path, int flags, struct statx& status) {
+    return statx(AT_FDCWD, path.c_str(), flags, STATX_INO | STATX_SIZE, &status) == 0;
+}
+
+bool isSame(const struct statx& status, dev_t device, ino_t inode) {
+    return makedev(status.stx_dev_major, status.stx_dev_minor) == device && status.stx_ino == inode;
+}
+
+bool isShorter(const struct statx& status, std::int64_t bytes) {
+    return status.stx_size < static_cast<std::uint64_t>(bytes);
 }
 
 } // namespace
@@ -108,17 +119,17 @@ void DatabaseFile::recordCompanions() {
         throw StorageError("database " + path_ + " was replaced while it was opened");
     checkCompanions();
     for (Found* companion : {&log_, &index_}) {
-        struct stat status {};
-        if (stat(companion->path.c_str(), &status) != 0)
+        struct statx status {};
+        if (!look(companion->path, 0, status))
             throw StorageError("database " + path_ + ": " + companion->path + ": " + std::strerror(errno));
-        companion->device = status.st_dev;
-        companion->inode = status.st_ino;
+        companion->device = makedev(status.stx_dev_major, status.stx_dev_minor);
+        companion->inode = status.stx_ino;
     }
 }
 
 bool DatabaseFile::isInPlace() const {
-    struct stat status {};
-    return stat(path_.c_str(), &status) == 0 && isSame(status, device_, inode_);
+    struct statx status {};
+    return look(path_, 0, status) && isSame(status, device_, inode_);
 }
 
 Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
@@ -126,26 +137,26 @@ Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
         return Displaced::Nothing;
     if (!isInPlace())
         return Displaced::Database;
-    struct stat log {};
-    struct stat index {};
-    const bool there = stat(log_.path.c_str(), &log) == 0 && isSame(log, log_.device, log_.inode) &&
-                       stat(index_.path.c_str(), &index) == 0 && isSame(index, index_.device, index_.inode);
+    struct statx log {};
+    struct statx index {};
+    const bool there = look(log_.path, 0, log) && isSame(log, log_.device, log_.inode) &&
+                       look(index_.path, 0, index) && isSame(index, index_.device, index_.inode);
     if (!there)
         return Displaced::Log;
-    return log.st_size < logBytes ? Displaced::LogCut : Displaced::Nothing;
+    return isShorter(log, logBytes) ? Displaced::LogCut : Displaced::Nothing;
 }
 
 bool DatabaseFile::logIsCut(std::int64_t logBytes) const {
-    struct stat log {};
-    return !inMemory() && (stat(log_.path.c_str(), &log) != 0 || log.st_size < logBytes);
+    struct statx log {};
+    return !inMemory() && (!look(log_.path, 0, log) || isShorter(log, logBytes));
 }
 
 std::string DatabaseFile::setLogAside(bool ownToo) const {
-    struct stat status {};
-    if (lstat(log_.path.c_str(), &status) != 0 || (!ownToo && isSame(status, log_.device, log_.inode)))
+    struct statx status {};
+    if (!look(log_.path, AT_SYMLINK_NOFOLLOW, status) || (!ownToo && isSame(status, log_.device, log_.inode)))
         return {};
     std::string aside = log_.path + ".aside";
-    for (int i = 1; lstat(aside.c_str(), &status) == 0; ++i)
+    for (int i = 1; look(aside, AT_SYMLINK_NOFOLLOW, status); ++i)
         aside = log_.path + ".aside" + std::to_string(i);
     if (rename(log_.path.c_str(), aside.c_str()) != 0)
         throw StorageError("database " + path_ + ": " + log_.path +
