@@ -3,14 +3,13 @@ the store said, and stay until they are told to go."""
 
 import sys
 
-from wire import DONE, HELLO, MAGIC, Client, Fields, text
+from wire import DONE, HELLO, Client, Fields, hello
 
 guests, refusal = [], ""
-hello = MAGIC.to_bytes(4, "big") + text("guest") + (1).to_bytes(4, "big")
 while len(guests) < int(sys.argv[2]) and not refusal:
     guest = Client(sys.argv[1], greet=False)
     try:
-        guest.send((HELLO, hello))
+        guest.send((HELLO, hello("guest")))
     except BrokenPipeError:
         pass  # what it was told is there all the same
     kind, _, body = guest.receive()

@@ -7,6 +7,7 @@ import subprocess
 
 import pytest
 
+from disk import FailingSyncs
 from house import wait_until
 
 DATABASE = "/tmp/store.db"
@@ -58,19 +59,6 @@ def test_a_log_that_is_removed_between_commits_is_noticed_at_once(house):
 
     house.cfgserver("-f", DATABASE)
     assert house.get("WlanGlobals WlanEnable") == "1"
-
-
-class FailingSyncs:
-    """Each fdatasync and fsync of the server fails from the first on, and nothing else."""
-
-    def __init__(self, house, server, when=""):
-        calls = "fsync,fdatasync"
-        self._strace = house.start("strace", "-f", "-o", "/dev/null", "-p", server.pid, "-e", f"trace={calls}",
-                                   "-e", f"inject={calls}:error=EIO{when}")
-        self._strace.err.wait("attached")
-
-    def end(self):
-        self._strace.stop(signal.SIGINT)
 
 
 def refused(house, *arguments):

@@ -2,14 +2,14 @@
 
 import os
 import shutil
-import socket
+import signal
 import subprocess
 from pathlib import Path
 
 import pytest
 
 from house import SOCKET
-from wire import Client
+from wire import DONE, HELLO, Client, hello
 
 GROUP = 100
 SOMEBODY, ANOTHER, THIRD = 54321, 54322, 54323  # users that nobody has named
@@ -59,11 +59,10 @@ def test_root_finds_a_place_when_the_others_have_taken_all_they_may(open_store):
 
 def test_those_who_come_while_the_store_is_busy_come_in_together(open_store):
     """Their connections wait in line; each gets its answer, none is left there."""
-    os.kill(open_store.server.pid, 19)  # SIGSTOP: nobody is taken
-    waiting = []
-    for _ in range(100):
-        guest = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
-        guest.connect(open_store.path(SOCKET))
-        waiting.append(guest)
-    os.kill(open_store.server.pid, 18)  # SIGCONT
-    assert len(Client(open_store.path(SOCKET)).read("wexd")) == 1
+    os.kill(open_store.server.pid, signal.SIGSTOP)  # nobody is taken
+    guests = [Client(open_store.path(SOCKET), greet=False) for _ in range(100)]
+    for guest in guests:
+        guest.send((HELLO, hello("guest")))
+    os.kill(open_store.server.pid, signal.SIGCONT)
+    assert [guest.receive()[0] for guest in guests] == [DONE] * len(guests)
+    assert [len(guest.read("wexd")) for guest in guests] == [1] * len(guests)

@@ -5,11 +5,11 @@ import struct
 
 MAGIC = 0x48524346
 HELLO, TABLES, COLUMNS, READ_TABLE, READ_ROW, READ_KEY, SUBSCRIBE, BEGIN, COMMIT, ABORT = range(1, 11)
-WRITE_SINGLE, UPDATE, INSERT = 11, 12, 13
+WRITE_SINGLE, UPDATE, INSERT, REMOVE = 11, 12, 13, 14
 DESCRIBE = 15
 DONE, FAILED, ROWS, NOTICE, DESCRIPTION = 128, 129, 132, 133, 134
 SWITCH, INTEGER, COUNTER, TEXT = 1, 2, 3, 4
-BUSY, NO_TRANSACTION, TRANSACTION_EXPIRED, STORAGE_FAILED, OUTCOME_UNKNOWN = 9, 10, 12, 20, 24
+NOT_PERMITTED, TOO_LARGE, BUSY, NO_TRANSACTION, TRANSACTION_EXPIRED, STORAGE_FAILED, OUTCOME_UNKNOWN = 6, 8, 9, 10, 12, 20, 24
 
 
 def text(value):
@@ -23,6 +23,11 @@ def frame(message):
 
 def request(kind, sequence, body=b""):
     return frame(struct.pack(">BI", kind, sequence) + body)
+
+
+def hello(name):
+    """The body of a greeting."""
+    return struct.pack(">I", MAGIC) + text(name) + struct.pack(">I", 1)
 
 
 def single(table, column, number, kind=INTEGER):
@@ -75,7 +80,7 @@ class Client:
         self._sequence = 0
         self._notices = []  # that came before an answer
         if greet:
-            assert self.ask(HELLO, struct.pack(">I", MAGIC) + text("wire.py") + struct.pack(">I", 1))[0] == DONE
+            assert self.ask(HELLO, hello("wire.py"))[0] == DONE
 
     def ask(self, kind, body=b""):
         """Sends a request and returns (kind, body) of its answer."""
@@ -181,6 +186,10 @@ class Client:
         kind, _, body = self.receive()
         assert kind == NOTICE, kind
         return Fields(body).names()
+
+    def untold(self):
+        """Whether no notice came before the last answer."""
+        return not self._notices
 
     def close(self):
         self.socket.close()
