@@ -28,6 +28,20 @@ def serve_notes(house, rows, *arguments, env=None):
     return server
 
 
+def lay_notes(house, rows):
+    """Lays a database with so many of these rows where a store with serve_laid() finds it."""
+    Path(house.path("/tmp/notes.sql")).write_text(NOTES)
+    assert serve_laid(house).stop() == 0
+    status, _, err = house.run("sqlite3", "/tmp/store.db", f"""PRAGMA synchronous = OFF;
+        WITH RECURSIVE n(i) AS (SELECT 1 UNION ALL SELECT i + 1 FROM n WHERE i < {rows})
+        INSERT INTO Notes(Text) SELECT printf('%.*c', {NOTE}, 'x') FROM n""")
+    assert status == 0, err
+
+
+def serve_laid(house, env=None):
+    return house.cfgserver("--schema", "/tmp/notes.sql", "-f", "/tmp/store.db", env=env)
+
+
 class Busy(threading.Thread):
     """Does something over and over until it is stopped, which has to go well."""
 
