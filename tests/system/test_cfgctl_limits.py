@@ -10,9 +10,11 @@ import struct
 import subprocess
 import termios
 import threading
+from pathlib import Path
 
 import pytest
 
+from house import BIN, wait_until
 from wire import DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, TEXT, Client, frame, text
 
 SOCKET = "/tmp/scripted.socket"
@@ -96,6 +98,20 @@ def test_a_full_queue_is_told_from_a_store_that_is_not_there(house):
     listening.close()
 
 
+def test_a_queue_that_frees_within_a_second_is_waited_for(house):
+    listening = listener(house, backlog=0)
+    waiting = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
+    waiting.connect(house.path(SOCKET))
+    command = house.start("cfgctl", "-s", SOCKET, "columns", "Plans")
+    sleeps_at = Path(f"/proc/{command.pid}/wchan")
+    wait_until(lambda: sleeps_at.read_text() == "unix_wait_for_peer", "a full queue in cfgctl's way")
+    listening.accept()[0].close()
+    thread = serve_once(listening, {HELLO: HELLO_ANSWER, DESCRIBE: (DESCRIPTION, struct.pack(">I", 0))})
+    assert command.wait() == 0 and command.err.seen == []
+    thread.join()
+    waiting.close()
+
+
 def on_terminal(house, columns, *arguments):
     """What a command prints on a terminal of that width."""
     master, slave = pty.openpty()
@@ -164,8 +180,7 @@ def test_rows_without_an_id_come_behind_those_that_have_one(store):
 
 
 def is_sanitized(program):
-    with open(os.path.join(os.environ["HORAD_BIN"], program), "rb") as file:
-        return b"__asan_init" in file.read()
+    return b"__asan_init" in (BIN / program).read_bytes()
 
 
 @pytest.mark.skipif(is_sanitized("cfgctl"), reason="with the sanitizers no program starts under a limit of memory")

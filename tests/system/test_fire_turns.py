@@ -8,7 +8,7 @@ import time
 
 import pytest
 
-from crowd import CELLS, Commits, Holds, Scans, commits, crowd, serve_notes
+from crowd import CELLS, Commits, Holds, Scans, commits, crowd, lay_notes, serve_laid, serve_notes
 from house import SOCKET, fast_clock
 from plans import slot
 from wire import (BEGIN, BUSY, DONE, INTEGER, READ_KEY, READ_TABLE, UPDATE, Client, result_code, text)
@@ -103,6 +103,25 @@ def test_an_answer_that_is_begun_comes_to_its_end_when_the_store_ends(house):
     assert client.closed() and server.wait() == 0
 
 
+def test_what_is_asked_for_behind_a_long_reading_does_not_keep_the_store_from_its_end(house):
+    rows = 1000  # 4 MB: more than the sockets take
+    lay_notes(house, rows)
+    server = serve_laid(house)
+    waiting = [(READ_KEY, text("Notes") + text("Text") + text("not there"))] * 300
+    takes, idle = Client(house.path(SOCKET)), Client(house.path(SOCKET))
+    for client in (takes, idle):
+        client.send((READ_TABLE, text("Notes")), *waiting)
+    first = next(takes.pieces())[1]
+    begin = time.monotonic()
+    server.send(signal.SIGTERM)
+    server.err.wait("ends on signal")
+    assert len(first) + takes.take_rows() == rows
+    with pytest.raises(ConnectionError):  # the reading was the last that is answered
+        takes.receive()
+    assert server.wait() == 0
+    assert time.monotonic() - begin < 2
+
+
 def both_ends(number):
     """A transaction that writes the number into the first and into the last row."""
     def update(row):
@@ -138,6 +157,23 @@ def test_a_reading_that_nobody_takes_does_not_let_the_log_grow(house):
     for _ in range(30):
         writer.once(writer._client)
         assert os.stat(house.path("/tmp/store.db-wal")).st_size < 16 * 1024 * 1024
+
+
+def test_readers_that_take_nothing_and_those_behind_them_do_not_let_the_log_grow(house):
+    rows = 500  # 2 MB: what all of them are owed has room in memory
+    lay_notes(house, rows)
+    serve_laid(house)
+    idle = [Client(house.path(SOCKET)) for _ in range(7)]  # four have a snapshot at a time
+    for client in idle:
+        client.send((READ_TABLE, text("Notes")))
+    writer = Commits(house.path(SOCKET), *CELLS[0])
+    longest = 0
+    for _ in range(40):
+        writer.once(writer._client)
+        longest = max(longest, os.stat(house.path("/tmp/store.db-wal")).st_size)
+    assert longest < 16 * 1024 * 1024
+    for client in idle:
+        assert client.take_rows() == rows
 
 
 # --- the transaction ---
