@@ -6,6 +6,8 @@
 
 namespace orv::cfg {
 
+namespace code = velta::protocol::code;
+
 namespace {
 
 // A reading that failed is tried again in each of the next deliveries; one that failed so often has a lasting
@@ -15,6 +17,18 @@ constexpr unsigned eagerTries = 10;
 constexpr unsigned patientRest = 29;
 
 const std::string allTables; // the table name of a reading of everything
+
+using Codes = std::map<std::string, int>; // of failures, by table
+
+// Nothing to wait for: it comes with a notice, if ever.
+bool isAbsent(int failure) {
+    return failure == code::unknownTable || failure == code::noSuchRow;
+}
+
+bool areAllAbsent(const Codes& failures) {
+    return std::all_of(failures.begin(), failures.end(),
+                       [](const auto& failure) { return isAbsent(failure.second); });
+}
 
 } // namespace
 
@@ -38,20 +52,23 @@ velta::NameList Deliveries::tables() {
 void Deliveries::everythingChanged() {
     readings_.clear();
     for (std::size_t follower = 0; follower < followers_.size(); ++follower)
-        addReading(follower, allTables);
+        readings_.push_back(Reading{follower, allTables, 0, 0, true});
 }
 
 void Deliveries::changed(const std::string& table) {
-    for (std::size_t i = 0; i < followers_.size(); ++i) {
-        const std::list<std::string>& tables = followers_[i].tables;
-        if (std::find(tables.begin(), tables.end(), table) != tables.end())
-            addReading(i, table);
-    }
+    for (std::size_t follower = 0; follower < followers_.size(); ++follower)
+        if (follows(follower, table))
+            addReading(follower, table);
+}
+
+bool Deliveries::follows(std::size_t follower, const std::string& table) const {
+    const std::list<std::string>& tables = followers_[follower].tables;
+    return std::find(tables.begin(), tables.end(), table) != tables.end();
 }
 
 bool Deliveries::readingOfEverythingIsDue() const {
     return std::any_of(readings_.begin(), readings_.end(),
-                       [](const Reading& reading) { return reading.table == allTables; });
+                       [](const Reading& reading) { return reading.isAwaited; });
 }
 
 void Deliveries::addReading(std::size_t follower, const std::string& table) {
@@ -97,6 +114,24 @@ void Deliveries::read(Reading& reading) {
         return;
     ++reading.failures;
     reading.rest = reading.failures < eagerTries ? 0 : patientRest;
+    readAgain(reading, probe);
+}
+
+// Where something failed that is not a table of the handler's, everything is read again.
+void Deliveries::readAgain(Reading reading, const FailureProbe& probe) {
+    const Codes& failed = probe.failedTables();
+    const auto isFollowed = [&](const auto& table) { return follows(reading.follower, table.first); };
+    const bool isAwaited = reading.isAwaited;
+    if (reading.table == allTables && !probe.failedBeyondTables() &&
+        std::all_of(failed.begin(), failed.end(), isFollowed)) {
+        for (const auto& [table, failure] : failed) {
+            reading.table = table;
+            reading.isAwaited = isAwaited && !isAbsent(failure);
+            tryLater(reading);
+        }
+        return;
+    }
+    reading.isAwaited = isAwaited && (probe.failedBeyondTables() || !areAllAbsent(failed));
     tryLater(reading);
 }
 

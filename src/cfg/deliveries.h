@@ -22,8 +22,8 @@ namespace orv::cfg {
 // through, process() once on each handler that was told.
 //
 // A configChanged() or process() in which an operation of the store failed is called again in later
-// deliveries until it goes through. A handler whose reading failed acts only when it went through: its cached
-// state may be stale.
+// deliveries until it goes through. Of a reading of everything, only the tables are read again that failed. A
+// handler whose reading failed acts only when it went through: its cached state may be stale.
 //
 // A pass of the loop has no such call. Where a commit in it failed, the tables that this transaction wrote
 // are due for reading again, so that memory and store agree and the next pass acts again.
@@ -52,7 +52,8 @@ public:
     // Runs a pass with client(). Only the commits within it are watched: a write that was refused counts as
     // done, and so does a commit outside of any pass.
     void pass(const std::function<void(common::IConfigClient&)>& run);
-    // Whether a handler's reading of everything has not gone through yet.
+    // Whether a part of a reading of everything has not gone through yet: the handlers' cached state may be
+    // from before the connection was lost. A table or row that is not there is not waited for.
     bool readingOfEverythingIsDue() const;
 
     // The store as handlers and passes see it.
@@ -72,12 +73,15 @@ private:
         std::size_t follower;
         std::string table;
         unsigned failures = 0;
-        unsigned rest = 0; // deliveries to let pass before the next try
+        unsigned rest = 0;      // deliveries to let pass before the next try
+        bool isAwaited = false; // of a reading of everything, see readingOfEverythingIsDue()
     };
 
+    bool follows(std::size_t follower, const std::string& table) const;
     void addReading(std::size_t follower, const std::string& table);
     Reading* findReading(std::size_t follower, const std::string& table);
     void read(Reading& reading);
+    void readAgain(Reading reading, const FailureProbe& probe);
     void tryLater(const Reading& reading);
     void act(Follower& follower);
 

@@ -18,17 +18,17 @@ std::string listOf(const std::set<std::string>& names) {
 } // namespace
 
 EResultCode WatchedClient::size(const std::string& table, unsigned& rows) {
-    return noted(store_.size(table, rows));
+    return noted(store_.size(table, rows), table);
 }
 
 EResultCode WatchedClient::selectRow(const std::string& table, unsigned row, velta::ValueList& values,
                                      const velta::NameList& columns) {
-    return noted(store_.selectRow(table, row, values, columns));
+    return noted(store_.selectRow(table, row, values, columns), table);
 }
 
 EResultCode WatchedClient::selectRowByKey(const std::string& table, const std::string& keyColumn,
                                           const std::string& key, velta::ValueList& values) {
-    return noted(store_.selectRowByKey(table, keyColumn, key, values));
+    return noted(store_.selectRowByKey(table, keyColumn, key, values), table);
 }
 
 EResultCode WatchedClient::writeSingleRow(const std::string& table, unsigned row,
@@ -60,17 +60,22 @@ EResultCode WatchedClient::abortTransaction() {
     return noted(store_.abortTransaction());
 }
 
-EResultCode WatchedClient::noted(EResultCode result) {
-    if (!result.ok())
-        for (FailureProbe* probe = probe_; probe != nullptr; probe = probe->outer_)
-            probe->failed_ = true;
+// Without a name: the operation is of no table.
+EResultCode WatchedClient::noted(EResultCode result, const std::string& table) {
+    if (result.ok())
+        return result;
+    for (FailureProbe* probe = probe_; probe != nullptr; probe = probe->outer_)
+        if (table.empty())
+            probe->failedBeyondTables_ = true;
+        else
+            probe->failedTables_[table] = result.code();
     return result;
 }
 
 EResultCode WatchedClient::written(const std::string& table, EResultCode result) {
     bool& wentThrough = written_[table];
     wentThrough = wentThrough || result.ok();
-    return noted(std::move(result));
+    return noted(std::move(result), table);
 }
 
 // Tables whose writes were refused as well: their writer may take them for done.

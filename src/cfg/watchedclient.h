@@ -40,7 +40,7 @@ public:
 private:
     friend class FailureProbe;
 
-    EResultCode noted(EResultCode result);
+    EResultCode noted(EResultCode result, const std::string& table = {});
     EResultCode written(const std::string& table, EResultCode result);
     void noteFailedCommit(const EResultCode& result);
     void noteCommit();
@@ -63,7 +63,11 @@ public:
     FailureProbe(const FailureProbe&) = delete;
     FailureProbe& operator=(const FailureProbe&) = delete;
 
-    bool failed() const { return failed_; }
+    bool failed() const { return failedBeyondTables_ || !failedTables_.empty(); }
+    // The tables that a failed operation named, each with the code of its last failure.
+    const std::map<std::string, int>& failedTables() const { return failedTables_; }
+    // Whether an operation failed that names no table.
+    bool failedBeyondTables() const { return failedBeyondTables_; }
     // The tables of transactions whose commit failed.
     const std::set<std::string>& uncommittedTables() const { return uncommittedTables_; }
 
@@ -72,7 +76,8 @@ private:
 
     WatchedClient& client_;
     FailureProbe* outer_;
-    bool failed_ = false;
+    std::map<std::string, int> failedTables_;
+    bool failedBeyondTables_ = false;
     std::set<std::string> uncommittedTables_;
 };
 

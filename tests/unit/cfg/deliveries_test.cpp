@@ -4,6 +4,8 @@
 #include "support/fakestore.h"
 #include "unit/cfg/support.h"
 
+#include <utility>
+
 namespace orv::cfg {
 
 using fakes::FakeStore;
@@ -35,6 +37,24 @@ protected:
         return calls;
     }
 
+    // The next reading of the first handler asks for these tables and fails so for each.
+    struct Failure {
+        std::string table;
+        int code;
+    };
+    void failFirstReading(const std::vector<Failure>& failures) {
+        failuresDue = failures;
+        first.onChange = [this](RecordingHandler::Client& client, const std::string&) {
+            for (const Failure& failure : std::exchange(failuresDue, {})) {
+                store.failNth(failure.table.empty() ? Operation::Start : Operation::Size, 1, failure.code);
+                unsigned rows = 0;
+                const EResultCode result =
+                    failure.table.empty() ? client.startTransaction() : client.size(failure.table, rows);
+                EXPECT_EQ(result.code(), failure.code);
+            }
+        };
+    }
+
     // Writes a row of each table in one transaction, and tells how the commit went.
     EResultCode write(common::IConfigClient& client, const std::vector<std::string>& tables) {
         EXPECT_TRUE(client.startTransaction().ok());
@@ -53,6 +73,7 @@ protected:
     RecordingHandler second{calls, "second", {"A"}};
     Deliveries deliveries{store, true, support::clientName};
     int lastStatus = 0;
+    std::vector<Failure> failuresDue;
 };
 
 const Calls nothing;
@@ -166,6 +187,75 @@ TEST_F(DeliveriesTest, CommitWithoutAWriteThatWentThroughSaysNothingOfTheDisk) {
     store.failNth(Operation::UpdateRow, 1, code::storageFull);
     pass({"A"});
     EXPECT_EQ(log.lines(), 0) << log.text();
+}
+
+TEST_F(DeliveriesTest, OfAReadingOfEverythingOnlyWhatFailedIsReadAgain) {
+    constexpr bool awaited = true;
+    struct Case {
+        const char* name;
+        std::vector<Failure> failures;
+        Calls again;
+        bool isAwaited;
+    };
+    const Calls everything = {"first reads everything", "first acts"};
+    const Case cases[] = {
+        {"one table", {{"B", code::storageFailed}}, {"first reads B", "first acts"}, awaited},
+        {"two tables",
+         {{"B", code::storageFailed}, {"A", code::busy}},
+         {"first reads A", "first reads B", "first acts"},
+         awaited},
+        {"a table that is not there", {{"B", code::unknownTable}}, {"first reads B", "first acts"}, false},
+        {"a row that is not there", {{"A", code::noSuchRow}}, {"first reads A", "first acts"}, false},
+        {"one that is there and one that is not",
+         {{"A", code::unknownTable}, {"B", code::timedOut}},
+         {"first reads A", "first reads B", "first acts"},
+         awaited},
+        {"a table that it does not follow", {{"C", code::storageFailed}}, everything, awaited},
+        {"one that it follows and one that it does not",
+         {{"A", code::storageFailed}, {"C", code::unknownTable}},
+         everything,
+         awaited},
+        {"an absent table that it does not follow", {{"C", code::unknownTable}}, everything, false},
+        {"no table", {{"", code::busy}}, everything, awaited},
+        {"no table and one that it follows",
+         {{"", code::busy}, {"A", code::unknownTable}},
+         everything,
+         awaited},
+    };
+    for (const Case& reading : cases) {
+        SCOPED_TRACE(reading.name);
+        deliveries.everythingChanged();
+        EXPECT_TRUE(deliveries.readingOfEverythingIsDue());
+        failFirstReading(reading.failures);
+        EXPECT_EQ(delivered(), (Calls{"first reads everything", "second reads everything", "second acts"}));
+        EXPECT_EQ(deliveries.readingOfEverythingIsDue(), reading.isAwaited);
+        EXPECT_EQ(delivered(), reading.again);
+        EXPECT_FALSE(deliveries.readingOfEverythingIsDue());
+        EXPECT_EQ(delivered(), nothing);
+    }
+}
+
+TEST_F(DeliveriesTest, ChangeOfATableIsNoReadingOfEverythingWhileAnotherFails) {
+    failFirstReading({{"B", code::unknownTable}});
+    deliveries.everythingChanged();
+    deliveries.deliver();
+    failFirstReading({{"B", code::unknownTable}});
+    deliveries.changed("A");
+    EXPECT_EQ(delivered(), (Calls{"first reads B", "first reads A", "second reads A", "second acts"}));
+}
+
+TEST_F(DeliveriesTest, FailedReadingOfATableIsRepeatedWithItsNameWhateverFailedInIt) {
+    failFirstReading({{"B", code::storageFailed}});
+    deliveries.changed("A");
+    EXPECT_EQ(delivered(), (Calls{"first reads A", "second reads A", "second acts"}));
+    EXPECT_EQ(delivered(), (Calls{"first reads A", "first acts"}));
+}
+
+TEST_F(DeliveriesTest, TablesThatAHandlerNoLongerNamesAreNotFollowed) {
+    second.tables = {"B"};
+    EXPECT_EQ(deliveries.tables(), (velta::NameList{"A", "B"}));
+    deliveries.changed("A");
+    EXPECT_EQ(delivered(), (Calls{"first reads A", "first acts"}));
 }
 
 } // namespace orv::cfg

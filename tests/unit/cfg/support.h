@@ -69,15 +69,17 @@ class RecordingHandler : public orv::cfg::IConfigHandler {
 public:
     using Client = orv::cfg::common::IConfigClient;
 
-    RecordingHandler(Calls& calls, std::string name, std::list<std::string> tables)
-        : calls_(calls), name_(std::move(name)), tables_(std::move(tables)) {}
+    RecordingHandler(Calls& calls, std::string name, std::list<std::string> followed)
+        : tables(std::move(followed)), calls_(calls), name_(std::move(name)) {}
+
+    std::list<std::string> tables; // that it follows
 
     // Called within the call of the same name, if set.
     std::function<void(Client&, const std::string& table)> onChange;
     std::function<void(Client&)> onProcess;
 
-    void getTables(std::list<std::string>& tables) override {
-        tables.insert(tables.end(), tables_.begin(), tables_.end());
+    void getTables(std::list<std::string>& names) override {
+        names.insert(names.end(), tables.begin(), tables.end());
     }
     bool configChanged(Client& client, const std::string& table) override {
         calls_.push_back(name_ + " reads " + (table.empty() ? "everything" : table));
@@ -94,7 +96,6 @@ public:
 private:
     Calls& calls_;
     std::string name_;
-    std::list<std::string> tables_;
 };
 
 } // namespace support

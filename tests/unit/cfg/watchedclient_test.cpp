@@ -17,6 +17,7 @@ using Operation = FakeStore::Operation;
 struct Case {
     const char* name;
     Operation operation;
+    bool namesTable;
     EResultCode (*call)(common::IConfigClient&);
 };
 
@@ -24,24 +25,24 @@ unsigned rows = 0;
 ValueList values;
 
 const Case cases[] = {
-    {"size", Operation::Size, [](common::IConfigClient& client) { return client.size("A", rows); }},
-    {"selectRow", Operation::SelectRow,
+    {"size", Operation::Size, true, [](common::IConfigClient& client) { return client.size("A", rows); }},
+    {"selectRow", Operation::SelectRow, true,
      [](common::IConfigClient& client) { return client.selectRow("A", 0, values, {}); }},
-    {"selectRowByKey", Operation::SelectRowByKey,
+    {"selectRowByKey", Operation::SelectRowByKey, true,
      [](common::IConfigClient& client) { return client.selectRowByKey("A", "Id", "1", values); }},
-    {"writeSingleRow", Operation::WriteSingleRow,
+    {"writeSingleRow", Operation::WriteSingleRow, true,
      [](common::IConfigClient& client) {
          return client.writeSingleRow("A", 0, fakes::row({{"Id", 2}}));
      }},
-    {"updateRow", Operation::UpdateRow,
+    {"updateRow", Operation::UpdateRow, true,
      [](common::IConfigClient& client) {
          return client.updateRow("A", "Id", "1", fakes::row({{"Id", 2}}));
      }},
-    {"startTransaction", Operation::Start,
+    {"startTransaction", Operation::Start, false,
      [](common::IConfigClient& client) { return client.startTransaction(); }},
-    {"closeTransaction", Operation::Close,
+    {"closeTransaction", Operation::Close, false,
      [](common::IConfigClient& client) { return client.closeTransaction(); }},
-    {"abortTransaction", Operation::Abort,
+    {"abortTransaction", Operation::Abort, false,
      [](common::IConfigClient& client) { return client.abortTransaction(); }},
 };
 
@@ -68,6 +69,9 @@ TEST_P(WatchedClientTest, FailureIsSeenByTheProbeAndToldToTheCaller) {
     EXPECT_EQ(GetParam().call(client).code(), code::storageFailed);
 
     EXPECT_TRUE(probe.failed());
+    EXPECT_EQ(probe.failedBeyondTables(), !GetParam().namesTable);
+    const std::map<std::string, int> failedTable = {{"A", code::storageFailed}};
+    EXPECT_EQ(probe.failedTables(), GetParam().namesTable ? failedTable : decltype(failedTable)());
 }
 
 TEST_P(WatchedClientTest, SuccessIsNoFailure) {
