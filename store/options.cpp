@@ -58,8 +58,8 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
     app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
-    app.failure_message([](const CLI::App* self, const CLI::Error& error) {
-        return "cfgserver: " + velta::onOneLine(error.what()) + '\n' + self->help();
+    app.failure_message([](const CLI::App*, const CLI::Error& error) {
+        return "cfgserver: " + velta::onOneLine(error.what()) + " (cfgserver -h shows the usage)\n";
     });
     try {
         app.parse(argumentCount, arguments);

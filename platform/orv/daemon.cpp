@@ -169,8 +169,11 @@ int takePidFile(ORV_Daemon* daemon) {
     int file = openLockedPatiently(daemon->path);
     if (file < 0)
         return -1;
-    if (writePid(file) != 0)
-        return fail(file, errno);
+    if (writePid(file) != 0) {
+        const int reason = errno;
+        (void)unlink(daemon->path); // half a pid would lead somebody to the wrong process
+        return fail(file, reason);
+    }
     daemon->lockedFile = file;
     return 0;
 }
