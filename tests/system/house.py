@@ -18,6 +18,7 @@ from pathlib import Path
 BIN = Path(os.environ.get("HORAD_BIN", Path(__file__).resolve().parents[2] / "build/dev/bin"))
 DEADLINE = 20.0  # seconds: how long an event that must come may take on a loaded machine
 SOCKET = "/tmp/cfgserver.socket"
+COUNTING = "HORAD_COUNTING" in os.environ  # coverage: what is killed would not say what it reached
 
 _FURNISH = r"""
 set -e
@@ -342,13 +343,20 @@ class House:
         return found
 
     def close(self):
-        for pid in self.processes():
-            with contextlib.suppress(ProcessLookupError):
-                os.kill(pid, signal.SIGKILL)
+        if COUNTING:
+            self._send_all(signal.SIGTERM)
+            with contextlib.suppress(Timeout):
+                wait_until(lambda: not self.processes(), "the end of all", deadline=3)
+        self._send_all(signal.SIGKILL)
         for program in self._programs:
             program.kill()
         self._holder.stdin.close()
         self._holder.wait()
+
+    def _send_all(self, number):
+        for pid in self.processes():
+            with contextlib.suppress(ProcessLookupError):
+                os.kill(pid, number)
 
 
 def untouched(path):
