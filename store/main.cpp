@@ -7,6 +7,7 @@
 #include "store/server/socketwatch.h"
 #include "store/storage/database.h"
 #include "store/storage/schema.h"
+#include "store/storage/sqlite.h"
 #include "velta/net/eventdispatcher.h"
 #include "velta/text.h"
 
@@ -136,6 +137,7 @@ void serve(const store::Options& options, store::Schema schema, DaemonMode& daem
 
 void run(const store::Options& options, DaemonMode& daemon) {
     store::log::open(options.verbose, options.daemon);
+    store::expectOneThread();
     store::Schema schema = readSchema(options);
     if (options.daemon)
         daemon.enter();

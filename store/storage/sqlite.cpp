@@ -25,6 +25,11 @@ constexpr Setting settings[] = {
 
 } // namespace
 
+void expectOneThread() {
+    (void)sqlite3_config(SQLITE_CONFIG_SINGLETHREAD); // an SQLite that can't do so is only slower
+    (void)sqlite3_config(SQLITE_CONFIG_MEMSTATUS, 0);
+}
+
 Connection::Connection(std::string path, int flags, Begin begin) : path_(std::move(path)), flags_(flags) {
     if (begin == Begin::Open)
         open();

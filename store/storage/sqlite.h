@@ -19,6 +19,10 @@ public:
     using std::runtime_error::runtime_error;
 };
 
+// For a program of one thread, before its first connection: SQLite takes no locks against other threads then,
+// and does not count its memory.
+void expectOneThread();
+
 // It can be closed and opened anew under the statements that use it: their runs then end with an error, and
 // the next ones are prepared anew.
 class Connection {
