@@ -49,6 +49,8 @@ Result Transaction::update(const std::string& table, const std::string& keyColum
         return result;
     if (Result result = checkCells(found->description, values, Id::Fixed); !result.ok())
         return result;
+    if (Result result = begin(); !result.ok()) // a search in front of it would lock the log for itself
+        return result;
     std::int64_t rowId = 0;
     if (Result result = reader_.findRow(*found, keyColumn, key, rowId); !result.ok())
         return result;
