@@ -14,6 +14,8 @@ using velta::protocol::EResultCode;
 
 namespace {
 
+constexpr std::size_t usualCell = 16; // bytes in an image
+
 // "Plans.2", or "Plans" where the row has no Id to tell.
 std::string rowName(const Table& table, std::optional<std::int64_t> rowId, const ValueList& values) {
     if (table.singleRow())
@@ -41,6 +43,11 @@ std::int64_t sizeOf(const Value& value) {
 std::int64_t textSize(const Table& table, const Statement::Run& run, std::size_t column) {
     const bool isText = table.columns[column].type == Value::Text;
     return isText ? static_cast<std::int64_t>(run.text(static_cast<int>(column)).size()) : 0;
+}
+
+// With its size in front: no two rows have the same image.
+void append(std::string& image, std::string_view cell) {
+    image.append(std::to_string(cell.size())).append(1, ':').append(cell);
 }
 
 } // namespace
@@ -106,10 +113,11 @@ EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t row
     image.reset();
     if (step != SQLITE_ROW)
         return reader.resultOf(step);
-    image.emplace();
+    image.emplace().reserve(table.description.columns.size() * usualCell);
     for (std::size_t i = 0; i < table.description.columns.size(); ++i) {
-        const std::string_view cell = present.text(static_cast<int>(i));
-        image->append(cell).append(1, '\0').append(std::to_string(cell.size())).append(1, '\0');
+        const bool isText = table.description.columns[i].type == Value::Text;
+        const auto column = static_cast<int>(i);
+        append(*image, isText ? present.text(column) : std::to_string(present.number(column)));
     }
     return {};
 }
