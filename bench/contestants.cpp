@@ -4,6 +4,7 @@
 #include "cfg/connection.h"
 
 #include <cerrno>
+#include <initializer_list>
 #include <stdexcept>
 #include <system_error>
 
@@ -149,22 +150,51 @@ private:
     int socket_;
 };
 
+std::string redisCommand(std::initializer_list<std::string> words) {
+    std::string bytes = '*' + std::to_string(words.size()) + "\r\n";
+    for (const std::string& word : words)
+        bytes += '$' + std::to_string(word.size()) + "\r\n" + word + "\r\n";
+    return bytes;
+}
+
 class Redis : public Contestant {
 public:
     explicit Redis(const std::string& path) : socket_(path) {}
 
-    void commit(bool value) override {
-        socket_.put(std::string("*3\r\n$3\r\nSET\r\n$16\r\nTimePlans.1.Stat\r\n$1\r\n") +
-                    (value ? "1" : "0") + "\r\n");
+    void commit(bool value) override { ask(set(value), "+OK\r\n"); }
+
+protected:
+    static std::string set(bool value) {
+        return redisCommand({"SET", "TimePlans.1.Stat", value ? "1" : "0"});
+    }
+
+    void ask(const std::string& command, const std::string& expected) const {
+        socket_.put(command);
         std::string answer;
-        while (answer.find('\n') == std::string::npos)
+        while (answer.size() < expected.size())
             answer += socket_.get();
-        if (answer != "+OK\r\n")
+        if (answer != expected)
             throw std::runtime_error("redis: " + answer);
     }
 
 private:
     Socket socket_;
+};
+
+// A transaction as the store's clients have it: it begins, a write is answered, it commits.
+class RedisInThree : public Redis {
+public:
+    using Redis::Redis;
+
+    void commit(bool value) override {
+        ask(begin_, "+OK\r\n");
+        ask(set(value), "+QUEUED\r\n");
+        ask(end_, "*1\r\n+OK\r\n");
+    }
+
+private:
+    const std::string begin_ = redisCommand({"MULTI"});
+    const std::string end_ = redisCommand({"EXEC"});
 };
 
 // Its database has a table TimePlans with a column Status; JSON-RPC.
@@ -229,6 +259,8 @@ std::unique_ptr<Contestant> makeContestant(const std::string& who, const std::st
         return std::make_unique<BareFile>(where);
     if (who == "redis")
         return std::make_unique<Redis>(where);
+    if (who == "redis in 3")
+        return std::make_unique<RedisInThree>(where);
     if (who == "ovsdb")
         return std::make_unique<Ovsdb>(where);
     throw std::runtime_error("nobody is called " + who);
