@@ -9,7 +9,8 @@
 
 namespace store {
 
-// What the open transaction has changed: it notes each row before it is written to, and compares at the end.
+// What the open transaction has changed. A write to a row tells by itself whether the row differs; one that
+// was written to again is compared at the end, since the writes may cancel out.
 class Changes {
 public:
     using Result = velta::protocol::EResultCode;
@@ -18,8 +19,11 @@ public:
     Changes(TableReader& written, TableReader& lastCommit) : written_(written), lastCommit_(lastCommit) {}
 
     // A row that is about to be written to.
-    Result note(ConnectedTable& table, std::int64_t rowId);
-    void noteNew(const ConnectedTable& table, std::int64_t rowId);
+    void note(const ConnectedTable& table, std::int64_t rowId) { touched_.note(table.index, rowId); }
+    // The row that was noted is written, and that made it another one or did not.
+    void settle(const ConnectedTable& table, std::int64_t rowId, bool differs) noexcept {
+        touched_.settle(table.index, rowId, differs);
+    }
     void forget() noexcept { touched_.clear(); }
 
     // Adds the tables in which a cell is not as before.
@@ -27,7 +31,7 @@ public:
 
 private:
     Result tableChanged(std::size_t table, const TouchedRows::OfTable& touched, bool& changed);
-    Result differs(std::size_t table, std::int64_t rowId, const TouchedRows::Row& row, bool& different);
+    Result compare(std::size_t table, std::int64_t rowId, bool& differs);
 
     TableReader& written_;
     TableReader& lastCommit_;

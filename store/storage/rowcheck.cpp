@@ -14,8 +14,6 @@ using velta::protocol::EResultCode;
 
 namespace {
 
-constexpr std::size_t usualCell = 16; // bytes in an image
-
 // "Plans.2", or "Plans" where the row has no Id to tell.
 std::string rowName(const Table& table, std::optional<std::int64_t> rowId, const ValueList& values) {
     if (table.singleRow())
@@ -106,6 +104,19 @@ EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t ro
     return {};
 }
 
+EResultCode differsFrom(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
+                        const ValueList& values, bool& differs) {
+    Statement::Run present(table.statements.byRowId());
+    present.bind(1, rowId);
+    const int step = present.step();
+    const auto isOther = [&table, &present](const auto& cell) {
+        const std::size_t column = *table.description.indexOf(cell.first);
+        return !holds(table.description.columns[column].type, present, static_cast<int>(column), cell.second);
+    };
+    differs = step == SQLITE_ROW && std::any_of(values.begin(), values.end(), isOther);
+    return reader.resultOf(step);
+}
+
 EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t rowId, RowImage& image) {
     Statement::Run present(table.statements.byRowId());
     present.bind(1, rowId);
@@ -113,7 +124,7 @@ EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t row
     image.reset();
     if (step != SQLITE_ROW)
         return reader.resultOf(step);
-    image.emplace().reserve(table.description.columns.size() * usualCell);
+    image.emplace();
     for (std::size_t i = 0; i < table.description.columns.size(); ++i) {
         const bool isText = table.description.columns[i].type == Value::Text;
         const auto column = static_cast<int>(i);

@@ -1,12 +1,12 @@
 #pragma once
 
 #include "store/storage/tablereader.h"
-#include "store/storage/touchedrows.h"
 #include "velta/protocol/resultcode.h"
 #include "velta/valuelist.h"
 
 #include <cstdint>
 #include <optional>
+#include <string>
 
 // What depends on the row that is written to, for cells that checkCells() has taken.
 namespace store {
@@ -26,7 +26,13 @@ velta::protocol::EResultCode sizeOf(TableReader& reader, ConnectedTable& table, 
 velta::protocol::EResultCode growthBy(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
                                       const velta::ValueList& values, std::int64_t& bytes);
 
-// What a row holds.
+// Whether a cell of the row is not as in the values. Without the row none is.
+velta::protocol::EResultCode differsFrom(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
+                                         const velta::ValueList& values, bool& differs);
+
+// A row's cells, one behind the other; nothing where there is no such row.
+using RowImage = std::optional<std::string>;
+
 velta::protocol::EResultCode imageOf(TableReader& reader, ConnectedTable& table, std::int64_t rowId,
                                      RowImage& image);
 

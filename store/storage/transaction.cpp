@@ -75,12 +75,13 @@ Result Transaction::insert(const std::string& table, const velta::ValueList& val
     std::int64_t rowId = 0;
     if (Result result = idFor(*found, values, rowId); !result.ok())
         return result;
-    changes_.noteNew(*found, rowId);
+    changes_.note(*found, rowId);
     Statement::Run run(found->statements.insert());
     bindCells(run, found->description, values);
     run.bind(static_cast<int>(*found->description.indexOf(idColumn)) + 1, rowId);
     if (Result result = write(run); !result.ok())
         return result;
+    changes_.settle(*found, rowId, true);
     sizes_.add(found->index, bytes);
     id = static_cast<std::uint32_t>(rowId);
     return {};
@@ -100,12 +101,12 @@ Result Transaction::remove(const std::string& table, const std::string& keyColum
     std::int64_t bytes = 0;
     if (Result result = sizeOf(reader_, *found, rowId, bytes); !result.ok())
         return result;
-    if (Result result = changes_.note(*found, rowId); !result.ok())
-        return result;
+    changes_.note(*found, rowId);
     Statement::Run run(found->statements.remove());
     run.bind(1, rowId);
     if (Result result = write(run); !result.ok())
         return result;
+    changes_.settle(*found, rowId, true);
     sizes_.add(found->index, -bytes);
     return {};
 }
@@ -152,8 +153,10 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
         return result;
     if (Result result = mayGrow(table, bytes); !result.ok())
         return result;
-    if (Result result = changes_.note(table, rowId); !result.ok())
+    bool differs = false;
+    if (Result result = differsFrom(reader_, table, rowId, values, differs); !result.ok())
         return result;
+    changes_.note(table, rowId);
     Statement::Run run(table.statements.update());
     bindCells(run, table.description, values);
     run.bind(static_cast<int>(table.description.columns.size()) + 1, rowId);
@@ -161,6 +164,7 @@ Result Transaction::writeCells(ConnectedTable& table, std::int64_t rowId, const 
         return result;
     if (sqlite3_changes(writer_.handle()) == 0)
         return {code::noSuchRow, table.description.name};
+    changes_.settle(table, rowId, differs);
     sizes_.add(table.index, bytes);
     return {};
 }

@@ -149,8 +149,8 @@ TEST_F(DatabaseTest, WritesThatCancelOutChangeNothing) {
     EXPECT_THAT(tableOf(database, "Plans"), IsEmpty());
 }
 
-TEST_F(DatabaseTest, LargeWritesThatLeaveAllAsItWasChangeNothing) {
-    constexpr int rowCount = 400; // 1.6 MB, more than the transaction keeps copies of
+TEST_F(DatabaseTest, WritesOfWhatTheRowsHoldChangeNothing) {
+    constexpr int rowCount = 400;
     const ValueList name = cell("Name", textValue(std::string(4000, 'x')));
     for (int i = 0; i < rowCount; ++i)
         insert(name);
@@ -164,6 +164,22 @@ TEST_F(DatabaseTest, LargeWritesThatLeaveAllAsItWasChangeNothing) {
         ASSERT_TRUE(database.transaction().update("Plans", "Id", std::to_string(i), name).ok());
     ASSERT_TRUE(database.transaction().update("Plans", "Id", "400", cell("Level", integerValue(5))).ok());
     EXPECT_THAT(commit(database), ElementsAre("Plans"));
+}
+
+TEST_F(DatabaseTest, RowWrittenTwiceDiffersByWhatItHoldsInTheEnd) {
+    insert(cell("Name", textValue("a")));
+    (void)commit(database);
+    const auto write = [this](const ValueList& values) {
+        ASSERT_TRUE(database.transaction().update("Plans", "Id", "1", values).ok());
+    };
+
+    write(cell("Level", integerValue(5)));
+    write(cell("Name", textValue("a"))); // this one alone changes nothing
+    EXPECT_THAT(commit(database), ElementsAre("Plans"));
+
+    write(cell("Level", integerValue(6)));
+    write(cell("Level", integerValue(5)));
+    EXPECT_THAT(commit(database), IsEmpty());
 }
 
 TEST_F(DatabaseTest, RowThatIsRemovedAndMadeAgainWithOtherCellsIsAChange) {
