@@ -1,4 +1,4 @@
-"""A disk that fails under a server at work."""
+"""A system, and most of all a disk, that fails under a server at work."""
 
 import signal
 
@@ -9,9 +9,9 @@ class FailingCalls:
     """These system calls of the server fail and nothing else does: each, or those that `when` chooses; on any file, or on
     that of a path."""
 
-    def __init__(self, house, server, calls, when="", path=None):
+    def __init__(self, house, server, calls, when="", path=None, error="EIO"):
         self._strace = house.start("strace", "-f", "-o", "/dev/null", "-p", server.pid, "-e", f"trace={calls}",
-                                   "-e", f"inject={calls}:error=EIO{when}", *(["-P", path] if path else []))
+                                   "-e", f"inject={calls}:error={error}{when}", *(["-P", path] if path else []))
         self._strace.err.wait("attached")
 
     def end(self):

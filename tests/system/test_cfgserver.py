@@ -158,6 +158,7 @@ def test_a_schema_file_adds_tables(house):
         ("CREATE TABLE Heating (Room TEXT", "incomplete|near|syntax"),
         ("DROP TABLE Heating;", "no such table"),
         ("ATTACH DATABASE '/tmp/stolen' AS x;", "only plain CREATE TABLE"),
+        ("CREATE TABLE Heating (Id INTEGER PRIMARY KEY, Room TEXT NOT NULL DEFAULT ('a' || 'b'));", "column Room: the default"),
     ],
 )
 def test_a_bad_schema_file_is_refused_by_name(house, sql, reason):
@@ -170,6 +171,7 @@ def test_a_bad_schema_file_is_refused_by_name(house, sql, reason):
 
 def test_a_schema_file_that_is_not_there_is_named(house):
     assert "/tmp/none.sql" in refused(house, "--schema", "/tmp/none.sql")
+    assert "/tmp: not a regular file" in refused(house, "--schema", "/tmp")
 
 
 @pytest.mark.parametrize("content", [b"no database at all, but long enough to look like one" * 100, b"SQLite format 3\0" + b"\xff" * 4096])
