@@ -39,7 +39,7 @@ void MemoryLink::lose() {
 
 void MemoryLink::wait(unsigned milliseconds) {
     const Machine::Microseconds end = machine_.passed() + Machine::Microseconds{milliseconds} * 1000;
-    while (machine_.passed() < end && !(connected_ && tables_.hasNotices()))
+    while (machine_.passed() < end && !(connected_ && deliveries_.mayWake() && tables_.hasNotices()))
         machine_.passUntilNextEvent(end);
 }
 

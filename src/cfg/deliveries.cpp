@@ -56,6 +56,11 @@ void Deliveries::everythingChanged() {
 }
 
 void Deliveries::changed(const std::string& table) {
+    noticed_ = true;
+    makeDue(table);
+}
+
+void Deliveries::makeDue(const std::string& table) {
     for (std::size_t follower = 0; follower < followers_.size(); ++follower)
         if (follows(follower, table))
             addReading(follower, table);
@@ -88,6 +93,9 @@ Deliveries::Reading* Deliveries::findReading(std::size_t follower, const std::st
 }
 
 void Deliveries::deliver() {
+    if (client_.takeCommitted())
+        pace_.committed();
+    pace_.beginIteration(std::exchange(noticed_, false));
     for (Follower& follower : followers_)
         follower.readingFailed = false;
     for (Reading& reading : std::exchange(readings_, {})) {
@@ -151,7 +159,7 @@ void Deliveries::pass(const std::function<void(common::IConfigClient&)>& run) {
     const FailureProbe probe(client_);
     run(client_);
     for (const std::string& table : probe.uncommittedTables())
-        changed(table);
+        makeDue(table);
 }
 
 } // namespace orv::cfg

@@ -2,6 +2,7 @@
 
 #include "cfg/iconfigclient.h"
 #include "cfg/iconfighandler.h"
+#include "cfg/pace.h"
 #include "cfg/watchedclient.h"
 #include "log.h"
 #include "velta/namelist.h"
@@ -56,6 +57,10 @@ public:
     // from before the connection was lost. A table or row that is not there is not waited for.
     bool readingOfEverythingIsDue() const;
 
+    // Whether the loop may wake for a notice; see Pace. Otherwise it ends its wait only with the time, and
+    // looks for notices then.
+    bool mayWake() const { return pace_.mayWake(); }
+
     // The store as handlers and passes see it.
     common::IConfigClient& client() { return client_; }
 
@@ -78,6 +83,7 @@ private:
     };
 
     bool follows(std::size_t follower, const std::string& table) const;
+    void makeDue(const std::string& table);
     void addReading(std::size_t follower, const std::string& table);
     Reading* findReading(std::size_t follower, const std::string& table);
     void read(Reading& reading);
@@ -90,6 +96,8 @@ private:
     bool mergeChanges_;
     std::vector<Follower> followers_;
     std::vector<Reading> readings_; // due with the next delivery, in order
+    Pace pace_;
+    bool noticed_ = false; // since the last delivery
 };
 
 } // namespace orv::cfg

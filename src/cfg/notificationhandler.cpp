@@ -34,7 +34,10 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
         if (why.code() == code::timedOut)
             lastAttempt_ = timedOutAt_ = Clock::now(); // not asked again in the same breath
     });
-    connection_.onLeftover([this] { dispatcher_.wake(); });
+    connection_.onLeftover([this] {
+        if (deliveries_.mayWake())
+            dispatcher_.wake();
+    });
 }
 
 NotificationHandler::~NotificationHandler() {
@@ -59,11 +62,23 @@ void NotificationHandler::process() {
     client_.dropSnapshots();
     if (!initialized_)
         return;
-    connection_.takeLeftover(); // the dispatcher tells of the rest
+    if (isWatched_)
+        connection_.takeLeftover(); // the dispatcher tells of the rest
+    else
+        connection_.receive();
     if (!connection_.isOpen() && !connectAgain().ok())
         return;
     collectNotices();
     deliveries_.deliver();
+    watch(deliveries_.mayWake());
+}
+
+// The dispatcher tells of a socket that was hung up even where it is not watched.
+void NotificationHandler::watch(bool watched) {
+    if (!connection_.isOpen() || watched == isWatched_)
+        return;
+    dispatcher_.setInterest(connection_.descriptor(), watched ? EventDispatcher::Readable : 0u);
+    isWatched_ = watched;
 }
 
 EResultCode NotificationHandler::connect() {
@@ -75,6 +90,7 @@ EResultCode NotificationHandler::connect() {
         return connection_.isOpen() ? connection_.giveUp(result) : result;
     dispatcher_.add(connection_.descriptor(), EventDispatcher::Readable,
                     [this](unsigned) { connection_.receive(); });
+    isWatched_ = true;
     deliveries_.everythingChanged();
     return result;
 }

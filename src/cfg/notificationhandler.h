@@ -44,7 +44,7 @@ public:
     bool initialized() const { return initialized_; }
     bool connected() const { return connection_.isOpen(); }
     // Delivers what the dispatcher has received, and connects again where the connection was lost, every 100
-    // ms at most.
+    // ms at most. The dispatcher does not wake for notices while the client's own commits drive the loop.
     void process();
 
     // Runs a pass of the loop; see Deliveries.
@@ -63,6 +63,7 @@ private:
     bool areRowsOutdated() const;
     EResultCode subscribe();
     void collectNotices();
+    void watch(bool watched);
 
     velta::net::EventDispatcher& dispatcher_;
     horad::Log log_;
@@ -73,6 +74,7 @@ private:
     bool reconnect_;
     bool leaveOutOwn_;
     bool initialized_ = false;
+    bool isWatched_ = false;                            // by the dispatcher
     std::optional<Clock::time_point> lastAttempt_;      // of connecting again
     std::optional<Clock::time_point> timedOutAt_;       // until one succeeds
     std::optional<Clock::time_point> connectedAgainAt_; // when the last one succeeded

@@ -1,7 +1,5 @@
 #include "cfg/watchedclient.h"
 
-#include <utility>
-
 namespace orv::cfg {
 
 using velta::protocol::EResultCode;
@@ -94,9 +92,11 @@ void WatchedClient::noteFailedCommit(const EResultCode& result) {
 // A commit without a write goes through on a full disk too, and says nothing.
 void WatchedClient::noteCommit() {
     std::set<std::string> again;
-    for (const auto& [table, wentThrough] : written_)
+    for (const auto& [table, wentThrough] : written_) {
+        committed_ = committed_ || wentThrough;
         if (wentThrough && failing_.erase(table) != 0)
             again.insert(table);
+    }
     if (!again.empty())
         log_.info("Changes of %s are committed again", listOf(again).c_str());
 }

@@ -6,6 +6,7 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 
 namespace orv::cfg {
 
@@ -37,6 +38,9 @@ public:
     EResultCode closeTransaction() override;
     EResultCode abortTransaction() override;
 
+    // Whether a commit of something went through since the last call.
+    bool takeCommitted() { return std::exchange(committed_, false); }
+
 private:
     friend class FailureProbe;
 
@@ -50,6 +54,7 @@ private:
     FailureProbe* probe_ = nullptr;       // the innermost
     std::map<std::string, bool> written_; // the transaction's tables; true where a write went through
     std::set<std::string> failing_;       // tables whose last commit failed
+    bool committed_ = false;
 };
 
 // Tells whether an operation of the client failed since the probe was made. Probes of one client end in the

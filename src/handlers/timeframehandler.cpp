@@ -128,8 +128,7 @@ bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
 }
 
 bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) {
-    const bool idle =
-        isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, C15: sic
+    const bool idle = isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, C15: sic
     if (frame.mode() != InWindowWhenIdle)
         return true;
     if (!idle) {

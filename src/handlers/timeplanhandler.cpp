@@ -134,7 +134,8 @@ void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table,
 }
 
 // True when the write was attempted, also where the row could not be updated (C2: sic): the store's notice of
-// the next change brings its value back. False when no transaction could be started: the next pass tries again.
+// the next change brings its value back. False when no transaction could be started: the next pass tries
+// again.
 bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& table, int id, bool status) {
     const ValueList values = oneCell(dbm::TimePlan_Status, velta::Value::Switch, status ? 1 : 0);
     Transaction transaction(client);

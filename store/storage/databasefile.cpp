@@ -43,8 +43,8 @@ std::string realPath(const std::string& path) {
     return real ? real.get() : path;
 }
 
-// Which file is at a path, and how long it is. Its times are not asked for: once they were seen, the next write
-// has to give the file a new time, and the sync behind it has to write the inode besides the bytes.
+// Which file is at a path, and how long it is. Its times are not asked for: once they were seen, the next
+// write has to give the file a new time, and the sync behind it has to write the inode besides the bytes.
 bool look(const std::string& path, int flags, struct statx& status) {
     return statx(AT_FDCWD, path.c_str(), flags, STATX_INO | STATX_SIZE, &status) == 0;
 }

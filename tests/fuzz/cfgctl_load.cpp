@@ -1,6 +1,6 @@
 // Any text as a file for `cfgctl load`.
-#include "support/loadedtables.h"
 #include "fuzz/input.h"
+#include "support/loadedtables.h"
 #include "tools/errors.h"
 #include "tools/loadfile.h"
 

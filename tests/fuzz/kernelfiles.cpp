@@ -1,8 +1,8 @@
 // The probes on files with anything in them.
-#include "support/fakestore.h"
 #include "fuzz/input.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
+#include "support/fakestore.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,12 +1,12 @@
 // A store and up to four of its clients. The input is a program: what the clients do one after the other,
 // well behaved or not, and what time passes meanwhile.
-#include "support/temporarydirectory.h"
 #include "fuzz/input.h"
 #include "fuzz/server/observer.h"
 #include "fuzz/server/steadyclock.h"
 #include "orv/sysloglevel.h"
 #include "store/log.h"
 #include "store/server/server.h"
+#include "support/temporarydirectory.h"
 
 #include <limits>
 

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "support/temporarydirectory.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
+#include "support/temporarydirectory.h"
 
 #include <cstdlib>
 #include <cstring>

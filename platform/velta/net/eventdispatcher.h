@@ -25,6 +25,7 @@ public:
     // The descriptor stays the caller's, who removes it before closing it. Throws std::system_error when the
     // kernel refuses it.
     void add(int descriptor, unsigned interest, Callback callback);
+    // Without any interest, only a hang-up or an error is told.
     void setInterest(int descriptor, unsigned interest);
     // Harmless for a descriptor that was never added.
     void remove(int descriptor);

@@ -258,4 +258,59 @@ TEST_F(DeliveriesTest, TablesThatAHandlerNoLongerNamesAreNotFollowed) {
     EXPECT_EQ(delivered(), (Calls{"first reads A", "first acts"}));
 }
 
+// --- pace ---
+
+TEST_F(DeliveriesTest, OwnCommitsThatComeBackAsNoticesUseUpTheWakeUps) {
+    int iterations = 0;
+    for (; deliveries.mayWake() && iterations < 1000; ++iterations) {
+        pass({"A"});
+        deliveries.changed("A");
+        deliveries.deliver();
+    }
+    EXPECT_EQ(iterations, 50);
+    for (int i = 0; i < 5; ++i)
+        deliveries.deliver();
+    EXPECT_TRUE(deliveries.mayWake());
+}
+
+TEST_F(DeliveriesTest, WhatUsesUpNoWakeUps) {
+    struct Case {
+        const char* name;
+        std::function<void()> iterate;
+    };
+    const Case cases[] = {
+        {"changes of others", [&] { deliveries.changed("A"); }},
+        {"changes of others and a commit of nothing",
+         [&] {
+             pass({});
+             deliveries.changed("A");
+         }},
+        {"changes of others and a commit that fails",
+         [&] {
+             store.failNth(Operation::Close, 1, code::storageFull);
+             pass({"A"});
+             deliveries.changed("A");
+         }},
+        {"commits without a notice", [&] { pass({"A"}); }},
+        {"a commit that fails, which makes something due",
+         [&] {
+             store.failNth(Operation::Close, 1, code::storageFull);
+             pass({"A"});
+             pass({"B"});
+         }},
+        {"a new connection",
+         [&] {
+             pass({"A"});
+             deliveries.everythingChanged();
+         }},
+    };
+    for (const Case& pace : cases) {
+        for (int i = 0; i < 200; ++i) {
+            pace.iterate();
+            deliveries.deliver();
+        }
+        EXPECT_TRUE(deliveries.mayWake()) << pace.name;
+    }
+}
+
 } // namespace orv::cfg

@@ -1,8 +1,8 @@
 // The decision alone: each state in each situation.
 
-#include "support/capturedlog.h"
 #include "handlers/rebootdecision.h"
 #include "log.h"
+#include "support/capturedlog.h"
 
 #include <stdexcept>
 #include <string>

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "handlers/reboothandler.h"
+#include "log.h"
 #include "support/capturedlog.h"
 #include "support/fakestore.h"
 #include "support/kernelfiles.h"
 #include "support/scriptedclock.h"
-#include "handlers/reboothandler.h"
-#include "log.h"
 #include "support/scriptedsleep.h"
 #include "support/scripteduptime.h"
 

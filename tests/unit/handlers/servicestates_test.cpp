@@ -1,8 +1,8 @@
 // What is known of services, and how it is read from their table.
 
+#include "handlers/servicestates.h"
 #include "support/capturedlog.h"
 #include "support/fakestore.h"
-#include "handlers/servicestates.h"
 
 #include <gmock/gmock.h>
 

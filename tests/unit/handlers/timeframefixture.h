@@ -1,10 +1,10 @@
 #pragma once
 
+#include "handlers/timeframehandler.h"
 #include "support/capturedlog.h"
 #include "support/fakestore.h"
 #include "support/kernelfiles.h"
 #include "support/scriptedclock.h"
-#include "handlers/timeframehandler.h"
 #include "support/scriptedsleep.h"
 
 #include <ctime>

@@ -1,10 +1,10 @@
 #pragma once
 
+#include "handlers/timeplanhandler.h"
+#include "log.h"
 #include "support/capturedlog.h"
 #include "support/fakestore.h"
 #include "support/scriptedclock.h"
-#include "handlers/timeplanhandler.h"
-#include "log.h"
 
 #include <ctime>
 #include <list>

@@ -1,5 +1,5 @@
-#include "support/fakestore.h"
 #include "handlers/transaction.h"
+#include "support/fakestore.h"
 
 #include <stdexcept>
 

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "support/capturedlog.h"
-#include "support/fakestore.h"
 #include "handlers/wlanhandler.h"
 #include "log.h"
+#include "support/capturedlog.h"
+#include "support/fakestore.h"
 
 #include <string>
 #include <vector>

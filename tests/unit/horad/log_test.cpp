@@ -1,5 +1,5 @@
-#include "support/capturedlog.h"
 #include "log.h"
+#include "support/capturedlog.h"
 
 #include <cerrno>
 #include <csignal>

@@ -1,5 +1,5 @@
-#include "support/capturedlog.h"
 #include "options.h"
+#include "support/capturedlog.h"
 
 #include <cstdint>
 #include <list>

@@ -1,5 +1,5 @@
-#include "support/kernelfiles.h"
 #include "probes/kernelfile.h"
+#include "support/kernelfiles.h"
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
-#include "support/kernelfiles.h"
 #include "probes/multicaststreams.h"
+#include "support/kernelfiles.h"
 
 #include <string>
 

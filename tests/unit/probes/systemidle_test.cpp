@@ -1,6 +1,6 @@
+#include "probes/systemidle.h"
 #include "support/fakestore.h"
 #include "support/kernelfiles.h"
-#include "probes/systemidle.h"
 
 #include <climits>
 #include <stdexcept>

@@ -1,6 +1,6 @@
-#include "support/temporarydirectory.h"
 #include "store/server/listeningsocket.h"
 #include "store/users.h"
+#include "support/temporarydirectory.h"
 
 #include <gmock/gmock.h>
 #include <sys/socket.h>

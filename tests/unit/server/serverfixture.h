@@ -1,8 +1,8 @@
 #pragma once
 
-#include "support/temporarydirectory.h"
 #include "store/server/server.h"
 #include "support/rawclient.h"
+#include "support/temporarydirectory.h"
 
 #include <chrono>
 #include <functional>

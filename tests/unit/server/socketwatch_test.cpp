@@ -1,5 +1,5 @@
-#include "support/temporarydirectory.h"
 #include "store/server/socketwatch.h"
+#include "support/temporarydirectory.h"
 
 #include <filesystem>
 

@@ -1,7 +1,7 @@
-#include "support/temporarydirectory.h"
 #include "store/storage/cells.h"
 #include "store/storage/columnkind.h"
 #include "store/storage/database.h"
+#include "support/temporarydirectory.h"
 #include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,6 +1,6 @@
-#include "support/temporarydirectory.h"
 #include "store/storage/database.h"
 #include "store/storage/databasefile.h"
+#include "support/temporarydirectory.h"
 #include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-#include "support/temporarydirectory.h"
 #include "store/storage/database.h"
+#include "support/temporarydirectory.h"
 #include "unit/storage/shakydisk.h"
 #include "unit/storage/testtables.h"
 

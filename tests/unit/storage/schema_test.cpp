@@ -1,6 +1,6 @@
-#include "support/temporarydirectory.h"
 #include "store/storage/schema.h"
 #include "store/storage/sqlite.h"
+#include "support/temporarydirectory.h"
 #include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>

@@ -1,5 +1,5 @@
-#include "support/temporarydirectory.h"
 #include "store/filewatch.h"
+#include "support/temporarydirectory.h"
 
 #include <cerrno>
 #include <filesystem>

@@ -1,5 +1,5 @@
-#include "support/temporarydirectory.h"
 #include "store/leftovers.h"
+#include "support/temporarydirectory.h"
 
 #include <filesystem>
 #include <optional>

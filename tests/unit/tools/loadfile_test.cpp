@@ -1,5 +1,5 @@
-#include "support/loadedtables.h"
 #include "rows.h"
+#include "support/loadedtables.h"
 #include "tools/errors.h"
 #include "tools/loadfile.h"
 

@@ -142,6 +142,21 @@ TEST_F(EventDispatcherTest, HangUpCountsAsReadable) {
     }
 }
 
+TEST_F(EventDispatcherTest, WithoutAnInterestOnlyAHangUpIsTold) {
+    Pair pair;
+    dispatcher_.add(pair.nearEnd(), EventDispatcher::Readable, counting());
+    dispatcher_.setInterest(pair.nearEnd(), 0);
+    pair.send();
+
+    dispatcher_.handleEvents(20);
+
+    EXPECT_EQ(calls_, 0);
+    pair.closeFar();
+    dispatcher_.handleEvents(longTime);
+    EXPECT_EQ(calls_, 1);
+    EXPECT_EQ(ready_, EventDispatcher::Readable);
+}
+
 TEST_F(EventDispatcherTest, RemovedDescriptorIsNotCalled) {
     Pair pair;
     dispatcher_.add(pair.nearEnd(), EventDispatcher::Readable, counting());

@@ -1,11 +1,11 @@
 // A server of which any allocation fails: it answers each request or closes that client, keeps what it
 // answered Done, and serves on.
 
-#include "support/temporarydirectory.h"
 #include "orv/sysloglevel.h"
 #include "store/server/server.h"
-#include "unit/server/allocations/failingmemory.h"
 #include "support/rawclient.h"
+#include "support/temporarydirectory.h"
+#include "unit/server/allocations/failingmemory.h"
 
 #include <array>
 #include <chrono>
