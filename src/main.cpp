@@ -158,6 +158,7 @@ void run(orv::horad::CountedRepeats& repeats) {
     velta::net::EventDispatcher dispatcher;
     orv::cfg::NotificationHandler notifications(storeSocket, dispatcher, daemonName, reconnect, answerTimeout,
                                                 transactionWait, mergeChanges, leaveOutOwnChanges);
+    notifications.stopOn(stop.request().descriptor());
     orv::horad::Horad horad(
         options.tables, options.repeatDelay, options.verbose,
         [&notifications](orv::cfg::IConfigHandler* handler) { notifications.registerConfigHandler(handler); },

@@ -78,7 +78,7 @@ EResultCode ConfigClient::startTransaction() {
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
     if (result.ok())
-        transactionOpen_ = true;
+        setTransactionOpen(true);
     return noted(result);
 }
 
@@ -96,7 +96,7 @@ EResultCode ConfigClient::endTransaction(RequestKind how) {
     Request request = requests::of(how);
     Reply reply;
     const EResultCode result = connection_.exchange(request, reply);
-    transactionOpen_ = false;
+    setTransactionOpen(false);
     return noted(result);
 }
 
@@ -138,7 +138,7 @@ Pipeline ConfigClient::writesAhead() {
 }
 
 void ConfigClient::connectionLost() {
-    transactionOpen_ = false;
+    setTransactionOpen(false);
     dropSnapshots();
 }
 
@@ -171,8 +171,13 @@ EResultCode ConfigClient::write(Request request, std::uint32_t* id) {
 
 EResultCode ConfigClient::noted(EResultCode result) {
     if (result.code() == code::transactionExpired || result.code() == code::noTransaction)
-        transactionOpen_ = false;
+        setTransactionOpen(false);
     return result;
+}
+
+void ConfigClient::setTransactionOpen(bool open) {
+    transactionOpen_ = open;
+    connection_.setInTransaction(open);
 }
 
 } // namespace orv::cfg

@@ -65,6 +65,7 @@ private:
     EResultCode write(velta::protocol::Request request, std::uint32_t* id = nullptr);
     EResultCode endTransaction(velta::protocol::RequestKind how);
     EResultCode noted(EResultCode result);
+    void setTransactionOpen(bool open);
 
     Connection& connection_;
     unsigned transactionWait_;

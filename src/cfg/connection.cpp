@@ -6,6 +6,7 @@
 #include <array>
 #include <cerrno>
 #include <climits>
+#include <iterator>
 #include <utility>
 
 #include <poll.h>
@@ -33,6 +34,8 @@ Connection::~Connection() {
 }
 
 EResultCode Connection::open(std::chrono::milliseconds patience) {
+    if (isStopping())
+        return code::stopping;
     EResultCode result = connectTo(socketPath_, patience, socket_);
     if (result.ok())
         result = checkPeer();
@@ -52,6 +55,7 @@ void Connection::shut(const EResultCode& why) {
     ::close(socket_);
     socket_ = -1;
     greeted_ = false;
+    inTransaction_ = false;
     (void)std::exchange(frames_, FrameReader()); // an assignment would keep the old one's memory
     (void)notices_.take();
 }
@@ -177,17 +181,24 @@ EResultCode Connection::awaitAnyReply(Clock::time_point deadline, Reply& reply) 
     return result;
 }
 
+// A request to stop counts before an answer that is there as well: no transaction begins after it.
 EResultCode Connection::wait(short events, Clock::time_point deadline) {
     for (;;) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (stopping_.noted() && !inTransaction_)
+            return lost(code::stopping);
+        const auto left =
+            std::chrono::ceil<std::chrono::milliseconds>(stopping_.limit(deadline) - Clock::now()).count();
         if (left <= 0)
-            return lost(code::timedOut);
-        pollfd descriptor{socket_, events, 0};
-        const int ready = poll(&descriptor, 1, static_cast<int>(std::min<decltype(left)>(left, INT_MAX)));
-        if (ready > 0)
-            return {};
+            return lost(stopping_.noted() ? code::stopping : code::timedOut);
+        pollfd polled[] = {{socket_, events, 0}, {stopping_.descriptor(), POLLIN, 0}};
+        const int ready =
+            poll(polled, std::size(polled), static_cast<int>(std::min<decltype(left)>(left, INT_MAX)));
         if (ready < 0 && errno != EINTR)
             return lost(EResultCode(code::notConnected, systemText("poll")));
+        if (ready > 0 && polled[1].revents != 0)
+            stopping_.note();
+        else if (ready > 0)
+            return {};
     }
 }
 
@@ -254,7 +265,7 @@ bool Connection::takeBuffered() {
 }
 
 EResultCode Connection::lost(EResultCode why) {
-    if (greeted_)
+    if (greeted_ && why.code() != code::stopping)
         complain("connection lost: " + why.strerror());
     shut(why);
     return why;

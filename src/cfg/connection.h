@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cfg/notices.h"
+#include "cfg/stopping.h"
 #include "log.h"
 #include "velta/namelist.h"
 #include "velta/protocol/frame.h"
@@ -50,6 +51,13 @@ public:
     bool isOpen() const { return socket_ >= 0; }
     // For a dispatcher to wait on; -1 where closed.
     int descriptor() const { return socket_; }
+    // From the moment on when the descriptor is readable, nothing is waited for and nothing opens: exchanges
+    // close the connection and fail. Only what is asked within a transaction may still be answered, for a
+    // short time.
+    void stopOn(int descriptor) { stopping_.on(descriptor); }
+    bool isStopping() { return stopping_.requested(); }
+    // Whether a transaction is open: what is asked belongs to it. Over with the connection.
+    void setInTransaction(bool inTransaction) { inTransaction_ = inTransaction; }
     // Called whenever an open connection closes, while its descriptor still is one. The reason is success
     // where close() was called.
     void onClose(CloseHandler handler) { onClose_ = std::move(handler); }
@@ -104,6 +112,8 @@ private:
     horad::Log log_;
     int socket_ = -1;
     bool greeted_ = false;
+    bool inTransaction_ = false;
+    Stopping stopping_;
     std::string lastComplaint_; // whoever tries again and again logs it once
     std::uint32_t sequence_ = 0;
     velta::protocol::FrameReader frames_;

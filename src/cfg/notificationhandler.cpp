@@ -42,6 +42,14 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
 
 NotificationHandler::~NotificationHandler() {
     connection_.close();
+    dispatcher_.remove(stopDescriptor_);
+}
+
+void NotificationHandler::stopOn(int descriptor) {
+    connection_.stopOn(descriptor);
+    dispatcher_.remove(stopDescriptor_);
+    dispatcher_.add(descriptor, EventDispatcher::Readable, [](unsigned) {}); // it ends the wait, that is all
+    stopDescriptor_ = descriptor;
 }
 
 void NotificationHandler::registerConfigHandler(IConfigHandler* handler) {
@@ -113,6 +121,8 @@ EResultCode NotificationHandler::connectAgain() {
 
 EResultCode NotificationHandler::beforeTransaction() {
     if (!connection_.isOpen()) {
+        if (connection_.isStopping())
+            return code::stopping;
         const EResultCode connected = isMute() ? EResultCode(code::notConnected) : connectAgain();
         if (!connected.ok())
             return connected;

@@ -35,6 +35,10 @@ public:
     NotificationHandler(const NotificationHandler&) = delete;
     NotificationHandler& operator=(const NotificationHandler&) = delete;
 
+    // The descriptor, which is not owned, is readable from the request to stop on: from then on the
+    // dispatcher waits for nothing, no operation waits for the store and no transaction starts. Only one that
+    // is open may still be committed or aborted, within two seconds; the store aborts it otherwise.
+    void stopOn(int descriptor);
     // Not owned: the handler stays alive while process() is called. To be called before initialize().
     void registerConfigHandler(IConfigHandler* handler);
     // One attempt to connect, to subscribe to the handlers' tables, and to let the handlers read everything.
@@ -73,6 +77,7 @@ private:
     std::chrono::seconds answerTimeout_;
     bool reconnect_;
     bool leaveOutOwn_;
+    int stopDescriptor_ = -1;
     bool initialized_ = false;
     bool isWatched_ = false;                            // by the dispatcher
     std::optional<Clock::time_point> lastAttempt_;      // of connecting again

@@ -36,6 +36,7 @@ constexpr CodeText codeTexts[] = {
     {code::outdated, "the rows are from before the connection was lost, they are read again first"},
     {code::outcomeUnknown, "outcome unknown"},
     {code::outOfMemory, "out of memory"},
+    {code::stopping, "the program is about to end"},
 };
 
 std::string textOf(int code) {

@@ -33,6 +33,7 @@ inline constexpr int readOnly = 22;
 inline constexpr int outdated = 23;
 inline constexpr int outcomeUnknown = 24;
 inline constexpr int outOfMemory = 25;
+inline constexpr int stopping = 26;
 } // namespace code
 
 // The result of every store operation: a code, and behind it what it is about ("unknown table: Wlan").

@@ -308,4 +308,19 @@ TEST_F(ConnectionTest, TableThatIsNotifiedWithoutEndIsMerged) {
     EXPECT_EQ(connection.takeNotices().size(), 1000u);
 }
 
+TEST_F(ConnectionTest, HalfAFrameIsForgottenWithItsConnection) {
+    const CapturedLog log;
+    ASSERT_TRUE(connection.open().ok());
+    server.send(std::string("\0\0\0\x20\x84", 5));
+    ASSERT_TRUE(support::until([this] {
+        pollfd ready{connection.descriptor(), POLLIN, 0};
+        return poll(&ready, 1, 1000) == 1;
+    }));
+    connection.receive();
+    connection.close();
+    ASSERT_TRUE(connection.open().ok());
+    EXPECT_TRUE(commit(connection).ok());
+    EXPECT_EQ(log.lines(), 0) << log.text();
+}
+
 } // namespace orv::cfg

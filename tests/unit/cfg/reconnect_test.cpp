@@ -230,6 +230,18 @@ TEST_F(ReconnectTest, OpenTransactionIsGoneWithTheConnection) {
     EXPECT_FALSE(client().isTransactionOpen());
 }
 
+TEST_F(ReconnectTest, RowsThatWereFetchedAreGoneWithTheConnection) {
+    const CapturedLog log;
+    unsigned rows = 0;
+    ASSERT_TRUE(client().size("A", rows).ok());
+    lose();
+    server.setTable("A", {row(1, "another")});
+    startUntilConnectedAgain();
+    velta::ValueList values;
+    ASSERT_TRUE(client().selectRow("A", 0, values, {}).ok());
+    EXPECT_EQ(values.getValue("Name").getText(), "another");
+}
+
 TEST_F(ReconnectTest, FailedReadingGoesIntoTheReadingOfEverything) {
     const CapturedLog log;
     first.onChange = [&](RecordingHandler::Client& store, const std::string&) {
