@@ -1,5 +1,6 @@
 #include "tools/text.h"
 
+#include "orv/utf8.h"
 #include "velta/text.h"
 
 #include <algorithm>
@@ -48,7 +49,7 @@ std::string printable(std::string_view text) {
         const std::optional<velta::Character> character = velta::firstCharacter(text);
         if (!character)
             result += hex("\\x%02x", static_cast<std::uint8_t>(text.front()));
-        else if (velta::isControl(character->code) || turnsDirection(character->code) ||
+        else if (orv::utf8::isControl(text.substr(0, character->bytes)) || turnsDirection(character->code) ||
                  character->code == U'\\')
             result += spelledOut(character->code);
         else
@@ -84,7 +85,7 @@ std::string withoutControls(std::string json) {
     std::string result(json.begin(), from);
     for (std::string_view rest = std::string_view(json).substr(result.size()); !rest.empty();) {
         const velta::Character first = velta::firstCharacter(rest).value_or(velta::Character{U' ', 1});
-        if (first.code >= 0x7f && velta::isControl(first.code))
+        if (first.code >= 0x7f && orv::utf8::isControl(rest.substr(0, first.bytes)))
             result += hex("\\u%04x", static_cast<unsigned>(first.code));
         else
             result += rest.substr(0, first.bytes);

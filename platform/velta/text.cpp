@@ -45,17 +45,13 @@ std::string onOneLine(std::string_view text) {
         const std::size_t bytes = character ? character->bytes : 1;
         if (!character)
             line += '?';
-        else if (isControl(character->code))
+        else if (orv::utf8::isControl(text.substr(0, bytes)))
             line += ' ';
         else
             line += text.substr(0, bytes);
         text.remove_prefix(bytes);
     }
     return line;
-}
-
-bool isControl(char32_t code) {
-    return code < 0x20 || (code >= 0x7f && code <= 0x9f);
 }
 
 } // namespace velta

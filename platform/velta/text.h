@@ -29,7 +29,4 @@ std::optional<Character> firstCharacter(std::string_view text);
 // question marks.
 std::string onOneLine(std::string_view text);
 
-// C0, delete, and C1 (U+0080 to U+009F): what may drive a terminal.
-bool isControl(char32_t code);
-
 } // namespace velta

@@ -31,7 +31,6 @@ public:
 
     // The next rows: at least one, and no more when they have that many bytes. None at the end.
     Result next(Rows& rows, std::size_t bytes);
-    bool atEnd() const { return atEnd_ && kept_.empty(); }
 
     bool holdsSnapshot() const { return snapshot_ != nullptr; }
     // Reads the rest into memory and gives the snapshot back. tooLarge where it has over `most` bytes: then

@@ -74,12 +74,12 @@ inline velta::protocol::EResultCode readTable(store::Database& database, const s
     std::unique_ptr<store::TableReading> reading;
     if (auto result = database.beginReading(table, view, reading); !result.ok())
         return result;
-    while (!reading->atEnd()) {
-        store::Rows rows;
+    store::Rows rows;
+    do {
         if (auto result = reading->next(rows, pieceBytes); !result.ok())
             return result;
         appendRows(values, reading->columns(), rows.count, rows.cells);
-    }
+    } while (rows.count > 0);
     return {};
 }
 

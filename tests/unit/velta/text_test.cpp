@@ -82,13 +82,6 @@ TEST(Utf8, MayBeEmpty) {
     EXPECT_FALSE(firstCharacter(""));
 }
 
-TEST(ControlCharacter, IsOneOfC0DeleteOrC1) {
-    for (const char32_t code : {U'\0', U'\n', U'\x1f', U'\x7f', U'\x80', U'\x9b', U'\x9f'})
-        EXPECT_TRUE(isControl(code)) << static_cast<unsigned>(code);
-    for (const char32_t code : {U' ', U'~', U'\xa0', U'\xe4', U'\x20ac'})
-        EXPECT_FALSE(isControl(code)) << static_cast<unsigned>(code);
-}
-
 } // namespace
 TEST(OnOneLine, ControlsBecomeBlanksAndOtherBytesQuestionMarks) {
     EXPECT_EQ(velta::onOneLine("a\nb\x1b[2J\x7f"), "a b [2J ");
