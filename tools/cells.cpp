@@ -33,18 +33,10 @@ Value textCell(const std::string& text) {
 
 } // namespace
 
-const char* kindOf(unsigned typeCode) {
-    switch (typeCode) {
-    case Value::Switch:
-        return "a switch, 0 or 1";
-    case Value::Integer:
-        return "an integer, -2147483648 to 2147483647";
-    case Value::Counter:
-        return "a counter, 0 to 4294967295";
-    case Value::Text:
-        return "a text";
-    }
-    return "of a kind known here";
+std::string kindOf(unsigned typeCode) {
+    if (velta::isNumber(typeCode))
+        return velta::descriptionOf(typeCode);
+    return typeCode == Value::Text ? "a text" : "of a kind known here";
 }
 
 Value cellFromText(const ColumnInfo& column, const std::string& text) {

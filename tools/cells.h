@@ -11,7 +11,7 @@
 namespace cfgctl {
 
 // What a column's cells are: "a switch, 0 or 1".
-const char* kindOf(unsigned typeCode);
+std::string kindOf(unsigned typeCode);
 
 // All throw Refused with the column's name and kind for what is no such value.
 velta::Value cellFromText(const velta::protocol::ColumnInfo& column, const std::string& text);

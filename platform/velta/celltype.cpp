@@ -9,12 +9,17 @@ namespace {
 struct NumberType {
     unsigned typeCode;
     Range range;
+    const char* name;
+    const char* between; // the least and the most
 };
 
+using Integers = std::numeric_limits<std::int32_t>;
+using Counters = std::numeric_limits<std::uint32_t>;
+
 constexpr NumberType numberTypes[] = {
-    {Value::Switch, {0, 1}},
-    {Value::Integer, {std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()}},
-    {Value::Counter, {0, std::numeric_limits<std::uint32_t>::max()}},
+    {Value::Switch, {0, 1}, "a switch", " or "},
+    {Value::Integer, {Integers::min(), Integers::max()}, "an integer", " to "},
+    {Value::Counter, {Counters::min(), Counters::max()}, "a counter", " to "},
 };
 
 const NumberType* find(unsigned typeCode) {
@@ -33,6 +38,14 @@ bool isNumber(unsigned typeCode) {
 Range rangeOf(unsigned typeCode) {
     const NumberType* const type = find(typeCode);
     return type != nullptr ? type->range : Range{0, 0};
+}
+
+std::string descriptionOf(unsigned typeCode) {
+    const NumberType* const type = find(typeCode);
+    if (type == nullptr)
+        return "no number";
+    return std::string(type->name) + ", " + std::to_string(type->range.least) + type->between +
+           std::to_string(type->range.most);
 }
 
 std::int64_t numberIn(const Value& value) {

@@ -3,6 +3,7 @@
 #include "velta/value.h"
 
 #include <cstdint>
+#include <string>
 
 // The numbers that a cell may hold, by its type code. A counter is unsigned here, though its bits travel in a
 // signed integer.
@@ -17,6 +18,8 @@ struct Range {
 bool isNumber(unsigned typeCode);
 // Of a type that is a number; every other holds 0 alone.
 Range rangeOf(unsigned typeCode);
+// For a person, of a type that is a number: "a switch, 0 or 1".
+std::string descriptionOf(unsigned typeCode);
 
 // The number in a value of a type that is one.
 std::int64_t numberIn(const Value& value);

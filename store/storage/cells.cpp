@@ -61,20 +61,10 @@ bool acceptable(Value::TypeCode type, const Value& value) {
     return text.size() <= textLimit && text.find('\0') == std::string::npos && velta::isUtf8(text);
 }
 
-const char* descriptionOf(Value::TypeCode type) {
-    switch (type) {
-    case Value::Switch:
-        return "a switch, 0 or 1";
-    case Value::Integer:
-        return "an integer of 32 bits";
-    case Value::Counter:
-        return "a counter, 0 to 4294967295";
-    case Value::Text:
-        return "a text in UTF-8 of at most 4096 bytes";
-    case Value::None:
-        break;
-    }
-    return "nothing";
+std::string descriptionOf(Value::TypeCode type) {
+    if (velta::isNumber(type))
+        return velta::descriptionOf(type);
+    return "a text in UTF-8 of at most " + std::to_string(textLimit) + " bytes";
 }
 
 bool isWithin(const ColumnKind& kind, const Value& value) {

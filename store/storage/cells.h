@@ -25,7 +25,7 @@ bool isTimeOfDay(std::string_view text);
 // Whether a cell of that type can hold the value.
 bool acceptable(velta::Value::TypeCode type, const velta::Value& value);
 // What a cell of that type takes, for a person: "a switch, 0 or 1".
-const char* descriptionOf(velta::Value::TypeCode type);
+std::string descriptionOf(velta::Value::TypeCode type);
 
 // Whether a value that the column's type can hold is one of its kind: within its range, a time of day.
 bool isWithin(const ColumnKind& kind, const velta::Value& value);

@@ -103,9 +103,9 @@ def test_a_single_row_that_another_program_deleted_is_no_such_row(house):
 
 
 @pytest.mark.parametrize("table, column, kind, takes", [
-    ("wexd", "Enable", SWITCH, "wexd.Enable takes an integer of 32 bits"),
+    ("wexd", "Enable", SWITCH, "wexd.Enable takes an integer, -2147483648 to 2147483647"),
     ("WlanGlobals", "WlanEnable", INTEGER, "WlanGlobals.WlanEnable takes a switch, 0 or 1"),
-    ("Reboot", "Trigger", COUNTER, "Reboot.Trigger takes an integer of 32 bits"),
+    ("Reboot", "Trigger", COUNTER, "Reboot.Trigger takes an integer, -2147483648 to 2147483647"),
 ])
 def test_a_value_of_another_type_is_refused_with_the_one_that_the_column_takes(store, table, column, kind, takes):
     client = Client(store.path(SOCKET))

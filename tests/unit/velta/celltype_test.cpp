@@ -10,6 +10,7 @@ struct RangeCase {
     unsigned type;
     std::int64_t least;
     std::int64_t most;
+    const char* description;
 };
 
 class NumberTypes : public ::testing::TestWithParam<RangeCase> {};
@@ -18,6 +19,10 @@ TEST_P(NumberTypes, HaveTheirRange) {
     EXPECT_TRUE(isNumber(GetParam().type));
     EXPECT_EQ(rangeOf(GetParam().type).least, GetParam().least);
     EXPECT_EQ(rangeOf(GetParam().type).most, GetParam().most);
+}
+
+TEST_P(NumberTypes, AreDescribedForAPerson) {
+    EXPECT_EQ(descriptionOf(GetParam().type), GetParam().description);
 }
 
 TEST_P(NumberTypes, KeepTheNumbersAtTheEndsOfTheirRange) {
@@ -31,9 +36,11 @@ TEST_P(NumberTypes, KeepTheNumbersAtTheEndsOfTheirRange) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Types, NumberTypes,
-                         ::testing::Values(RangeCase{"Switch", Value::Switch, 0, 1},
-                                           RangeCase{"Integer", Value::Integer, -2147483648LL, 2147483647},
-                                           RangeCase{"Counter", Value::Counter, 0, 4294967295}),
+                         ::testing::Values(RangeCase{"Switch", Value::Switch, 0, 1, "a switch, 0 or 1"},
+                                           RangeCase{"Integer", Value::Integer, -2147483648LL, 2147483647,
+                                                     "an integer, -2147483648 to 2147483647"},
+                                           RangeCase{"Counter", Value::Counter, 0, 4294967295,
+                                                     "a counter, 0 to 4294967295"}),
                          [](const auto& suite) { return suite.param.name; });
 
 TEST(OtherTypes, AreNoNumbers) {
