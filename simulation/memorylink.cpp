@@ -27,8 +27,9 @@ MemoryLink::~MemoryLink() {
 bool MemoryLink::initialize() {
     if (!connect())
         return false;
-    initialized_ = true;
+    initialized_ = true; // a handler that stands in a loop until it has a transaction may connect again
     deliveries_.deliver();
+    initialized_ = connected_;
     return connected_;
 }
 

@@ -194,9 +194,9 @@ EResultCode Tables::startTransaction() {
 
 // Over afterwards, whether that went well or not.
 EResultCode Tables::closeTransaction() {
-    const EResultCode allowed = before(Operation::Close);
+    EResultCode allowed = before(Operation::Close);
     std::optional<TableMap> written = std::exchange(open_, std::nullopt);
-    if (!allowed.ok())
+    if (!allowed.ok() && allowed.code() != code::outcomeUnknown)
         return allowed;
     if (!written)
         return code::noTransaction;
@@ -207,7 +207,7 @@ EResultCode Tables::closeTransaction() {
     }
     if (onCommit_)
         onCommit_(changes);
-    return {};
+    return allowed;
 }
 
 EResultCode Tables::abortTransaction() {

@@ -23,7 +23,8 @@ public:
 
     enum class Operation { Size, SelectRow, SelectRowByKey, WriteSingleRow, UpdateRow, Start, Close, Abort };
     // Asked before each operation of the client; `table` is empty where the operation has none. What is not a
-    // success becomes the operation's result, and nothing else happens.
+    // success becomes the operation's result, and nothing else happens; but a commit whose outcome is unknown
+    // goes through: the answer is what got lost.
     using Fault = std::function<EResultCode(Operation operation, const std::string& table)>;
 
     // One cell that a commit changed.

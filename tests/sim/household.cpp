@@ -1,5 +1,8 @@
 #include "sim/household.h"
 
+#include "log.h"
+#include "orv/sysloglevel.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <ctime>
@@ -13,11 +16,11 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr unsigned repeatInterval = 180;                   // seconds, horad's default
-constexpr unsigned connectInterval = 100'000;              // microseconds, as the daemon has it
-constexpr Microseconds workOfIteration = 1 * millisecond;  // of one that asks the store for something
-constexpr Microseconds rebootDelay = 5 * second;           // of the component that carries the command out
-constexpr Microseconds nextTry = 100 * millisecond;        // of somebody who waits for the transaction
+constexpr unsigned repeatInterval = 180;                  // seconds, horad's default
+constexpr unsigned connectInterval = 100'000;             // microseconds, as the daemon has it
+constexpr Microseconds workOfIteration = 1 * millisecond; // of one that asks the store for something
+constexpr Microseconds rebootDelay = 5 * second;          // of the component that carries the command out
+constexpr Microseconds nextTry = 100 * millisecond;       // of somebody who waits for the transaction
 constexpr Microseconds zoneCountsWithin = 62 * second;
 
 constexpr const char* operationNames[] = {
@@ -26,6 +29,13 @@ constexpr const char* operationNames[] = {
 
 const char* nameOf(Tables::Operation operation) {
     return operationNames[static_cast<std::size_t>(operation)];
+}
+
+// What is logged by the year fills a disk. Handlers set their modules' levels when they are made.
+void silenceLog() {
+    (void)orv::horad::Logger::instance(); // sets its level when it is made, too
+    for (const char* const module : {"horad", "timefrmhdl", "timefrm", "deliveries"})
+        ORV_Sysloglevel_changeTracelevel(module, 0);
 }
 
 std::string shown(const Tables::Change& change) {
@@ -39,8 +49,9 @@ std::string shown(const Tables::Change& change) {
 struct Household::Life {
     explicit Life(Household& household)
         : link(household.machine_, household.tables_),
-          horad(household.planTables_, 0, false,
-                [this](orv::cfg::IConfigHandler* handler) { link.add(handler); }, household.machine_) {}
+          horad(
+              household.planTables_, 0, false,
+              [this](orv::cfg::IConfigHandler* handler) { link.add(handler); }, household.machine_) {}
 
     MemoryLink link;
     orv::horad::Horad horad;
@@ -109,6 +120,7 @@ void Household::boot() {
     setCall(false);
     setStream(false);
     life_ = std::make_unique<Life>(*this);
+    silenceLog();
     life_->link.onFault([this](Tables::Operation operation, const std::string& table) {
         return beforeOperation(operation, table);
     });
@@ -218,6 +230,11 @@ void Household::endFault(int number) {
     faults_.erase(number);
 }
 
+int Household::beginAmbush(Tables::Fault fault) {
+    ambushes_.emplace(++lastFault_, std::move(fault));
+    return lastFault_;
+}
+
 void Household::loseConnection() {
     journal_.note("connection", "is lost");
     disturbed();
@@ -237,15 +254,20 @@ EResultCode Household::beforeOperation(Tables::Operation operation, const std::s
     if (powerOff_)
         return code::notConnected;
     worked_ = true;
-    const EResultCode result = faults_.empty() ? EResultCode() : faultOf(operation, table);
+    EResultCode result = faults_.empty() ? EResultCode() : firstFailure(faults_, operation, table);
+    if (result.ok() && !ambushes_.empty())
+        result = firstFailure(ambushes_, operation, table);
+    if (!result.ok())
+        disturbed();
     journal_.note(nameOf(operation), table, result.code());
     return result;
 }
 
 // A fault may wait, and others end meanwhile.
-EResultCode Household::faultOf(Tables::Operation operation, const std::string& table) {
-    const std::map<int, Tables::Fault> faults = faults_;
-    for (const auto& [number, fault] : faults) {
+EResultCode Household::firstFailure(const std::map<int, Tables::Fault>& faults, Tables::Operation operation,
+                                    const std::string& table) {
+    const std::map<int, Tables::Fault> now = faults;
+    for (const auto& [number, fault] : now) {
         const EResultCode result = fault ? fault(operation, table) : EResultCode();
         if (!result.ok())
             return result;

@@ -113,6 +113,9 @@ public:
     // A disturbance that lasts, and what it makes of horad's operations. Returns its number.
     int beginFault(Tables::Fault fault = nullptr);
     void endFault(int number);
+    // What it makes of an operation is a disturbance; that it lies in wait is none.
+    int beginAmbush(Tables::Fault fault);
+    void endAmbush(int number) { ambushes_.erase(number); }
     // The store's connection is lost. It comes back when the store can be reached.
     void loseConnection();
     void setReachable(bool reachable);
@@ -140,7 +143,8 @@ private:
     void shutDown(const Boot& boot);
     bool isOver() const { return observer_ != nullptr && observer_->violation().has_value(); }
     EResultCode beforeOperation(Tables::Operation operation, const std::string& table);
-    EResultCode faultOf(Tables::Operation operation, const std::string& table);
+    static EResultCode firstFailure(const std::map<int, Tables::Fault>& faults, Tables::Operation operation,
+                                    const std::string& table);
     void committed(const Tables::Changes& changes);
     void rebootSoon();
 
@@ -155,6 +159,7 @@ private:
     std::vector<std::function<void(const Tables::Changes&)>> listeners_;
 
     std::map<int, Tables::Fault> faults_; // that last
+    std::map<int, Tables::Fault> ambushes_;
     int lastFault_ = 0;
     bool disturbed_ = true;
     bool worked_ = false; // horad asked the store for something in this iteration

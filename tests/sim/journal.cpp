@@ -22,7 +22,7 @@ void Journal::note(const char* what, std::string_view about, int code) {
     digest(static_cast<std::uint64_t>(code));
     const std::time_t clock = machine_.time();
     Entry& last = entries_[(size_ + kept - 1) % kept];
-    if (last.times > 0 && last.clock == clock && last.what == what && last.about == about &&
+    if (last.times > 0 && last.clock == clock && std::string_view(last.what) == what && last.about == about &&
         last.code == code) {
         ++last.times;
         return;

@@ -7,7 +7,8 @@
 
 namespace sim {
 
-// What a seed makes of chance: the same on every platform, which the standard library's distributions are not.
+// What a seed makes of chance: the same on every platform, which the standard library's distributions are
+// not.
 class Random {
 public:
     // Each purpose has numbers of its own, so that a new one does not change what the others do.
