@@ -16,7 +16,10 @@ constexpr Machine::Microseconds outdatedPatience = Machine::second;
 MemoryLink::MemoryLink(Machine& machine, Tables& tables)
     : machine_(machine), tables_(tables), deliveries_(tables) {
     tables_.onFault([this](Tables::Operation operation, const std::string& table) {
-        return beforeOperation(operation, table);
+        EResultCode result = resultBeforeOperation(operation, table);
+        if (onOperation_)
+            onOperation_(operation, table, result);
+        return result;
     });
 }
 
@@ -34,13 +37,16 @@ bool MemoryLink::initialize() {
 }
 
 void MemoryLink::lose() {
+    lostWhileWaiting_ = connected_;
     connected_ = false;
     tables_.disconnect();
 }
 
 void MemoryLink::wait(unsigned milliseconds) {
     const Machine::Microseconds end = machine_.passed() + Machine::Microseconds{milliseconds} * 1000;
-    while (machine_.passed() < end && !(connected_ && deliveries_.mayWake() && tables_.hasNotices()))
+    lostWhileWaiting_ = false;
+    const auto noticed = [this] { return connected_ && deliveries_.mayWake() && tables_.hasNotices(); };
+    while (machine_.passed() < end && !lostWhileWaiting_ && !noticed())
         machine_.passUntilNextEvent(end);
 }
 
@@ -66,7 +72,7 @@ bool MemoryLink::connect() {
     return true;
 }
 
-EResultCode MemoryLink::beforeOperation(Tables::Operation operation, const std::string& table) {
+EResultCode MemoryLink::resultBeforeOperation(Tables::Operation operation, const std::string& table) {
     if (operation == Tables::Operation::Start) {
         const EResultCode ready = beforeTransaction();
         if (!ready.ok())

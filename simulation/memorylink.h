@@ -15,6 +15,8 @@ namespace orv::simulation {
 // comes back are those of the real client, time is the machine's.
 class MemoryLink : public horad::StoreLink {
 public:
+    using EResultCode = velta::protocol::EResultCode;
+
     // Both outlive the link, which takes the tables' onFault() for itself.
     MemoryLink(Machine& machine, Tables& tables);
     ~MemoryLink() override;
@@ -32,6 +34,10 @@ public:
     void setReachable(bool reachable) { reachable_ = reachable; }
     // Single operations that fail, while the connection lives. See Tables.
     void onFault(Tables::Fault fault) { fault_ = std::move(fault); }
+    // Told of each operation, and whether it reaches the tables: what fault or lack of a connection made of
+    // it.
+    using Listener = std::function<void(Tables::Operation, const std::string& table, const EResultCode&)>;
+    void onOperation(Listener listener) { onOperation_ = std::move(listener); }
     // Told when a connection was made.
     void onConnect(std::function<void()> handler) { onConnect_ = std::move(handler); }
 
@@ -41,10 +47,8 @@ public:
     cfg::common::IConfigClient& client() override { return deliveries_.client(); }
 
 private:
-    using EResultCode = velta::protocol::EResultCode;
-
     bool connect();
-    EResultCode beforeOperation(Tables::Operation operation, const std::string& table);
+    EResultCode resultBeforeOperation(Tables::Operation operation, const std::string& table);
     EResultCode beforeTransaction();
     bool areRowsOutdated() const;
 
@@ -52,9 +56,11 @@ private:
     Tables& tables_;
     cfg::Deliveries deliveries_;
     Tables::Fault fault_;
+    Listener onOperation_;
     std::function<void()> onConnect_;
     bool reachable_ = true;
     bool connected_ = false;
+    bool lostWhileWaiting_ = false;
     bool initialized_ = false;
     std::optional<Machine::Microseconds> connectedAgainAt_; // of the time that passed
 };

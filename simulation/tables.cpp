@@ -82,13 +82,18 @@ std::string Tables::text(const std::string& table, const std::string& column, in
     return row != nullptr ? row->getValue(column).getText() : std::string();
 }
 
+std::uint64_t Tables::version(const std::string& table) const {
+    const auto found = versions_.find(table);
+    return found != versions_.end() ? found->second : 0;
+}
+
 void Tables::edit(const std::string& table, Rows rows) {
     std::stable_sort(rows.begin(), rows.end(),
                      [](const ValueList& one, const ValueList& other) { return idOf(one) < idOf(other); });
     const auto known = committed_.find(table);
     if (known != committed_.end() && known->second == rows)
         return;
-    notices_.insert(table);
+    changed(table);
     if (open_)
         open_->erase(table);
     committed_[table] = std::move(rows);
@@ -96,7 +101,7 @@ void Tables::edit(const std::string& table, Rows rows) {
 
 void Tables::remove(const std::string& table) {
     if (committed_.erase(table) != 0)
-        notices_.insert(table);
+        changed(table);
     if (open_)
         open_->erase(table);
 }
@@ -251,7 +256,13 @@ void Tables::note(const std::string& table, const Rows& before, const Rows& afte
                 changes.push_back(
                     Change{table, idOf(after[row]), column, before[row].getValue(column), value});
     if (before != after)
-        notices_.insert(table);
+        changed(table);
+}
+
+void Tables::changed(const std::string& table) {
+    notices_.insert(table);
+    ++version_;
+    ++versions_[table];
 }
 
 } // namespace orv::simulation

@@ -2,6 +2,7 @@
 
 #include "cfg/iconfigclient.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <optional>
@@ -47,6 +48,11 @@ public:
     int number(const std::string& table, const std::string& column, int id = 0) const;
     std::string text(const std::string& table, const std::string& column, int id = 0) const;
 
+    bool has(const std::string& table) const { return committed_.count(table) != 0; }
+    // Counts the commits that changed something, anyone's, of all tables or of one.
+    std::uint64_t version() const { return version_; }
+    std::uint64_t version(const std::string& table) const;
+
     // Another client's commit: sets the table's rows, which are brought into Id order. A transaction that is
     // open goes on from there, without what it wrote to this table.
     void edit(const std::string& table, Rows rows);
@@ -79,10 +85,13 @@ private:
     const Rows* find(const std::string& table) const;
     EResultCode writable(const std::string& table, Rows*& rows);
     void note(const std::string& table, const Rows& before, const Rows& after, Changes& changes);
+    void changed(const std::string& table);
 
     TableMap committed_;
     std::optional<TableMap> open_; // the tables that the open transaction wrote, as it sees them
     std::set<std::string> notices_;
+    std::uint64_t version_ = 0;
+    std::map<std::string, std::uint64_t> versions_;
     Fault fault_;
     std::function<void(const Changes&)> onCommit_;
 };

@@ -119,11 +119,15 @@ void Household::boot() {
     rebootIsComing_ = false;
     setCall(false);
     setStream(false);
+    if (observer_ != nullptr)
+        observer_->booted();
     life_ = std::make_unique<Life>(*this);
     silenceLog();
     life_->link.onFault([this](Tables::Operation operation, const std::string& table) {
         return beforeOperation(operation, table);
     });
+    life_->link.onOperation([this](Tables::Operation operation, const std::string& table,
+                                   const EResultCode& result) { noteOperation(operation, table, result); });
     life_->link.setReachable(reachable_);
     for (bool connected = false; !connected; machine_.sleep(connectInterval))
         connected = life_->link.initialize();
@@ -253,14 +257,20 @@ void Household::setReachable(bool reachable) {
 EResultCode Household::beforeOperation(Tables::Operation operation, const std::string& table) {
     if (powerOff_)
         return code::notConnected;
-    worked_ = true;
     EResultCode result = faults_.empty() ? EResultCode() : firstFailure(faults_, operation, table);
     if (result.ok() && !ambushes_.empty())
         result = firstFailure(ambushes_, operation, table);
-    if (!result.ok())
-        disturbed();
-    journal_.note(nameOf(operation), table, result.code());
     return result;
+}
+
+void Household::noteOperation(Tables::Operation operation, const std::string& table,
+                              const EResultCode& result) {
+    worked_ = true;
+    journal_.note(nameOf(operation), table, result.code());
+    if (result.ok())
+        return;
+    disturbed();
+    ++view_.failedOperations;
 }
 
 // A fault may wait, and others end meanwhile.

@@ -35,6 +35,8 @@ class Observer {
 public:
     virtual ~Observer() = default;
 
+    // A horad begins that knows nothing.
+    virtual void booted() {}
     // Horad committed; the cells that it changed.
     virtual void committed(const Tables::Changes&) {}
     // An iteration of horad's loop is over.
@@ -143,6 +145,7 @@ private:
     void shutDown(const Boot& boot);
     bool isOver() const { return observer_ != nullptr && observer_->violation().has_value(); }
     EResultCode beforeOperation(Tables::Operation operation, const std::string& table);
+    void noteOperation(Tables::Operation operation, const std::string& table, const EResultCode& result);
     static EResultCode firstFailure(const std::map<int, Tables::Fault>& faults, Tables::Operation operation,
                                     const std::string& table);
     void committed(const Tables::Changes& changes);

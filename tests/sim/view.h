@@ -3,6 +3,7 @@
 #include "simulation/machine.h"
 #include "simulation/tables.h"
 
+#include <cstdint>
 #include <list>
 #include <string>
 
@@ -19,6 +20,8 @@ struct View {
     bool stream = false;
     // Whole iterations of horad's loop since the last fault or disturbance was over, see Household.
     unsigned passesSinceFault = 0;
+    // Operations of horad that failed so far, by a fault or for want of a connection.
+    std::uint64_t failedOperations = 0;
 };
 
 } // namespace sim
