@@ -150,6 +150,11 @@ class ByteProxy:
         assert size <= len(self._passed)
         return size
 
+    def has_passed(self, data):
+        """Whether the store has sent it since the last cut_after()."""
+        with self._lock:
+            return data in self._passed
+
     @contextlib.contextmanager
     def outage(self):
         """Ends the connection and takes none meanwhile."""
