@@ -72,6 +72,7 @@ public:
     const View& view() const { return view_; }
     Machine& machine() { return machine_; }
     const Tables& tables() const { return tables_; }
+    bool isTransactionOpen() { return tables_.isTransactionOpen(); }
     Journal& journal() { return journal_; }
 
     // Lets that much time pass. It ends earlier where something is wrong. What horad waits for in the last

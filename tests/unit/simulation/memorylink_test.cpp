@@ -1,6 +1,5 @@
-#include "simulation/memorylink.h"
-
 #include "cfg/iconfighandler.h"
+#include "simulation/memorylink.h"
 
 #include <list>
 #include <string>
