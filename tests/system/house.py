@@ -345,8 +345,10 @@ class House:
     def close(self):
         if COUNTING:
             self._send_all(signal.SIGTERM)
-            with contextlib.suppress(Timeout):
-                wait_until(lambda: not self.processes(), "the end of all", deadline=3)
+            with contextlib.suppress(Timeout, subprocess.TimeoutExpired):
+                for program in self._programs:
+                    program.process.wait(3)
+                wait_until(lambda: not self.processes(), "the end of the daemons", deadline=3)
         self._send_all(signal.SIGKILL)
         for program in self._programs:
             program.kill()

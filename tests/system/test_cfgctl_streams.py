@@ -38,6 +38,8 @@ def test_watch_writes_into_a_file(store):
     store.set("WlanGlobals", WlanEnable=1)
     with open(store.path("/tmp/changes")) as file:
         wait_until(lambda: file.seek(0) or file.read() == "WlanGlobals WlanEnable: 0 -> 1\n", "the line")
+    store.server.stop()
+    assert watch.wait() == 1
 
 
 def test_watch_of_a_table_that_cannot_be_read_says_so_and_ends(house):
