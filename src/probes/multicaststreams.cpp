@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <utility>
 
 namespace orv {
@@ -66,70 +67,139 @@ std::int32_t groupNumber(const std::string& group) {
     return static_cast<std::int32_t>(std::clamp<long long>(number, INT32_MIN, INT32_MAX));
 }
 
-} // namespace
-
-MulticastStreamInfo::MulticastStreamInfo(const std::string& line, EIpProtocolVersion rowVersion)
-    : vifFile(rowVersion != IPv4 ? ip6MrVifFile : ipMrVifFile) {
-    doLoad(line, rowVersion);
-}
-
-void MulticastStreamInfo::doLoad(const std::string& line, EIpProtocolVersion rowVersion) {
-    version = rowVersion;
-    const Row row(line);
-    group = row.column(Group);
-    origin = row.column(Origin);
-    inputInterface.clear();
-    if (row.has(InputInterface)) // an empty text would count as index 0
-        inputInterface = getInterfaceNameByIndex(row.column(InputInterface), vifFile);
-    std::map<std::string, std::string> ttlOfIndex;
-    string::SeparatedStringtoMap(row.from(FirstOutputInterface), ttlOfIndex, ':', ' ');
-    outputInterfaces.clear();
-    for (const auto& [index, ttl] : ttlOfIndex)
-        outputInterfaces.push_back(getInterfaceNameByIndex(index, vifFile));
-    loaded = 1;
-}
-
-bool MulticastStreamInfo::isIPTV() const {
-    if (version != IPv4)
+// All but the groups of the local network's own protocols are television.
+bool isTelevision(const std::string& group, MulticastStreamInfo::EIpProtocolVersion version) {
+    if (version != MulticastStreamInfo::IPv4)
         return true;
     const auto number = static_cast<std::uint32_t>(groupNumber(group));
     return std::none_of(std::begin(localGroups), std::end(localGroups),
                         [number](const GroupRange& range) { return number - range.first < range.size; });
 }
 
-std::string MulticastStreamInfo::getInterfaceNameByIndex(int index, const std::string& vifFile) {
-    if (index < 0)
-        return {};
-    KernelFile file(vifFile);
-    std::string line;
-    (void)file.readLine(line); // the header
-    while (file.readLine(line)) {
-        const Row row(line);
-        if (row.column(Index) == std::to_string(index))
-            return row.column(Name);
+const char* cacheFile(MulticastStreamInfo::EIpProtocolVersion version) {
+    return version != MulticastStreamInfo::IPv4 ? ip6MrCacheFile : ipMrCacheFile;
+}
+
+const char* interfaceFile(MulticastStreamInfo::EIpProtocolVersion version) {
+    return version != MulticastStreamInfo::IPv4 ? ip6MrVifFile : ipMrVifFile;
+}
+
+// The rows of one of the kernel's tables, below its header. A table that can't be read has none.
+class Rows {
+public:
+    explicit Rows(const std::string& path) : file_(path) { (void)next(); }
+
+    bool next() { return file_.readLine(line_); }
+    const std::string& line() const { return line_; }
+
+private:
+    KernelFile file_;
+    std::string line_;
+};
+
+bool hasTelevision(MulticastStreamInfo::EIpProtocolVersion version) {
+    Rows rows(cacheFile(version));
+    while (rows.next())
+        if (!rows.line().empty() && isTelevision(Row(rows.line()).column(Group), version))
+            return true;
+    return false;
+}
+
+} // namespace
+
+// An interface table, which is read once: when it is first asked.
+class InterfaceNames {
+public:
+    explicit InterfaceNames(const std::string& path) : path_(path) {}
+
+    // Empty where the table has no such index.
+    std::string of(int index) {
+        if (index < 0)
+            return {};
+        if (!nameOfIndex_)
+            nameOfIndex_ = read();
+        const auto found = nameOfIndex_->find(std::to_string(index));
+        return found != nameOfIndex_->end() ? found->second : std::string();
     }
-    return {};
+    std::string of(const std::string& index) { return of(string::toInteger(index)); }
+
+private:
+    using NameOfIndex = std::map<std::string, std::string>;
+
+    // Of two rows with the same index, the first counts.
+    NameOfIndex read() const {
+        NameOfIndex nameOfIndex;
+        Rows rows(path_);
+        while (rows.next()) {
+            const Row row(rows.line());
+            nameOfIndex.emplace(row.column(Index), row.column(Name));
+        }
+        return nameOfIndex;
+    }
+
+    std::string path_;
+    std::optional<NameOfIndex> nameOfIndex_;
+};
+
+MulticastStreamInfo::MulticastStreamInfo(const std::string& line, EIpProtocolVersion rowVersion)
+    : vifFile(interfaceFile(rowVersion)) {
+    doLoad(line, rowVersion);
+}
+
+MulticastStreamInfo::MulticastStreamInfo(const std::string& line, EIpProtocolVersion rowVersion,
+                                         InterfaceNames& names)
+    : vifFile(interfaceFile(rowVersion)) {
+    load(line, rowVersion, names);
+}
+
+void MulticastStreamInfo::doLoad(const std::string& line, EIpProtocolVersion rowVersion) {
+    InterfaceNames names(vifFile);
+    load(line, rowVersion, names);
+}
+
+void MulticastStreamInfo::load(const std::string& line, EIpProtocolVersion rowVersion,
+                               InterfaceNames& names) {
+    version = rowVersion;
+    const Row row(line);
+    group = row.column(Group);
+    origin = row.column(Origin);
+    inputInterface.clear();
+    if (row.has(InputInterface)) // an empty text would count as index 0
+        inputInterface = names.of(row.column(InputInterface));
+    std::map<std::string, std::string> ttlOfIndex;
+    string::SeparatedStringtoMap(row.from(FirstOutputInterface), ttlOfIndex, ':', ' ');
+    outputInterfaces.clear();
+    for (const auto& [index, ttl] : ttlOfIndex)
+        outputInterfaces.push_back(names.of(index));
+    loaded = 1;
+}
+
+bool MulticastStreamInfo::isIPTV() const {
+    return isTelevision(group, version);
+}
+
+std::string MulticastStreamInfo::getInterfaceNameByIndex(int index, const std::string& vifFile) {
+    return InterfaceNames(vifFile).of(index);
 }
 
 std::string MulticastStreamInfo::getInterfaceNameByIndex(const std::string& index,
                                                          const std::string& vifFile) {
-    return getInterfaceNameByIndex(string::toInteger(index), vifFile);
+    return InterfaceNames(vifFile).of(index);
 }
 
 void MulticastStreams::doLoad(MulticastStreamInfo::EIpProtocolVersion version) {
     if (version == MulticastStreamInfo::IPv4 || version == MulticastStreamInfo::Both)
-        loadCache(ipMrCacheFile, MulticastStreamInfo::IPv4);
+        loadCache(MulticastStreamInfo::IPv4);
     if (version == MulticastStreamInfo::IPv6 || version == MulticastStreamInfo::Both)
-        loadCache(ip6MrCacheFile, MulticastStreamInfo::IPv6);
+        loadCache(MulticastStreamInfo::IPv6);
 }
 
-void MulticastStreams::loadCache(const char* path, MulticastStreamInfo::EIpProtocolVersion version) {
-    KernelFile file(path);
-    std::string line;
-    (void)file.readLine(line); // the header
-    while (file.readLine(line))
-        if (!line.empty())
-            streams_.emplace_back(line, version);
+void MulticastStreams::loadCache(MulticastStreamInfo::EIpProtocolVersion version) {
+    Rows rows(cacheFile(version));
+    InterfaceNames names(interfaceFile(version));
+    while (rows.next())
+        if (!rows.line().empty())
+            streams_.emplace_back(rows.line(), version, names);
 }
 
 bool MulticastStreams::isIPTVRunning() const {
@@ -137,10 +207,9 @@ bool MulticastStreams::isIPTVRunning() const {
                        [](const MulticastStreamInfo& stream) { return stream.isIPTV(); });
 }
 
+// As MulticastStreams would say of both, but nobody asks for the names of the interfaces.
 bool isIPTVStreamRunning() {
-    MulticastStreams streams;
-    streams.doLoad(MulticastStreamInfo::Both);
-    return streams.isIPTVRunning();
+    return hasTelevision(MulticastStreamInfo::IPv4) || hasTelevision(MulticastStreamInfo::IPv6);
 }
 
 } // namespace orv

@@ -12,6 +12,8 @@ extern const char* ip6MrCacheFile;
 extern const char* ipMrVifFile;
 extern const char* ip6MrVifFile;
 
+class InterfaceNames;
+
 // One row of a multicast routing cache: group, origin, index of the input interface, three counters, and a
 // pair of index and TTL for each outgoing interface ("1:1").
 class MulticastStreamInfo {
@@ -19,13 +21,15 @@ public:
     enum EIpProtocolVersion { IPv4 = 0, IPv6 = 1, Both = 2 };
 
     MulticastStreamInfo(const std::string& line, EIpProtocolVersion version);
+    // For one of many rows: takes the names from what was read for all of them.
+    MulticastStreamInfo(const std::string& line, EIpProtocolVersion version, InterfaceNames& names);
 
-    // Parses a row. What a short row lacks stays empty.
+    // Parses a row. What a short row lacks stays empty. Reads the interface table afresh.
     void doLoad(const std::string& line, EIpProtocolVersion version);
     // Whether the stream is television: all but the groups of the local network's own protocols are.
     bool isIPTV() const;
 
-    // Empty where the table has no such index, or can't be read.
+    // Reads the interface table afresh. Empty where it has no such index, or can't be read.
     static std::string getInterfaceNameByIndex(int index, const std::string& vifFile);
     // An index as text, decimal.
     static std::string getInterfaceNameByIndex(const std::string& index, const std::string& vifFile);
@@ -37,6 +41,9 @@ public:
     int loaded = 0;                          // 1 once a row was parsed
     EIpProtocolVersion version = IPv4;
     std::string vifFile;
+
+private:
+    void load(const std::string& line, EIpProtocolVersion version, InterfaceNames& names);
 };
 
 // The rows of the routing caches.
@@ -47,12 +54,12 @@ public:
     bool isIPTVRunning() const;
 
 private:
-    void loadCache(const char* path, MulticastStreamInfo::EIpProtocolVersion version);
+    void loadCache(MulticastStreamInfo::EIpProtocolVersion version);
 
     std::list<MulticastStreamInfo> streams_;
 };
 
-// Whether the kernel routes a television stream now.
+// Whether the kernel routes a television stream now. Reads the caches up to the first such stream.
 bool isIPTVStreamRunning();
 
 } // namespace orv

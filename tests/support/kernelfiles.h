@@ -93,24 +93,31 @@ struct KernelFiles {
 class OpenedFiles {
 public:
     explicit OpenedFiles(const std::filesystem::path& directory) : events_(inotify_init1(IN_NONBLOCK)) {
-        if (inotify_add_watch(events_, directory.c_str(), IN_OPEN) < 0)
+        // Equal events in a row would be one. Between two that open a file stands one that closes it.
+        if (inotify_add_watch(events_, directory.c_str(), IN_OPEN | IN_CLOSE) < 0)
             std::abort();
     }
     ~OpenedFiles() { close(events_); }
     OpenedFiles(const OpenedFiles&) = delete;
     OpenedFiles& operator=(const OpenedFiles&) = delete;
 
-    std::set<std::string> names() const {
-        std::set<std::string> names;
+    // As often as they were opened since the last question.
+    std::multiset<std::string> openings() const {
+        std::multiset<std::string> openings;
         char events[8192];
-        const ssize_t size = read(events_, events, sizeof events);
-        for (ssize_t at = 0; at < size;) {
-            inotify_event event{};
-            std::memcpy(&event, events + at, sizeof event);
-            names.insert(events + at + sizeof event);
-            at += static_cast<ssize_t>(sizeof event + event.len);
-        }
-        return names;
+        for (ssize_t size = 0; (size = read(events_, events, sizeof events)) > 0;)
+            for (ssize_t at = 0; at < size;) {
+                inotify_event event{};
+                std::memcpy(&event, events + at, sizeof event);
+                if ((event.mask & IN_OPEN) != 0)
+                    openings.insert(events + at + sizeof event);
+                at += static_cast<ssize_t>(sizeof event + event.len);
+            }
+        return openings;
+    }
+    std::set<std::string> names() const {
+        const std::multiset<std::string> all = openings();
+        return {all.begin(), all.end()};
     }
 
 private:

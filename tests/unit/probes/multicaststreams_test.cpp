@@ -204,6 +204,41 @@ TEST_F(Streams, EachVersionLooksUpItsOwnInterfaces) {
     EXPECT_THAT(opened.names(), ElementsAre("ip6_mr_cache", "ip6_mr_vif"));
 }
 
+TEST_F(Streams, TheInterfaceTableIsReadOnceForAllRows) {
+    files_.ipCache.write(ipCacheHeader + televisionRow + localRow + televisionRow);
+    files_.ipVif.write(vifTable(ipVifHeader, "eth", 2));
+    const OpenedFiles opened(files_.directory.path());
+
+    (void)isRunning(MulticastStreamInfo::IPv4);
+    EXPECT_THAT(opened.openings(), ElementsAre("ip_mr_cache", "ip_mr_vif"));
+}
+
+TEST_F(Streams, ALaterLoadReadsTheInterfaceTableAfresh) {
+    files_.ipCache.write(ipCacheHeader + televisionRow);
+    files_.ipVif.write(vifTable(ipVifHeader, "eth", 2));
+    const OpenedFiles opened(files_.directory.path());
+
+    MulticastStreams streams;
+    streams.doLoad(MulticastStreamInfo::IPv4);
+    streams.doLoad(MulticastStreamInfo::IPv4);
+    EXPECT_EQ(opened.openings().count("ip_mr_vif"), 2U);
+}
+
+TEST_F(Streams, WhetherOneRunsTakesNoInterfacesAndNothingBehindTheFirst) {
+    files_.ipCache.write(ipCacheHeader + localRow + televisionRow);
+    files_.ip6Cache.write(ip6CacheHeader);
+    files_.ipVif.write(vifTable(ipVifHeader, "eth", 2));
+    const OpenedFiles opened(files_.directory.path());
+
+    EXPECT_TRUE(isIPTVStreamRunning());
+    EXPECT_THAT(opened.openings(), ElementsAre("ip_mr_cache"));
+
+    files_.ipCache.write(ipCacheHeader + localRow);
+    (void)opened.openings();
+    EXPECT_FALSE(isIPTVStreamRunning());
+    EXPECT_THAT(opened.openings(), ElementsAre("ip6_mr_cache", "ip_mr_cache"));
+}
+
 TEST_F(Streams, AnotherLoadAddsToWhatIsThere) {
     MulticastStreams streams;
     files_.ipCache.write(ipCacheHeader + televisionRow);
