@@ -32,8 +32,8 @@ void printUsage() {
         std::cout << line << std::endl;
 }
 
-// Not checked, C25: what is no number is 0. What 32 bits can't hold counts as it does where long has 32
-// bits: the largest number, and for a negative one its two's complement.
+// Deliberately unchecked: a text that is not a number gives 0, large values saturate, negative ones wrap.
+// C25: sic
 std::uint32_t toSeconds(const char* text) {
     const long long number = std::strtoll(text, nullptr, 10);
     return static_cast<std::uint32_t>(std::min<long long>(number, UINT32_MAX));

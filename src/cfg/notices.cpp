@@ -7,8 +7,8 @@ namespace orv::cfg {
 
 namespace {
 
-// Notices name tables, of which a store has some dozens. From so many on, a table that waits already is not
-// kept again; whoever then still fills the bytes is no store.
+// A store has some dozens of tables. From this many names on, duplicates are dropped. A peer that exceeds
+// noticeLimit is faulty.
 constexpr std::size_t unmergedNotices = 1000;
 constexpr std::size_t noticeLimit = 128 * 1024; // bytes of memory
 

@@ -24,7 +24,7 @@ class NotificationHandler {
 public:
     // Does not connect yet. The dispatcher outlives this object.
     // reconnect: a lost connection is brought back. answerTimeout: seconds to wait for an answer.
-    // No start of a transaction brings a connection back for so long after one did not come.
+    // After a timed-out answer, startTransaction() does not reconnect for answerTimeout.
     // transactionWait: milliseconds that a start of a transaction waits its turn. mergeChanges: several
     // changes of a table before a delivery make one configChanged(). leaveOutOwn: the client's own commits
     // are not notified.

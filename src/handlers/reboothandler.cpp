@@ -1,8 +1,8 @@
 #include "handlers/reboothandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/transaction.h"
-#include "handlers/writing.h"
 #include "probes/systemidle.h"
 #include "timeplan/isotime.h"
 

@@ -1,8 +1,8 @@
 #include "handlers/timeframehandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/transaction.h"
-#include "handlers/writing.h"
 #include "probes/systemidle.h"
 
 #include <algorithm>

@@ -16,7 +16,7 @@ namespace orv::horad {
 // The values of "WindowMode".
 enum WindowMode {
     InWindow = 1,
-    InWindowToo = 2,      // no difference is made
+    InWindowAlias = 2,    // same as 1, C13: sic
     InWindowWhenIdle = 3, // only while the user's time plan is active and the system idle
 };
 

@@ -1,8 +1,9 @@
 #include "handlers/timeplanhandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/transaction.h"
-#include "handlers/writing.h"
+#include "handlers/writefailure.h"
 #include "log.h"
 
 #include <ctime>
@@ -67,7 +68,7 @@ void TimePlanHandler::getTables(std::list<std::string>& tables) {
 bool TimePlanHandler::configChanged(IConfigClient& client, const std::string& table) {
     if (!table.empty()) {
         Logger::instance().info("Table %s was changed", table.c_str());
-        (void)readTable(client, table); // what was read stays in mind either way
+        (void)readTable(client, table); // the plans that were read count either way
         return true;
     }
     Logger::instance().info("Initial reading of config");

@@ -35,7 +35,7 @@ private:
 
     System& system_;
     std::list<std::string> tables_;
-    std::map<std::string, Plans> plans_; // by table, in row order
+    std::map<std::string, Plans> plans_; // by table, in the order first seen
     LocalClock clock_;
 };
 

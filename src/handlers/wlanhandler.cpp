@@ -1,8 +1,9 @@
 #include "handlers/wlanhandler.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/transaction.h"
-#include "handlers/writing.h"
+#include "handlers/writefailure.h"
 #include "log.h"
 
 namespace orv::horad {

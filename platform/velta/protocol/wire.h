@@ -45,7 +45,8 @@ public:
     Value value();
     void values(ValueList& values);
     void names(NameList& names);
-    // For lengths that lie: so many things of at least so many bytes each must still fit in what is there.
+    // Reads a count. Fails if the remaining bytes can't hold that many elements of at least so many bytes
+    // each.
     std::uint32_t count(std::size_t leastBytesEach);
     // Passes over one value.
     void skipValue();

@@ -1,12 +1,9 @@
-#include "handlers/writing.h"
-
-#include "log.h"
+#include "handlers/onecell.h"
 
 namespace orv::horad {
 
 using velta::Value;
 using velta::ValueList;
-using velta::protocol::EResultCode;
 
 namespace {
 
@@ -28,16 +25,6 @@ ValueList oneCell(const char* column, const std::string& text) {
     Value value(Value::Text);
     value.setText(text);
     return oneCell(column, value);
-}
-
-void logStartFailure(const EResultCode& result) {
-    Logger::instance().error("Could start transaction: %d", result.code());
-    Logger::instance().debug("startTransaction() failed: %s", result.strerror().c_str());
-}
-
-void logWriteFailure(const EResultCode& result) {
-    Logger::instance().error("Could not set status: %d", result.code());
-    Logger::instance().debug("writing the status failed: %s", result.strerror().c_str());
 }
 
 } // namespace orv::horad
