@@ -1,5 +1,7 @@
 #include "sim/happenings.h"
 
+#include <cstdio>
+#include <ctime>
 #include <utility>
 
 namespace sim {
@@ -12,6 +14,7 @@ const std::vector<Happening>& happenings() {
         {"time frames", keepTimeframes},
         {"user plan", keepUserPlan},
         {"calls", haveCalls},
+        {"calls at reboots", haveCallsAtReboots},
         {"streams", haveStreams},
         {"services", runServices},
         {"busy store", beBusy},
@@ -23,6 +26,7 @@ const std::vector<Happening>& happenings() {
         {"lost notices", loseNotices},
         {"restored store", restoreOlderState},
         {"power cuts", losePower},
+        {"power cuts before reboots", losePowerBeforeReboots},
         {"power cuts at work", losePowerAtWork},
         {"clock steps", stepClock},
         {"other zones", moveHouse},
@@ -38,6 +42,18 @@ void recur(Household& household, const std::shared_ptr<Random>& random, Microsec
                                   recur(household, random, least, most, what);
                                   what(household, *random);
                               });
+}
+
+Microseconds untilReboot(const Household& household) {
+    const std::time_t now = household.view().machine.time();
+    std::tm local{};
+    (void)localtime_r(&now, &local);
+    int dueHour = 0;
+    int dueMinute = 0;
+    (void)std::sscanf(household.tables().text("AutoReboot", "Time").c_str(), "%d:%d", &dueHour, &dueMinute);
+    const Microseconds due = dueHour * hour + dueMinute * minute;
+    const Microseconds today = local.tm_hour * hour + local.tm_min * minute + local.tm_sec * second;
+    return (due - today + day) % day;
 }
 
 const Row* anyRow(const Household& household, const std::string& table, Random& random) {

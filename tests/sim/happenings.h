@@ -28,6 +28,8 @@ void keepUserPlan(Household& household, const std::shared_ptr<Random>& random);
 // Who talks and who watches.
 void haveCalls(Household& household, const std::shared_ptr<Random>& random);
 void haveStreams(Household& household, const std::shared_ptr<Random>& random);
+// Just before the reboot is due, and for about as long as it waits.
+void haveCallsAtReboots(Household& household, const std::shared_ptr<Random>& random);
 // What runs when it is started.
 void runServices(Household& household, const std::shared_ptr<Random>& random);
 // A store in trouble.
@@ -41,6 +43,8 @@ void loseNotices(Household& household, const std::shared_ptr<Random>& random);
 void restoreOlderState(Household& household, const std::shared_ptr<Random>& random);
 // The router.
 void losePower(Household& household, const std::shared_ptr<Random>& random);
+// So that the router runs for about as long as it has to before it reboots.
+void losePowerBeforeReboots(Household& household, const std::shared_ptr<Random>& random);
 void losePowerAtWork(Household& household, const std::shared_ptr<Random>& random);
 void stepClock(Household& household, const std::shared_ptr<Random>& random);
 void moveHouse(Household& household, const std::shared_ptr<Random>& random);
@@ -48,6 +52,8 @@ void moveHouse(Household& household, const std::shared_ptr<Random>& random);
 // Lets something happen again and again, each time after a span between these two.
 void recur(Household& household, const std::shared_ptr<Random>& random, Microseconds least, Microseconds most,
            std::function<void(Household&, Random&)> what);
+// How long it is until the clock shows the time of the automatic reboot, on an ordinary day.
+Microseconds untilReboot(const Household& household);
 // The row of a random Id; nothing where the table is empty.
 const Row* anyRow(const Household& household, const std::string& table, Random& random);
 

@@ -271,6 +271,8 @@ void Household::noteOperation(Tables::Operation operation, const std::string& ta
         return;
     disturbed();
     ++view_.failedOperations;
+    if (operation == Tables::Operation::UpdateRow)
+        ++view_.refusedUpdates;
 }
 
 // A fault may wait, and others end meanwhile.

@@ -1,5 +1,6 @@
 #include "sim/happenings.h"
 
+#include <algorithm>
 #include <string>
 
 // The owner's time frames, and the services that they start.
@@ -38,7 +39,7 @@ void changeFrame(Household& household, Random& random) {
     if (frame == nullptr)
         return;
     const int id = idOf(*frame);
-    switch (random.below(6)) {
+    switch (random.below(7)) {
     case 0:
         return household.change("TimeFrame", id, "TimeFrameEnd",
                                 clockNow(household) + random.number(0, 7200));
@@ -48,6 +49,8 @@ void changeFrame(Household& household, Random& random) {
         return household.change("TimeFrame", id, "MaxRetries", random.number(-1, 10));
     case 3:
         return household.change("TimeFrame", id, "UserMessage", std::to_string(random.number(0, 9)));
+    case 4: // horad does not look at it
+        return household.change("TimeFrame", id, "RunCounter", random.number(0, 3));
     default:
         return household.remove("TimeFrame", id);
     }
@@ -140,6 +143,18 @@ void haveCalls(Household& household, const std::shared_ptr<Random>& random) {
         const Microseconds length =
             chance.chance(10) ? chance.between(1 * hour, 30 * hour) : chance.between(5 * second, 90 * minute);
         house.machine().after(length, [&house] { house.setCall(false); });
+    });
+}
+
+void haveCallsAtReboots(Household& household, const std::shared_ptr<Random>& random) {
+    recur(household, random, 12 * hour, 5 * day, [](Household& house, Random& chance) {
+        const Microseconds early = chance.between(0, 10 * minute);
+        const Microseconds length = chance.chance(50) ? chance.between(55 * minute, 75 * minute)
+                                                      : chance.between(1 * minute, 3 * hour);
+        house.machine().after(std::max<Microseconds>(0, untilReboot(house) - early), [&house, length] {
+            house.setCall(true);
+            house.machine().after(length, [&house] { house.setCall(false); });
+        });
     });
 }
 

@@ -49,6 +49,16 @@ void losePower(Household& household, const std::shared_ptr<Random>& random) {
     });
 }
 
+void losePowerBeforeReboots(Household& household, const std::shared_ptr<Random>& random) {
+    recur(household, random, 12 * hour, 6 * day, [](Household& house, Random& chance) {
+        const Microseconds runtime = house.tables().number("AutoReboot", "MinimumRuntime") * second;
+        const Microseconds boot = untilReboot(house) - runtime + chance.between(-10 * minute, 10 * minute);
+        constexpr Microseconds off = 30 * second;
+        if (boot > off)
+            house.machine().after(boot - off, [&house] { house.cutPower(Boot{off, {}, 0}); });
+    });
+}
+
 // In the middle of what horad does with the store.
 void losePowerAtWork(Household& household, const std::shared_ptr<Random>& random) {
     recur(household, random, 1 * day, 8 * day, [random](Household& house, Random& chance) {

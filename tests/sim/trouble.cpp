@@ -104,8 +104,8 @@ void beSlow(Household& household, const std::shared_ptr<Random>& random) {
 }
 
 void failOnce(Household& household, const std::shared_ptr<Random>& random) {
-    recur(household, random, 1 * hour, 1 * day, [](Household& house, Random& chance) {
-        const Operation broken = chance.among(operations);
+    recur(household, random, 30 * minute, 10 * hour, [](Household& house, Random& chance) {
+        const Operation broken = chance.chance(30) ? Operation::Close : chance.among(operations);
         const int failure = failureOf(chance, broken);
         ambush(
             house, 1 * day, [broken](Operation operation) { return operation == broken; },

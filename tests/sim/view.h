@@ -22,6 +22,8 @@ struct View {
     unsigned passesSinceFault = 0;
     // Operations of horad that failed so far, by a fault or for want of a connection.
     std::uint64_t failedOperations = 0;
+    // Those of them that were updates of a row: horad takes them for done.
+    std::uint64_t refusedUpdates = 0;
 };
 
 } // namespace sim
