@@ -137,7 +137,7 @@ void Household::boot() {
 void Household::iterate() {
     life_->horad.iterate(life_->link);
     ++passes_;
-    view_.passesSinceFault = disturbed_ || !faults_.empty() ? 0 : view_.passesSinceFault + 1;
+    view_.passesSinceFault = disturbed_ || !reachable_ || !faults_.empty() ? 0 : view_.passesSinceFault + 1;
     disturbed_ = false;
     if (observer_ != nullptr)
         observer_->passed();

@@ -2,7 +2,7 @@
 
 #include "sim/happenings.h"
 #include "sim/scenario.h"
-#include "sim/unwatched.h"
+#include "sim/watched.h"
 #include "sim/zones.h"
 
 #include <algorithm>
@@ -63,7 +63,7 @@ void setProcessZone(const std::string& zone) {
 Outcome simulate(std::uint64_t seed, const std::string& zone, int days) {
     setProcessZone(zone);
     Household household(zone, beginningOf(seed, zone, days));
-    Unwatched observer;
+    Watched observer(household);
     household.observe(&observer);
     for (const Happening& happening : happenings())
         happening.begin(household, std::make_shared<Random>(seed, happening.name));
@@ -80,7 +80,7 @@ Outcome simulate(std::uint64_t seed, const std::string& zone, int days) {
 Outcome play(const Scenario& scenario) {
     setProcessZone(scenario.zone);
     Household household(scenario.zone, localTime(scenario.beginning));
-    Unwatched observer;
+    Watched observer(household);
     household.observe(&observer);
     Outcome outcome = watched(household, [&] { scenario.play(household); });
     if (outcome.failure)
