@@ -104,6 +104,8 @@ int main(int argc, char* argv[]) {
     const std::optional<sim::Options> options = sim::parseOptions(argc, argv);
     if (!options)
         return EXIT_FAILURE;
+    if (options->help)
+        return EXIT_SUCCESS;
     const std::vector<Run> runs =
         options->scenario.empty() ? householdRuns(*options) : scenarioRuns(options->scenario);
     if (runs.empty()) {

@@ -82,8 +82,12 @@ void take(Options& options, int letter, const std::string& text) {
     case 'c':
         options.scenario = text;
         break;
+    case 'h':
+        std::cout << usage;
+        options.help = true;
+        break;
     default:
-        throw Wrong{};
+        throw Wrong{}; // the C library has said what
     }
 }
 

@@ -14,9 +14,10 @@ struct Options {
     int days = 7;
     std::string scenario; // its name, or "all"; without one the seeds are run
     int jobs = 1;         // runs at the same time
+    bool help = false;    // the usage was printed, and that is all
 };
 
-// Says on standard error what is wrong, with the usage; nothing then, nor for --help.
+// Says on standard error what is wrong, with the usage; nothing then.
 std::optional<Options> parseOptions(int argc, char* argv[]);
 
 } // namespace sim

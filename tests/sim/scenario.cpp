@@ -36,6 +36,12 @@ void expectEqual(const std::string& what, long actual, long expected) {
                          std::to_string(actual));
 }
 
+void expectAtMost(const std::string& what, long actual, long most) {
+    if (actual > most)
+        throw Unexpected(what + " should be at most " + std::to_string(most) + " and are " +
+                         std::to_string(actual));
+}
+
 void expectNumber(const Household& household, const std::string& table, int id, const std::string& column,
                   int expected) {
     expectEqual(table + (id != 0 ? "." + std::to_string(id) : "") + " " + column,

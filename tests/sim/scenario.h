@@ -35,6 +35,7 @@ public:
 
 // All of these throw Unexpected, with what is and what should be in the text.
 void expectEqual(const std::string& what, long actual, long expected);
+void expectAtMost(const std::string& what, long actual, long most);
 void expectNumber(const Household& household, const std::string& table, int id, const std::string& column,
                   int expected);
 // The minutes of local time in which horad asked for a reboot: "2026-03-03T03:30".

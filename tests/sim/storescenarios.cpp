@@ -89,6 +89,32 @@ void noticeThatIsLost(Household& household) {
     expectNumber(household, "WlanGlobals", 0, "WlanEnable", 0);
 }
 
+// An iteration in two seconds, and some that a change of somebody else may cost.
+void expectCalmDay(Household& household) {
+    household.run(1 * hour);
+    const std::uint64_t before = household.passes();
+    household.run(1 * day);
+    expectAtMost("passes a day", static_cast<long>(household.passes() - before), 43'300);
+}
+
+// A row is written under the first three characters of its Id: the second one writes to the first, which
+// wants the opposite.
+void rowsThatWriteToEachOther(Household& household) {
+    household.insert("TimePlans", dailyPlan("TimePlans", 123, "0:00", "24:00", false));
+    household.insert("TimePlans", dailyPlan("TimePlans", 1234, "0:00", "24:00"));
+    expectCalmDay(household);
+}
+
+// It falls due at every pass of its last interval, which is all that there is of it, and each run is a
+// commit.
+void shortWindowWithoutAService(Household& household) {
+    insertFrame(household, 1, "2026-03-02 12:10:00", "2026-03-02 12:12:00", 1, -1);
+    runUntil(household, "2026-03-02 12:09:00");
+    const std::uint64_t before = household.passes();
+    household.run(5 * minute);
+    expectAtMost("passes in five minutes", static_cast<long>(household.passes() - before), 150 + 60);
+}
+
 } // namespace
 
 std::vector<Scenario> storeScenarios() {
@@ -100,6 +126,8 @@ std::vector<Scenario> storeScenarios() {
         {"window-ends-during-a-busy-store", berlin, noon, windowEndsDuringABusyStore},
         {"rows-gone-after-a-restore", berlin, noon, rowsGoneAfterARestore},
         {"notice-that-is-lost", berlin, noon, noticeThatIsLost},
+        {"rows-that-write-to-each-other", berlin, noon, rowsThatWriteToEachOther},
+        {"short-window-without-a-service", berlin, noon, shortWindowWithoutAService},
     };
 }
 
