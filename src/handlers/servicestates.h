@@ -27,8 +27,8 @@ class ServiceStates {
 public:
     explicit ServiceStates(Log log) : log_(log) {}
 
-    // Unknown where there was none.
-    ServiceState get(const std::string& table, int id) { return states_[table][id]; }
+    // Unknown where there was none. The place of a state stays as it is until its table is loaded again.
+    const ServiceState& get(const std::string& table, int id) { return states_[table][id]; }
     void update(const std::string& table, int id, ServiceState state) { states_[table][id] = state; }
 
     // Takes over the states of the table's rows, and forgets those whose row is gone. A row without a status

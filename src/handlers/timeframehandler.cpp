@@ -51,6 +51,7 @@ bool TimeframeHandler::configChanged(IConfigClient& client, const std::string&) 
     if (loaded)
         merge(std::move(*loaded));
     const bool statesLoaded = states_.load(client, dbm::FileTransfer);
+    schedule();
     return reader.complete() && statesLoaded;
 }
 
@@ -61,6 +62,15 @@ void TimeframeHandler::merge(Timeframes&& loaded) {
         if (loaded.count(id) == 0)
             log_.debug("Delete removed Timefames Id=%d", id); // C29: sic
     timeframes_.swap(loaded);
+    schedule();
+}
+
+// Behind whatever moves a frame or a state.
+void TimeframeHandler::schedule() {
+    schedule_.clear();
+    schedule_.reserve(timeframes_.size());
+    for (const auto& [id, frame] : timeframes_)
+        schedule_.push_back({id, *frame, states_.get(frame->name(), frame->id())});
 }
 
 // A frame that did not change keeps what it knows of its runs: it takes the place of the loaded one.
@@ -85,8 +95,8 @@ void TimeframeHandler::checkTimeframes(IConfigClient& client) {
         return;
     }
     bool acted = false;
-    for (const auto& [id, frame] : timeframes_)
-        acted = check(client, id, *frame) || acted;
+    for (const Scheduled& scheduled : schedule_)
+        acted = check(client, scheduled) || acted;
     if (acted)
         process(client);
 }
@@ -105,24 +115,25 @@ bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
 }
 
 // True where the frame's service is to be started.
-bool TimeframeHandler::check(IConfigClient& client, int id, Timeframe& frame) {
-    return takeDue(id, frame) && mayRunNow(client, frame) && countRun(client, id, frame);
+bool TimeframeHandler::check(IConfigClient& client, const Scheduled& scheduled) {
+    return takeDue(scheduled) && mayRunNow(client, scheduled.frame) &&
+           countRun(client, scheduled.id, scheduled.frame);
 }
 
-bool TimeframeHandler::takeDue(int id, Timeframe& frame) {
-    const ServiceState state = states_.get(frame.name(), frame.id());
-    if (state == ServiceState::Succeeded) {
+bool TimeframeHandler::takeDue(const Scheduled& scheduled) {
+    Timeframe& frame = scheduled.frame;
+    if (scheduled.state == ServiceState::Succeeded) {
         log_.debug("Skip service %s(Id=%d), already successfull finished", frame.name().c_str(), frame.id());
         return false;
     }
     frame.checkExecution();
-    if (state == ServiceState::Running) {
+    if (scheduled.state == ServiceState::Running) {
         log_.debug("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id());
         return false;
     }
     if (!frame.isDue() || !frame.isOpen())
         return false;
-    log_.debug("executionRequired for Timeframe(Id=%d)", id);
+    log_.debug("executionRequired for Timeframe(Id=%d)", scheduled.id);
     frame.clearDue(); // whatever comes of it: the next try waits for the next execution time
     return true;
 }

@@ -10,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace orv::horad {
 
@@ -37,12 +38,20 @@ public:
 private:
     using EResultCode = velta::protocol::EResultCode;
 
+    // A frame, and the state of its service: each pass asks for both, and looks up neither.
+    struct Scheduled {
+        int id;
+        Timeframe& frame;
+        const ServiceState& state;
+    };
+
     void merge(Timeframes&& loaded);
     void mergeOne(int id, std::unique_ptr<Timeframe>& loaded);
+    void schedule();
     [[nodiscard]] bool enableServiceDaemon(cfg::common::IConfigClient& client);
     void startServiceDaemon(cfg::common::IConfigClient& client);
-    bool check(cfg::common::IConfigClient& client, int id, Timeframe& frame);
-    bool takeDue(int id, Timeframe& frame);
+    bool check(cfg::common::IConfigClient& client, const Scheduled& scheduled);
+    bool takeDue(const Scheduled& scheduled);
     bool mayRunNow(cfg::common::IConfigClient& client, const Timeframe& frame);
     bool countRun(cfg::common::IConfigClient& client, int id, Timeframe& frame);
     bool beginTransaction(cfg::common::IConfigClient& client);
@@ -54,8 +63,9 @@ private:
     Timeframes timeframes_;
     std::map<int, std::string> servicesToStart_; // the table of each service, by its row's Id
     ServiceStates states_;
-    std::list<int> executed_; // the Ids of the frames whose run has to be written
-    int repeatInterval_;      // seconds
+    std::vector<Scheduled> schedule_; // by Id
+    std::list<int> executed_;         // the Ids of the frames whose run has to be written
+    int repeatInterval_;              // seconds
     bool firstPass_ = true;
 };
 
