@@ -44,8 +44,10 @@ INSTANTIATE_TEST_SUITE_P(Types, NumberTypes,
                          [](const auto& suite) { return suite.param.name; });
 
 TEST(OtherTypes, AreNoNumbers) {
-    for (const unsigned type : {unsigned{Value::None}, unsigned{Value::Text}, 5U, 4294967295U})
+    for (const unsigned type : {unsigned{Value::None}, unsigned{Value::Text}, 5U, 4294967295U}) {
         EXPECT_FALSE(isNumber(type)) << type;
+        EXPECT_EQ(descriptionOf(type), "no number") << type;
+    }
 }
 
 } // namespace
