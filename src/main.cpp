@@ -15,7 +15,7 @@
 #include <cstring>
 #include <exception>
 #include <functional>
-#include <iostream>
+#include <string>
 
 #include <malloc.h>
 
@@ -85,17 +85,24 @@ private:
 
 constexpr const char* alreadyRunning = "horad is already running";
 
-// False when there is nothing left to run: the reason is logged, and whoever started the daemon is told.
+// The log and whoever started the daemon are told.
+void reportFailure(const std::string& reason) {
+    Logger::instance().error("%s", reason.c_str());
+    ORV_Daemon_reportFailure(&pidFile, reason.c_str());
+}
+
+// False when there is nothing left to run: the reason is reported.
 bool becomeDaemon() {
+    ORV_Daemon_closeInheritedDescriptors();
     Logger::instance().enableSyslog();
     ORV_Daemon_construct(&pidFile, daemonName, pidFileDirectory);
     if (ORV_Daemon_occupiedPidFile(&pidFile) != 0) {
-        Logger::instance().error("%s", alreadyRunning);
-        std::cerr << alreadyRunning << std::endl;
+        reportFailure(alreadyRunning);
         return false;
     }
     if (ORV_Daemon_daemonize(&pidFile) != 0) {
-        Logger::instance().error("Could not become a daemon: %s", std::strerror(errno));
+        const std::string why = std::strerror(errno);
+        reportFailure(std::string("Could not become a daemon: ") + pidFile.failedStep + ": " + why);
         return false;
     }
     return true;

@@ -14,7 +14,6 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
-#include <iostream>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -39,14 +38,18 @@ public:
 
     // Returns in the daemon, which has no terminal that could go away, and no other use for these signals.
     void enter() {
+        logs_ = true;
         for (const int signal : {SIGHUP, SIGUSR1})
             (void)std::signal(signal, SIG_IGN);
         ORV_Daemon_construct(&daemon_, programName, pidFileDirectory);
         if (ORV_Daemon_occupiedPidFile(&daemon_) != 0)
             throw std::runtime_error("a daemon is running already, it holds the pid file in " +
                                      std::string(pidFileDirectory));
-        if (ORV_Daemon_daemonize(&daemon_) != 0)
-            throw std::system_error(errno, std::generic_category(), "can't become a daemon");
+        if (ORV_Daemon_daemonize(&daemon_) != 0) {
+            const int error = errno;
+            throw std::system_error(error, std::generic_category(),
+                                    std::string("can't become a daemon: ") + daemon_.failedStep);
+        }
         entered_ = true;
     }
 
@@ -59,14 +62,13 @@ public:
     void report(const std::string& reason) {
         const std::string line = velta::onOneLine(std::string(programName) + ": " + reason);
         ORV_Daemon_reportFailure(&daemon_, line.c_str());
-        if (entered_)
+        if (logs_)
             store::log::error(reason);
-        else
-            std::cerr << line << std::endl;
     }
 
 private:
     ORV_Daemon daemon_;
+    bool logs_ = false; // the log is not the standard error that a failure is reported on
     bool entered_ = false;
 };
 
@@ -136,6 +138,8 @@ void serve(const store::Options& options, store::Schema schema, DaemonMode& daem
 }
 
 void run(const store::Options& options, DaemonMode& daemon) {
+    if (options.daemon)
+        ORV_Daemon_closeInheritedDescriptors();
     store::log::open(options.verbose, options.daemon);
     store::expectOneThread();
     store::Schema schema = readSchema(options);

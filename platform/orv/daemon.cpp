@@ -1,14 +1,21 @@
 #include "orv/daemon.h"
 
+#include "orv/standarderror.h"
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <vector>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -56,15 +63,13 @@ void tellParent(ORV_Daemon* daemon, const std::string& report) {
         _exit(0);
     if (report.empty())
         report = "the daemon ended before it was ready";
-    report += '\n';
-    while (write(STDERR_FILENO, report.data(), report.size()) < 0 && errno == EINTR) {
-    }
+    (void)orv::writeToStandardError(report + '\n');
     _exit(1);
 }
 
-[[noreturn]] void giveUp(ORV_Daemon* daemon, const char* what) {
-    tellParent(daemon, std::string("can't become a daemon: ") + what + ": " + std::strerror(errno));
-    _exit(1);
+int failAt(ORV_Daemon* daemon, const char* step) {
+    daemon->failedStep = step;
+    return -1;
 }
 
 // Above the standard streams, which are replaced later, even where the caller has closed those.
@@ -87,27 +92,50 @@ int makePair(int (&ends)[2]) {
     return -1;
 }
 
-void leaveSession(ORV_Daemon* daemon) {
+int leaveSession(ORV_Daemon* daemon) {
     if (setsid() < 0)
-        giveUp(daemon, "setsid");
+        return failAt(daemon, "setsid");
     const pid_t child = fork(); // who leads no session never gets a terminal again
     if (child < 0)
-        giveUp(daemon, "fork");
+        return failAt(daemon, "fork");
     if (child > 0)
         _exit(0);
+    return 0;
 }
 
-void leaveSurroundings(ORV_Daemon* daemon) {
+int leaveSurroundings(ORV_Daemon* daemon) {
     umask(S_IWGRP | S_IWOTH);
     if (chdir("/") != 0)
-        giveUp(daemon, "/");
+        return failAt(daemon, "/");
     int null = open("/dev/null", O_RDWR | O_CLOEXEC);
     if (null < 0 || moveUp(null) != 0)
-        giveUp(daemon, "/dev/null");
+        return failAt(daemon, "/dev/null");
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
-        if (dup2(null, stream) < 0)
-            giveUp(daemon, "/dev/null");
+        if (dup2(null, stream) < 0) {
+            closeOnce(null);
+            return failAt(daemon, "/dev/null");
+        }
     closeOnce(null);
+    return 0;
+}
+
+// Those above the standard streams. Where the kernel does not tell, all that there may be.
+std::vector<int> inheritedDescriptors() {
+    std::vector<int> found;
+    if (DIR* const list = opendir("/proc/self/fd")) {
+        while (const dirent* entry = readdir(list))
+            if (const int descriptor = std::atoi(entry->d_name); descriptor > STDERR_FILENO)
+                found.push_back(descriptor);
+        closedir(list); // it is in the list itself
+        return found;
+    }
+    rlimit limit{};
+    (void)getrlimit(RLIMIT_NOFILE, &limit);
+    constexpr rlim_t most = 65536;
+    for (int descriptor = STDERR_FILENO + 1; descriptor < static_cast<int>(std::min(limit.rlim_cur, most));
+         ++descriptor)
+        found.push_back(descriptor);
+    return found;
 }
 
 int lockWithoutWaiting(int descriptor, int operation) {
@@ -193,6 +221,11 @@ void ORV_Daemon_occupyStandardStreams() {
             (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY); // takes the lowest number
 }
 
+void ORV_Daemon_closeInheritedDescriptors() {
+    for (const int descriptor : inheritedDescriptors())
+        (void)close(descriptor);
+}
+
 void ORV_Daemon_construct(ORV_Daemon* daemon, const char* name, const char* directory) {
     *daemon = ORV_Daemon();
     const int length = std::snprintf(daemon->path, sizeof daemon->path, "%s/%s", directory, name);
@@ -212,12 +245,13 @@ int ORV_Daemon_occupiedPidFile(const ORV_Daemon* daemon) {
 int ORV_Daemon_daemonize(ORV_Daemon* daemon) {
     int ends[2] = {-1, -1};
     if (makePair(ends) != 0)
-        return -1;
+        return failAt(daemon, "socketpair");
     (void)std::fflush(nullptr); // or both processes would hold what is still in the buffers
     const pid_t child = fork();
     if (child < 0) {
         closeOnce(ends[0]);
-        return fail(ends[1], errno);
+        closeOnce(ends[1]);
+        return failAt(daemon, "fork");
     }
     if (child > 0) {
         closeOnce(ends[1]);
@@ -227,9 +261,7 @@ int ORV_Daemon_daemonize(ORV_Daemon* daemon) {
     }
     closeOnce(ends[0]);
     daemon->parentPipe = ends[1];
-    leaveSession(daemon);
-    leaveSurroundings(daemon);
-    return 0;
+    return leaveSession(daemon) == 0 ? leaveSurroundings(daemon) : -1;
 }
 
 int ORV_Daemon_createPidFile(ORV_Daemon* daemon) {
@@ -239,7 +271,10 @@ int ORV_Daemon_createPidFile(ORV_Daemon* daemon) {
 }
 
 void ORV_Daemon_reportFailure(ORV_Daemon* daemon, const char* reason) {
-    tellParent(daemon, reason);
+    if (daemon->parentPipe >= 0)
+        tellParent(daemon, reason);
+    else
+        (void)orv::writeToStandardError(std::string(reason) + '\n');
 }
 
 void ORV_Daemon_deletePidFile(ORV_Daemon* daemon) {

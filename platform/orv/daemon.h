@@ -7,14 +7,19 @@
 // behind.
 
 struct ORV_Daemon {
-    char path[256] = {}; // empty until constructed, and where it would not fit
-    int lockedFile = -1; // the pid file, while this process holds it
-    int parentPipe = -1; // where the parent of a daemonised process waits to hear how it went
+    char path[256] = {};         // empty until constructed, and where it would not fit
+    int lockedFile = -1;         // the pid file, while this process holds it
+    int parentPipe = -1;         // where the parent of a daemonised process waits to hear how it went
+    const char* failedStep = ""; // of daemonising, for whoever tells of it
 };
 
 // Fills the standard streams that the caller has closed with something that can't be used, so that no file or
 // socket gets their numbers and with them what was meant for a stream. First of all in main().
 void ORV_Daemon_occupyStandardStreams();
+
+// Closes what the caller has left open beside the standard streams: a daemon that lives for months must not
+// hold another program's pipe, lock or file system. Before the program opens anything of its own.
+void ORV_Daemon_closeInheritedDescriptors();
 
 // All that return an int return 0 for success, except for occupiedPidFile.
 
@@ -24,13 +29,14 @@ int ORV_Daemon_occupiedPidFile(const ORV_Daemon* daemon);
 // Returns in the daemon only, which has no terminal, "/" as its working directory and /dev/null as its
 // standard streams. The calling process stays until ORV_Daemon_createPidFile() was called in the daemon, then
 // exits with 0, or with 1 and the reason on its standard error; likewise when the daemon ends before that.
-// Non-zero, with errno, when no process could be made.
+// Non-zero, with errno and the step that failed, where that can't be done: whichever process it returns in
+// then has to report the failure.
 int ORV_Daemon_daemonize(ORV_Daemon* daemon);
 // Locks the file, writes it and lets the parent go. Non-zero when another instance holds the file (errno
 // EWOULDBLOCK) or it can't be written; the parent then knows the reason.
 int ORV_Daemon_createPidFile(ORV_Daemon* daemon);
-// Lets the parent go with a reason of the caller's: the daemon ends before it was ready. Harmless once the
-// parent has heard how it went.
+// Tells whoever waits for the daemon that it ends before it was ready, and why: the parent, or the reader of
+// standard error where there is no parent. Harmless in a daemon whose parent has heard how it went.
 void ORV_Daemon_reportFailure(ORV_Daemon* daemon, const char* reason);
 // Removes the file if this process holds it; harmless otherwise, also on an object that was never
 // constructed.

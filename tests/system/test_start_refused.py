@@ -21,8 +21,8 @@ IN_FOREGROUND = {
     "poll": ("?epoll_create,epoll_create1", "EMFILE", None, ".*: Too many open files"),
 }
 AS_DAEMON = {
-    "pair": ("socketpair", "EMFILE", None, "can't become a daemon: Too many open files"),
-    "child": ("?fork,clone", "EAGAIN", None, "can't become a daemon: Resource temporarily unavailable"),
+    "pair": ("socketpair", "EMFILE", None, "can't become a daemon: socketpair: Too many open files"),
+    "child": ("?fork,clone", "EAGAIN", None, "can't become a daemon: fork: Resource temporarily unavailable"),
     "session": ("setsid", "EPERM", None, "can't become a daemon: setsid: Operation not permitted"),
     "root": ("chdir", "EACCES", None, "can't become a daemon: /: Permission denied"),
     "null": ("?open,openat", "ENXIO", "/dev/null", "can't become a daemon: /dev/null: No such device or address"),

@@ -65,6 +65,15 @@ def test_a_horad_whose_standard_error_is_a_full_pipe_goes_on_working(store, pipe
     assert re.match(r"\S+ warning horad: \d+ lines before this one could not be written\n", pipe.empty())
 
 
+def test_a_daemon_that_cannot_start_does_not_wait_for_the_reader_of_its_standard_error(store, pipe):
+    os.mkdir(store.path("/run/horad"))  # in place of the pid file: the daemon fails and its parent tells
+    assert pipe.start(store, "horad", "-d", "-t", "TimePlans").wait() == 1
+    os.rmdir(store.path("/run/horad"))
+    assert store.run("horad", "-d", "-t", "TimePlans")[0] == 0
+    assert pipe.start(store, "horad", "-d", "-t", "TimePlans").wait() == 1  # the first one runs
+    assert pipe.empty() == ""
+
+
 def daemon_of(house, program):
     with open(house.path(f"/run/{program}")) as file:
         return int(file.read())

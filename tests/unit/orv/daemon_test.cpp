@@ -11,6 +11,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -175,6 +176,52 @@ TEST_F(DaemonizeTest, OtherDescriptorsStayOpen) {
 
     EXPECT_EQ(facts_.readThrough('\n'), "still open\n");
     EXPECT_EQ(exitStatusOf(caller_), 0);
+}
+
+class InheritedDescriptors : public test::DaemonTest {
+protected:
+    // How many above the standard streams are open, below a number that no process here reaches.
+    static int openAboveTheStandardStreams() {
+        int open = 0;
+        for (int descriptor = STDERR_FILENO + 1; descriptor < end; ++descriptor)
+            if (fcntl(descriptor, F_GETFD) >= 0)
+                ++open;
+        return open;
+    }
+
+    static bool standardStreamsAreOpen() {
+        return fcntl(STDIN_FILENO, F_GETFD) >= 0 && fcntl(STDOUT_FILENO, F_GETFD) >= 0 &&
+               fcntl(STDERR_FILENO, F_GETFD) >= 0;
+    }
+
+    // 0 where nothing but the standard streams is left.
+    static int statusOfClosing() {
+        ORV_Daemon_closeInheritedDescriptors();
+        return openAboveTheStandardStreams() == 0 && standardStreamsAreOpen() ? 0 : 1;
+    }
+
+    static constexpr int end = 512;
+};
+
+TEST_F(InheritedDescriptors, AreClosedAndTheStandardStreamsStay) {
+    EXPECT_EQ(exitStatusOf(inChild([] {
+                  for (const int descriptor : {3, 4, 7, 200, end - 1})
+                      (void)dup2(STDIN_FILENO, descriptor);
+                  return statusOfClosing();
+              })),
+              0);
+}
+
+TEST_F(InheritedDescriptors, AreClosedWhereNoneIsLeftToAskTheKernelWith) {
+    EXPECT_EQ(exitStatusOf(inChild([] {
+                  const rlimit few{end, end};
+                  if (setrlimit(RLIMIT_NOFILE, &few) != 0)
+                      return 99;
+                  while (dup(STDIN_FILENO) >= 0) {
+                  }
+                  return statusOfClosing();
+              })),
+              0);
 }
 
 } // namespace
