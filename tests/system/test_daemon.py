@@ -152,6 +152,15 @@ def test_an_exception_is_logged_with_its_text_and_ends_with_0(house, log):
     assert not os.path.exists(house.path("/run/horad"))
 
 
+def test_a_stop_signal_that_comes_with_the_pid_file_is_no_sudden_death(store, log):
+    """It is there before the starter's caller knows of the daemon, and before the daemon has its handlers."""
+    early = ("-e", "inject=sendto:signal=SIGTERM:when=1")  # the first message is that to the parent
+    daemon = traced(store, "sendto", "-d", "-v", *ARGUMENTS, more=early)
+    assert daemon.wait() == 0
+    log.wait("Signal received")
+    assert not os.path.exists(store.path("/run/horad"))
+
+
 def test_an_idle_iteration_waits_for_two_seconds(store):
     horad = traced(store, "epoll_wait", *ARGUMENTS)
     horad.err.wait("Initial reading of config")

@@ -170,6 +170,20 @@ TEST_F(TimeframePass, AFrameFallsDueAgainAfterTheInterval) {
     }
 }
 
+TEST_F(TimeframePass, AnIntervalThatNoNumberHoldsIsTheLongestOne) {
+    constexpr std::time_t lastSecond = UINT32_MAX; // in 2106, more than the longest interval away
+    for (const unsigned given : {unsigned{INT_MAX}, unsigned{INT_MAX} + 1, UINT_MAX}) {
+        SCOPED_TRACE(given);
+        TimeframeHandler handler(given, false);
+        setFrames({FrameRow(1).end(lastSecond)});
+        begin(handler);
+        EXPECT_TRUE(runsAt(handler, mondayNoon + 1));
+        EXPECT_FALSE(runsAt(handler, mondayNoon + 2));
+        EXPECT_FALSE(runsAt(handler, mondayNoon + INT_MAX));
+        EXPECT_TRUE(runsAt(handler, mondayNoon + INT_MAX + 1));
+    }
+}
+
 struct LimitCase {
     int maxRetries;
     int runs;

@@ -71,6 +71,29 @@ TEST(LocalClock, TakesANewTimeZoneWithTheNextMinute) {
     EXPECT_EQ(text(clock.at(minute + 60)), "0 5:1:0");
 }
 
+struct ZoneChange {
+    const char* what;
+    const char* before;
+    const char* after;
+    const char* moment; // local time afterwards
+};
+
+const ZoneChange zoneChanges[] = {
+    {"the offset alone", "AAA0", "AAA-5", "0 5:0:11"},
+    {"the name alone", "AAA0", "BBB0CCC,J1/0,J365/25", "0 1:0:11"}, // summer time all year round
+};
+
+TEST(LocalClock, TakesANewTimeZoneAtOnceWhereItWasSet) {
+    const std::time_t minute = 1711843200; // 2024-03-31 00:00 UTC, a Sunday
+    for (const ZoneChange& given : zoneChanges) {
+        fakes::LocalZone zone(given.before);
+        LocalClock clock;
+        EXPECT_EQ(text(clock.at(minute + 10)), "0 0:0:10") << given.what;
+        zone.set(given.after);
+        EXPECT_EQ(text(clock.at(minute + 11)), given.moment) << given.what;
+    }
+}
+
 TEST(LocalMoment, TakesANewTimeZoneAtOnce) {
     const std::time_t midnight = 1711843200; // 2024-03-31 00:00 UTC, a Sunday
     const fakes::LocalZone zone("UTC");
