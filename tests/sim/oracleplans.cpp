@@ -146,11 +146,13 @@ bool PlanWatch::askAgain(PlanRow& row, const WallTime& now) {
 }
 
 // An update that the store refused counts as done until the table is read again (C2): the rows that are
-// wrong now are left alone until then, or they are right.
+// wrong now are left alone until then, or they are right. A zone that was set in this minute counts for horad
+// already, perhaps.
 void PlanWatch::doubt() {
+    const WallTime now = wallTime(watch_.clock());
     for (PlanTable& table : tables_)
         for (const PlanRow& row : table.rows)
-            if (row.status != row.wanted()) {
+            if (row.status != row.wanted() || row.status != (isInside(row.week, now) == row.activate)) {
                 table.doubted.insert(row.id);
                 table.doubtEnds.reset();
             }
