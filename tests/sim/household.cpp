@@ -137,8 +137,10 @@ void Household::boot() {
 void Household::iterate() {
     life_->horad.iterate(life_->link);
     ++passes_;
-    view_.passesSinceFault = disturbed_ || !reachable_ || !faults_.empty() ? 0 : view_.passesSinceFault + 1;
-    disturbed_ = false;
+    const bool inTrouble = troubled_ || !reachable_ || !faults_.empty();
+    view_.passesSinceTrouble = inTrouble ? 0 : view_.passesSinceTrouble + 1;
+    view_.passesSinceFault = inTrouble || disturbed_ ? 0 : view_.passesSinceFault + 1;
+    disturbed_ = troubled_ = false;
     if (observer_ != nullptr)
         observer_->passed();
     if (std::exchange(worked_, false))
@@ -160,6 +162,7 @@ void Household::shutDown(const Boot& boot) {
     powerOff_ = false;
     disturbed();
     view_.passesSinceFault = 0;
+    view_.passesSinceTrouble = 0;
     nextBoot_ = boot;
     offUntil_ = machine_.passed() + boot.off;
 }
@@ -192,7 +195,7 @@ void Household::edit(const std::string& table, const std::function<void(Rows&)>&
         return;
     journal_.note("somebody changes", table);
     tables_.edit(table, std::move(rows));
-    disturbed();
+    disturbed_ = true; // and no more than that
 }
 
 void Household::insert(const std::string& table, const Row& row) {

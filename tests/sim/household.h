@@ -112,7 +112,7 @@ public:
     void setStream(bool running);
 
     // Something happened that horad needs an iteration to get over.
-    void disturbed() { disturbed_ = true; }
+    void disturbed() { disturbed_ = troubled_ = true; }
     // A disturbance that lasts, and what it makes of horad's operations. Returns its number.
     int beginFault(Tables::Fault fault = nullptr);
     void endFault(int number);
@@ -166,7 +166,8 @@ private:
     std::map<int, Tables::Fault> ambushes_;
     int lastFault_ = 0;
     bool disturbed_ = true;
-    bool worked_ = false; // horad asked the store for something in this iteration
+    bool troubled_ = true; // by more than somebody else's commit
+    bool worked_ = false;  // horad asked the store for something in this iteration
     bool reachable_ = true;
     std::uint64_t passes_ = 0;
 

@@ -26,7 +26,7 @@ void addFrame(Household& household, Random& random) {
     Row frame = newRow("TimeFrame", random.number(1, 999));
     const int start = clockNow(household) + random.number(-3600, 86400);
     set(frame, "WindowMode", random.number(1, 3));
-    set(frame, "ServicetableId", random.number(1, services));
+    set(frame, "ServicetableId", random.number(1, services + 1)); // of the last one there is no row
     set(frame, "TimeFrameStart", start);
     set(frame, "TimeFrameEnd", start + random.among(lengths) + random.number(-30, 30));
     set(frame, "MaxRetries", random.number(-1, 5));
@@ -62,7 +62,7 @@ void editUserPlan(Household& household, Random& random) {
         return household.remove("FirmwareUpdateTimePlan", idOf(random.among(rows)));
     Row entry = newRow("FirmwareUpdateTimePlan", random.number(1, 999));
     set(entry, "Enable", random.chance(80) ? 1 : 0);
-    set(entry, "WeekDay", random.chance(50) ? 0 : random.number(1, 7));
+    set(entry, "WeekDay", random.chance(40) ? 0 : random.number(1, 7));
     set(entry, "StartTimeHour", random.number(0, 23));
     set(entry, "StartTimeMinute", random.number(0, 59));
     set(entry, "EndTimeHour", random.number(0, 24));

@@ -29,6 +29,9 @@ void Oracle::judgeCell(const Tables::Change& change) {
         {"WlanGlobals", "WlanEnable"}, {"wexd", "Enable"},           {"TimeFrame", "RunCounter"},
         {"Reboot", "Trigger"},         {"AutoReboot", "LastReboot"},
     };
+    if (change.column == "WlanEnable" && watch_.view.tables.number("WlanGlobals", "AlwaysEnable") != 0)
+        watch_.suspected("WlanGlobals: WlanEnable was changed to " + change.after.getText() +
+                         " while the WLAN was always enabled");
     const std::list<std::string>& plans = watch_.view.planTables;
     if (change.column == "Status" ||
         (change.column == "TimePlanStatus" &&

@@ -5,7 +5,6 @@
 namespace sim {
 
 using orv::simulation::Tables;
-using velta::ValueList;
 
 namespace {
 
@@ -208,10 +207,6 @@ void RebootWatch::judgeTrigger(const std::string& lastReboot) {
         watch_.suspected("a reboot was triggered during a call");
     if (!waitsSince_ && !isInSlot(watch_.wall()))
         watch_.suspected("a reboot was triggered outside its slots, and it was not waited for");
-    if (watch_.view.machine.uptime() < settings_.minimum)
-        watch_.suspected("a reboot was triggered after an uptime of " +
-                         std::to_string(watch_.view.machine.uptime()) + " s, before the minimum of " +
-                         std::to_string(settings_.minimum) + " s");
     const std::vector<std::time_t> moments = momentsOf(lastReboot);
     if (mayLastRebootHold(lastReboot, settings_.minimum) && moments.size() == 1)
         watch_.suspected("a reboot was triggered less than the minimum of " +

@@ -11,7 +11,6 @@ namespace {
 
 constexpr const char* frameTable = "TimeFrame";
 constexpr const char* serviceTable = "FileTransfer";
-constexpr const char* planTable = "FirmwareUpdateTimePlan";
 constexpr const char* daemonTable = "wexd";
 constexpr int whenIdle = 3; // the window mode
 constexpr std::int64_t second = 1'000'000;
@@ -22,31 +21,6 @@ int numberIn(const ValueList& row, const char* column) {
 
 bool isMode(int mode) {
     return mode == 1 || mode == 2 || mode == 3;
-}
-
-// The hour of 24 is the last second of the day (C7).
-TimeOfDay entryTime(int hour, int minute, int seconds) {
-    return hour == 24 ? TimeOfDay{23, 59, 59} : TimeOfDay{hour, minute, seconds};
-}
-
-// Of entries with the same window the last one says whether it is enabled.
-void add(std::vector<UserWindow>& plan, const UserWindow& window) {
-    for (UserWindow& known : plan)
-        if (known.weekDay == window.weekDay && known.start == window.start && known.stop == window.stop) {
-            known.enabled = window.enabled;
-            return;
-        }
-    plan.push_back(window);
-}
-
-std::vector<UserWindow> userPlan(const Tables& tables) {
-    std::vector<UserWindow> plan;
-    for (const ValueList& row : tables.rows(planTable))
-        add(plan, {numberIn(row, "WeekDay"),
-                   entryTime(numberIn(row, "StartTimeHour"), numberIn(row, "StartTimeMinute"), 0),
-                   entryTime(numberIn(row, "EndTimeHour"), numberIn(row, "EndTimeMinute"), 59), // C5
-                   numberIn(row, "Enable") != 0});
-    return plan;
 }
 
 std::string nameOf(int frame) {
@@ -74,9 +48,10 @@ ServiceWatch::Frame ServiceWatch::frameFrom(const ValueList& row) {
 
 void ServiceWatch::rebooted() {
     frames_.clear();
-    plans_.clear();
-    planRead_.reset();
+    plan_.rebooted();
     looked_ = false;
+    daemonWasSet_ = false;
+    daemonVersion_ = watch_.view.tables.version(daemonTable);
 }
 
 // Takes over what others changed; horad has read it, or is going to.
@@ -86,20 +61,14 @@ void ServiceWatch::look() {
         return;
     version_ = tables.version();
     const bool first = !looked_;
-    if (first || planVersion_ != tables.version(planTable))
-        readPlan();
     const bool framesChanged = first || frameVersion_ != tables.version(frameTable);
     const bool servicesChanged = first || serviceVersion_ != tables.version(serviceTable);
     if (framesChanged)
         readFrames();
-    if (framesChanged || servicesChanged) {
-        planRead_ = userPlan(tables);
-        planReadAt_ = watch_.passes();
-    }
+    plan_.look(framesChanged || servicesChanged);
     looked_ = true;
     frameVersion_ = tables.version(frameTable);
     serviceVersion_ = tables.version(serviceTable);
-    planVersion_ = tables.version(planTable);
 }
 
 void ServiceWatch::readFrames() {
@@ -128,37 +97,6 @@ void ServiceWatch::readFrames() {
     }
 }
 
-// A change of the plan alone is not noticed. It counts with the next reading, which may be any moment where
-// something disturbs horad.
-void ServiceWatch::readPlan() {
-    constexpr std::size_t tooMany = 50;
-    planRead_.reset();
-    const bool isFirst = !looked_;
-    if (plans_.size() >= tooMany)
-        plans_.clear();
-    else if (isFirst || !plans_.empty())
-        plans_.push_back(userPlan(watch_.view.tables));
-}
-
-bool ServiceWatch::mayPlanAllow(const WallTime& now) const {
-    return plans_.empty() ||
-           std::any_of(plans_.begin(), plans_.end(), [&](const auto& plan) { return isActive(plan, now); });
-}
-
-bool ServiceWatch::doesPlanAllow(const WallTime& now) const {
-    return !plans_.empty() &&
-           std::all_of(plans_.begin(), plans_.end(), [&](const auto& plan) { return isActive(plan, now); });
-}
-
-// Horad has read the plan for certain in the iteration after the change that made it read, and the plan was
-// the same all the time.
-void ServiceWatch::settlePlan() {
-    if (!planRead_ || watch_.passes() < planReadAt_ + 2 || !watch_.isExact())
-        return;
-    plans_ = {*planRead_};
-    planRead_.reset();
-}
-
 void ServiceWatch::committed(const Changes& changes) {
     look();
     std::set<int> ran;
@@ -180,11 +118,14 @@ void ServiceWatch::counted(int id, const Changes& changes, const Tables::Change&
         watch_.violated(nameOf(id) + " ran in the first iteration of horad");
     const auto known = frames_.find(id);
     if (known == frames_.end()) {
-        watch_.suspected(nameOf(id) + " ran, and its mode is none that is known");
+        watch_.suspectedAsRead(nameOf(id) + " ran, and its mode is none that is known");
         return;
     }
     const auto counter = static_cast<std::uint32_t>(change.after.getInteger());
     Frame& frame = known->second;
+    if (frame.isNew)
+        frame.counter = static_cast<std::uint32_t>(change.before.getInteger());
+    frame.isNew = false;
     ++frame.runs;
     judgeRun(id, frame, counter, changes);
     frame.counter = counter;
@@ -194,15 +135,15 @@ void ServiceWatch::counted(int id, const Changes& changes, const Tables::Change&
 
 void ServiceWatch::judgeRun(int id, const Frame& frame, std::uint32_t counter, const Changes& changes) {
     if (!frame.counterIsDoubted && counter != frame.counter + 1)
-        watch_.suspected(nameOf(id) + ": RunCounter " + std::to_string(frame.counter + 1) +
-                         " was expected; it is " + std::to_string(counter));
+        watch_.suspectedAsRead(nameOf(id) + ": RunCounter " + std::to_string(frame.counter + 1) +
+                               " was expected; it is " + std::to_string(counter));
     // A limit of n allows n + 1 runs: the counter is compared before the run (C8).
     if (frame.limit >= 0 && counter - 1 > static_cast<std::uint32_t>(frame.limit))
-        watch_.suspected(nameOf(id) + " ran for the " + std::to_string(counter) +
-                         "th time, above its MaxRetries " + std::to_string(frame.limit));
+        watch_.suspectedAsRead(nameOf(id) + " ran for the " + std::to_string(counter) +
+                               "th time, above its MaxRetries " + std::to_string(frame.limit));
     const std::optional<std::string> reason = reasonAgainst(frame, changes);
     if (reason)
-        watch_.suspected(nameOf(id) + " ran " + *reason);
+        watch_.suspectedAsRead(nameOf(id) + " ran " + *reason);
 }
 
 // Why that frame should not have run now.
@@ -239,7 +180,7 @@ std::optional<std::string> ServiceWatch::lineAgainst(const Frame& frame) const {
         return "during a stream";
     const bool hasPlan = std::all_of(frame.services.begin(), frame.services.end(),
                                      [](const Service& service) { return service.first == serviceTable; });
-    if (hasPlan && !mayPlanAllow(watch_.wall()))
+    if (hasPlan && !plan_.mayAllow(watch_.wall()))
         return "outside the user's plan";
     return std::nullopt;
 }
@@ -274,12 +215,12 @@ void ServiceWatch::judgeStarts(const std::set<int>& counted, const Changes& chan
         const ServiceRow row = before({table, id}, changes);
         const Tables& store = watch_.view.tables;
         if (row.exists && row.isComplete && row.canStart() && store.number(table, "Status", id) != 1)
-            watch_.suspected(table + " " + std::to_string(id) +
-                             ": Status 1 was expected after a run; it is " +
-                             std::to_string(store.number(table, "Status", id)));
+            watch_.suspectedAsRead(table + " " + std::to_string(id) +
+                                   ": Status 1 was expected after a run; it is " +
+                                   std::to_string(store.number(table, "Status", id)));
         if (row.exists && row.isComplete && table == serviceTable && !store.rows(daemonTable).empty() &&
             store.number(daemonTable, "Enable") == 0)
-            watch_.suspected("wexd: Enable 1 was expected after the start of a service; it is 0");
+            watch_.suspectedAsRead("wexd: Enable 1 was expected after the start of a service; it is 0");
     }
 }
 
@@ -297,12 +238,13 @@ void ServiceWatch::judgeStatus(const Tables::Change& change, const std::set<int>
         if (serviceOfRow(id) == Service{change.table, change.id} &&
             watch_.view.tables.number(frameTable, "RunCounter", id) == static_cast<int>(frame.counter + 1))
             return;
-    watch_.suspected(name + " was started, and no run of a frame was counted for it");
+    watch_.suspectedAsRead(name + " was started, and no run of a frame was counted for it");
 }
 
 void ServiceWatch::passed() {
     look();
-    settlePlan();
+    plan_.settle();
+    judgeDaemon();
     const Microseconds now = watch_.view.machine.now();
     for (auto it = frames_.begin(); it != frames_.end();) {
         Frame& frame = it->second;
@@ -317,8 +259,21 @@ void ServiceWatch::passed() {
     }
 }
 
+// The first iteration enables it, whether there is something to do or not; a write that failed is not tried
+// again.
+void ServiceWatch::judgeDaemon() {
+    if (daemonWasSet_)
+        return;
+    const Tables& tables = watch_.view.tables;
+    daemonWasSet_ = watch_.failed() || daemonVersion_ != tables.version(daemonTable) ||
+                    tables.number(daemonTable, "Enable") != 0 || tables.rows(daemonTable).empty();
+    if (!daemonWasSet_ && watch_.isExact())
+        watch_.violated("wexd: Enable 1 was expected after the first iteration of horad; it is 0");
+}
+
 // A frame whose row can't be read once begins anew when it can (C12): where something failed, nobody knows.
 void ServiceWatch::settle(Frame& frame) {
+    frame.isNew = false;
     if (watch_.isExact())
         frame.isFresh = false;
     if (watch_.failed()) {
@@ -345,7 +300,7 @@ bool ServiceWatch::isDue(int id, const Frame& frame) const {
     }
     if (frame.mode != whenIdle)
         return true;
-    return !watch_.view.call && !watch_.view.stream && doesPlanAllow(watch_.wall());
+    return !watch_.view.call && !watch_.view.stream && plan_.doesAllow(watch_.wall());
 }
 
 // A run is not seen where somebody else's hand has put the number there already: the next one is.

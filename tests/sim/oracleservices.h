@@ -1,6 +1,7 @@
 #pragma once
 
 #include "sim/oraclecalendar.h"
+#include "sim/oracleuserplan.h"
 #include "sim/oraclewatch.h"
 
 #include <cstdint>
@@ -18,7 +19,7 @@ class ServiceWatch {
 public:
     using Changes = orv::simulation::Tables::Changes;
 
-    explicit ServiceWatch(Watch& watch) : watch_(watch) {}
+    explicit ServiceWatch(Watch& watch) : watch_(watch), plan_(watch) {}
 
     // Runs that were counted so far.
     std::uint64_t runs() const { return runs_; }
@@ -42,6 +43,7 @@ private:
         std::set<Service> services; // one of them is what it starts: a new one is not noticed
         std::uint32_t counter = 0;
         bool counterIsDoubted = false;         // horad may have read another one
+        bool isNew = true;                     // since this iteration
         bool isFresh = true;                   // it was not there when all was quiet last
         std::int64_t runs = 0;                 // since it was read, or may have been read anew
         Microseconds latestClock = 0;          // that horad has seen while it knew the frame
@@ -63,10 +65,6 @@ private:
 
     void look();
     void readFrames();
-    void readPlan();
-    void settlePlan();
-    bool mayPlanAllow(const WallTime& now) const;
-    bool doesPlanAllow(const WallTime& now) const;
     static Frame frameFrom(const velta::ValueList& row);
     ServiceRow before(const Service& service, const Changes& changes) const;
     Service serviceOfRow(int id) const;
@@ -80,20 +78,19 @@ private:
     bool isDue(int id, const Frame& frame) const;
     void settle(Frame& frame);
     void judgeLateness(int id, Frame& frame);
+    void judgeDaemon();
 
     Watch& watch_;
     std::uint64_t version_ = 0;
     bool looked_ = false;
     std::uint64_t frameVersion_ = 0;
     std::uint64_t serviceVersion_ = 0;
-    std::uint64_t planVersion_ = 0;
     std::map<int, Frame> frames_;
-    // The user's plan is read with the other two tables, not when it changes: one of these counts. None where
-    // there are too many to tell.
-    std::vector<std::vector<UserWindow>> plans_;
-    std::optional<std::vector<UserWindow>> planRead_; // if it stays until the iteration after
-    std::uint64_t planReadAt_ = 0;                    // the iteration
+    UserPlanWatch plan_;
     std::uint64_t runs_ = 0;
+    // Whether horad has enabled the service daemon since it began, or somebody else has set it since.
+    bool daemonWasSet_ = false;
+    std::uint64_t daemonVersion_ = 0;
 };
 
 } // namespace sim

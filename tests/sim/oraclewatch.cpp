@@ -21,12 +21,21 @@ void Watch::suspected(const std::string& what) {
         suspicion_ = atThisMoment(what);
 }
 
+void Watch::suspectedAsRead(const std::string& what) {
+    if (!suspicionAsRead_)
+        suspicionAsRead_ = atThisMoment(what);
+}
+
 void Watch::passed() {
     ++passes_;
-    exact_ = isUndisturbed();
+    lookForFailures();
+    exact_ = isUndisturbed(view.passesSinceFault);
+    if (isUndisturbed(view.passesSinceTrouble) && suspicionAsRead_ && !violation_)
+        violation_ = suspicionAsRead_;
     if (exact_ && suspicion_ && !violation_)
         violation_ = suspicion_;
     suspicion_.reset();
+    suspicionAsRead_.reset();
 }
 
 // What the iteration would have been, nobody knows: the power was cut.
@@ -34,12 +43,13 @@ void Watch::rebooted() {
     passes_ = 0;
     exact_ = false;
     suspicion_.reset();
+    suspicionAsRead_.reset();
     failuresSeen_ = view.failedOperations;
     failingPasses_ = 0;
     passesSinceFailure_ = 0;
 }
 
-bool Watch::isUndisturbed() {
+void Watch::lookForFailures() {
     failed_ = view.failedOperations != failuresSeen_;
     failuresSeen_ = view.failedOperations;
     if (failed_) {
@@ -48,9 +58,11 @@ bool Watch::isUndisturbed() {
     } else if (++passesSinceFailure_ >= settledAfterMany) {
         failingPasses_ = 0;
     }
-    if (view.passesSinceFault < settled)
-        return false;
-    return passesSinceFailure_ >= (failingPasses_ < manyFailures ? settled : settledAfterMany);
+}
+
+bool Watch::isUndisturbed(unsigned passesSince) const {
+    return passesSince >= settled &&
+           passesSinceFailure_ >= (failingPasses_ < manyFailures ? settled : settledAfterMany);
 }
 
 std::string Watch::atThisMoment(const std::string& what) const {

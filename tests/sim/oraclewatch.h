@@ -33,6 +33,8 @@ public:
     void violated(const std::string& what);
     // Something is wrong if the iteration turns out to be undisturbed: to be said before it is over.
     void suspected(const std::string& what);
+    // Something is wrong whoever else has committed in this iteration: horad reads that before it acts.
+    void suspectedAsRead(const std::string& what);
     const std::optional<std::string>& violation() const { return violation_; }
 
     void passed();
@@ -40,7 +42,8 @@ public:
 
 private:
     std::string atThisMoment(const std::string& what) const;
-    bool isUndisturbed();
+    void lookForFailures();
+    bool isUndisturbed(unsigned passesSince) const;
 
     std::uint64_t passes_ = 0;
     bool exact_ = false;
@@ -50,6 +53,7 @@ private:
     unsigned failingPasses_ = 0; // in a row, short breaks included
     WallClock wallClock_;
     std::optional<std::string> suspicion_;
+    std::optional<std::string> suspicionAsRead_;
     std::optional<std::string> violation_;
 };
 

@@ -129,7 +129,7 @@ void editWlan(Household& household, Random& random) {
 void editAutoReboot(Household& household, Random& random) {
     static const int runtimes[] = {0, 59, 60, 600, 3600, 5400, 5400, 5400, 86400, 604800};
     static const std::string stamps[] = {"", "never", "2099-01-01T00:00:00+0000", "2020-02-29T12:00:00+0100"};
-    switch (random.below(5)) {
+    switch (random.below(6)) {
     case 0:
         return household.change("AutoReboot", 0, "Enable", random.chance(80) ? 1 : 0);
     case 1:
@@ -138,6 +138,13 @@ void editAutoReboot(Household& household, Random& random) {
         return household.change("AutoReboot", 0, "Time", anyTime(random));
     case 3:
         return household.change("AutoReboot", 0, "MinimumRuntime", random.among(runtimes));
+    case 4: // off, and on another weekday some time later
+        household.change("AutoReboot", 0, "Enable", 0);
+        return household.machine().after(random.between(1 * minute, 1 * hour),
+                                         [&household, weekDay = random.number(1, 7)] {
+                                             household.change("AutoReboot", 0, "WeekDay", weekDay);
+                                             household.change("AutoReboot", 0, "Enable", 1);
+                                         });
     default:
         if (random.chance(20))
             household.change("AutoReboot", 0, "LastReboot", random.among(stamps));

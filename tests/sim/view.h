@@ -20,6 +20,8 @@ struct View {
     bool stream = false;
     // Whole iterations of horad's loop since the last fault or disturbance was over, see Household.
     unsigned passesSinceFault = 0;
+    // The same, where somebody else's commits are no disturbance.
+    unsigned passesSinceTrouble = 0;
     // Operations of horad that failed so far, by a fault or for want of a connection.
     std::uint64_t failedOperations = 0;
     // Those of them that were updates of a row: horad takes them for done.

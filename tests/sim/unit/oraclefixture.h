@@ -27,6 +27,7 @@ public:
             const bool single = table.columns.front().name != "Id";
             tables.edit(table.name, single ? Rows{newRow(table.name)} : Rows{});
         }
+        change("wexd", 0, "Enable", 1);
         tables.onCommit(
             [this](const orv::simulation::Tables::Changes& changes) { oracle.committed(changes); });
         oracle.rebooted();
@@ -37,7 +38,9 @@ public:
     void pass(const Work& work, int seconds = 2) {
         machine.passUntil(machine.passed() + seconds * aSecond);
         work();
+        view.passesSinceTrouble = disturbed && !onlyEdited ? 0 : view.passesSinceTrouble + 1;
         view.passesSinceFault = disturbed ? 0 : view.passesSinceFault + 1;
+        onlyEdited = false;
         disturbed = false;
         oracle.passed();
     }
@@ -123,8 +126,9 @@ public:
     orv::simulation::Tables tables;
     orv::simulation::Machine machine{mondayNoon * aSecond};
     std::list<std::string> planTables = {"WlanTimePlans", "TimePlans"};
-    View view{tables, machine, planTables, 180, false, false, 0, 0, 0};
+    View view{tables, machine, planTables, 180, false, false, 0, 0, 0, 0};
     bool disturbed = true;
+    bool onlyEdited = false; // what disturbs is no more than somebody else's commit
     Oracle oracle{view};
 };
 

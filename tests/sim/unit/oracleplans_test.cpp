@@ -218,6 +218,13 @@ TEST_F(OracleWlan, IsNobodysWhereItIsAlwaysEnabled) {
     expectViolation("WlanGlobals: WlanEnable 0 was expected");
 }
 
+TEST_F(OracleWlan, IsNotSwitchedWhereItIsAlwaysEnabled) {
+    change("WlanGlobals", 0, "AlwaysEnable", 1);
+    settle();
+    pass([this] { commitCell("WlanGlobals", 0, "WlanEnable", 1); });
+    expectViolation("WlanEnable was changed to 1 while the WLAN was always enabled");
+}
+
 TEST_F(OracleWlan, FollowsTheRowsWithTheNextIteration) {
     setClock("2026-03-03 07:59:50");
     insertPlan("WlanTimePlans", 1, "8:00", "17:00", false);

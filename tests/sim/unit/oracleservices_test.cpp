@@ -225,6 +225,17 @@ TEST_F(OracleServices, ARunBeforeItsMomentIsSeen) {
     expectViolation("TimeFrame 3 ran 2 times, and only 1 runs were due since it began");
 }
 
+TEST_F(OracleServices, ARunBeforeItsMomentIsSeenInTheIterationInWhichItsServiceFailed) {
+    insertFrame(1, 9);
+    runAt(10);
+    settle();
+    waitUntil(start + 100);
+    setService(5, 1);
+    onlyEdited = true;
+    pass([this] { run(2); });
+    expectViolation("TimeFrame 3 ran 2 times, and only 1 runs were due since it began");
+}
+
 TEST_F(OracleServices, MissedMomentsMayBeCaughtUp) {
     insertFrame(1, 9, -1000); // six moments have passed
     for (int counter = 1; counter <= 6; ++counter) {
@@ -339,6 +350,20 @@ TEST_F(OracleServices, AStartEnablesTheServiceDaemon) {
     settle();
     runAt(4);
     expectViolation("wexd: Enable 1 was expected");
+}
+
+TEST_F(OracleServices, TheFirstIterationEnablesTheServiceDaemon) {
+    for (const bool enables : {false, true}) {
+        OracleServicesWorld world;
+        world.change("wexd", 0, "Enable", 0);
+        world.oracle.rebooted();
+        world.pass([&] {
+            if (enables)
+                world.commitCell("wexd", 0, "Enable", 1);
+        });
+        world.settle();
+        EXPECT_EQ(world.text() == "quiet", enables);
+    }
 }
 
 TEST_F(OracleServices, AServiceOfAnotherTableIsLeftToItself) {
