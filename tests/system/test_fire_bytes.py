@@ -34,6 +34,8 @@ SANE = [
     r"error timefrmhdl: (load time frames|start wexd failed|size\(\) failed|close dababase transaction failed): ",
     r"error horad: Could start transaction: \d+$",
     r"error horad: Could not set status: \d+$",
+    r"error horad: Could not commit changes of \w+(, \w+)*: .*(not connected|did not answer|end of the connection within a frame)",
+    r"info horad: Changes of \w+(, \w+)* are committed again$",
 ]
 
 
