@@ -6,6 +6,7 @@ Nothing here sleeps to wait for a result: everything waits for an event, with a 
 import contextlib
 import datetime
 import os
+import queue
 import re
 import signal
 import socket
@@ -147,27 +148,38 @@ class Program:
 
 
 class Syslog:
-    """A system log: the datagrams that arrive at /dev/log."""
+    """A system log: the datagrams that arrive at /dev/log. Somebody takes them all the time, since the kernel keeps ten."""
 
     def __init__(self, path):
         self._socket = socket.socket(socket.AF_UNIX, socket.SOCK_DGRAM)
         self._path = path
         self._socket.bind(path)
         os.chmod(path, 0o666)
-        self._socket.settimeout(DEADLINE)
+        self._socket.settimeout(0.1)
         self.seen = []
+        self._arrived = queue.Queue()
+        self._closed = False
+        self._thread = threading.Thread(target=self._read, daemon=True)
+        self._thread.start()
+
+    def _read(self):
+        while not self._closed:
+            with contextlib.suppress(socket.timeout):
+                self._arrived.put(self._socket.recv(65536).decode(errors="replace"))
 
     def wait(self, pattern):
         """Reads on until a line that the pattern is found in."""
         while True:
             try:
-                self.seen.append(self._socket.recv(65536).decode(errors="replace"))
-            except socket.timeout as late:
+                self.seen.append(self._arrived.get(timeout=DEADLINE))
+            except queue.Empty as late:
                 raise Timeout(f"no line {pattern!r} in:\n" + "\n".join(self.seen)) from late
             if re.search(pattern, self.seen[-1]):
                 return self.seen[-1]
 
     def close(self):
+        self._closed = True
+        self._thread.join()
         self._socket.close()
         os.unlink(self._path)
 
