@@ -8,6 +8,7 @@ import datetime
 import os
 import queue
 import re
+import select
 import signal
 import socket
 import subprocess
@@ -67,26 +68,46 @@ def wait_until(condition, what, deadline=DEADLINE):
 
 
 class Lines:
-    """The lines of a stream as they come."""
+    """The lines of a stream as they come. What was written before anything else that the test saw is always seen."""
 
     def __init__(self, stream):
-        self.seen = []
+        self._stream = stream
+        self._lines = []
+        self._begun = b""  # a line without its end
         self._changed = threading.Condition()
         self._ended = False
-        self._thread = threading.Thread(target=self._read, args=(stream,), daemon=True)
+        self._thread = threading.Thread(target=self._read, daemon=True)
         self._thread.start()
 
-    def _read(self, stream):
-        with stream:
-            for line in stream:
-                self._put(line.decode(errors="replace").rstrip("\n"))
+    @property
+    def seen(self):
         with self._changed:
-            self._ended = True
-            self._changed.notify_all()
+            self._take()
+            return self._lines  # it grows on
 
-    def _put(self, line):
-        with self._changed:
-            self.seen.append(line)
+    def _read(self):
+        with self._stream:
+            while not self._ended:
+                self._is_readable(timeout=None)
+                with self._changed:
+                    self._take()
+
+    def _is_readable(self, timeout):
+        poll = select.poll()
+        poll.register(self._stream, select.POLLIN)
+        return poll.poll(timeout)
+
+    def _take(self):
+        """What is there now: a pipe holds at most 1 MiB."""
+        for _ in range(1 << 4):
+            if self._ended or not self._is_readable(timeout=0):
+                return
+            taken = os.read(self._stream.fileno(), 1 << 16)
+            *lines, self._begun = (self._begun + taken).split(b"\n")
+            if not taken:
+                self._ended = True
+                lines = [self._begun] if self._begun else []
+            self._lines += [line.decode(errors="replace") for line in lines]
             self._changed.notify_all()
 
     def wait(self, pattern, start=0, deadline=DEADLINE):
@@ -95,14 +116,14 @@ class Lines:
         at = start
         with self._changed:
             while True:
-                while at < len(self.seen):
-                    if re.search(pattern, self.seen[at]):
+                while at < len(self._lines):
+                    if re.search(pattern, self._lines[at]):
                         return at
                     at += 1
                 left = end - time.monotonic()
                 if left <= 0 or self._ended:
                     why = "the stream ended" if self._ended else f"not within {deadline} s"
-                    raise Timeout(f"no line {pattern!r} ({why}) in:\n" + "\n".join(self.seen))
+                    raise Timeout(f"no line {pattern!r} ({why}) in:\n" + "\n".join(self._lines))
                 self._changed.wait(left)
 
     def wait_end(self, deadline=DEADLINE):
