@@ -7,7 +7,7 @@
 
 #include <optional>
 
-namespace cfgctl {
+namespace tools {
 
 using velta::Value;
 using velta::protocol::ColumnInfo;
@@ -81,4 +81,4 @@ std::string serialise(const nlohmann::ordered_json& document, int indent) {
         document.dump(indent, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
-} // namespace cfgctl
+} // namespace tools

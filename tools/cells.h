@@ -8,7 +8,7 @@
 #include <string>
 
 // Cells between the store and what a person or a program writes.
-namespace cfgctl {
+namespace tools {
 
 // What a column's cells are: "a switch, 0 or 1".
 std::string kindOf(unsigned typeCode);
@@ -30,4 +30,4 @@ bool saysSomething(const velta::Value& value);
 // control character stands in it as it is.
 std::string serialise(const nlohmann::ordered_json& document, int indent = -1);
 
-} // namespace cfgctl
+} // namespace tools

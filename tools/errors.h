@@ -2,7 +2,7 @@
 
 #include <stdexcept>
 
-namespace cfgctl {
+namespace tools {
 
 // What keeps a command from being done: the store refuses it, or would, or isn't there. The text is for a
 // person; it may hold text from outside as it stands.
@@ -17,4 +17,4 @@ public:
     using std::runtime_error::runtime_error;
 };
 
-} // namespace cfgctl
+} // namespace tools

@@ -8,7 +8,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -202,4 +202,4 @@ void parseLoadFile(LoadText& text, LoadVisitor& visitor) {
     (void)nlohmann::json::sax_parse(stream, &parser); // the parser throws what it can't take
 }
 
-} // namespace cfgctl
+} // namespace tools

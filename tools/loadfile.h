@@ -10,7 +10,7 @@
 #include <vector>
 
 // What a file for `load` holds, before anybody asks whether the store has such tables.
-namespace cfgctl {
+namespace tools {
 
 // What is beyond is no load file. More rows don't fit into a table of the store.
 inline constexpr std::size_t loadTableLimit = 1000;
@@ -40,4 +40,4 @@ public:
 // Refused, with the place. Of the text no more than a row is kept.
 void parseLoadFile(LoadText& text, LoadVisitor& visitor);
 
-} // namespace cfgctl
+} // namespace tools

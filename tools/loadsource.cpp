@@ -12,7 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -91,4 +91,4 @@ void LoadSource::rewind() {
         refuse();
 }
 
-} // namespace cfgctl
+} // namespace tools

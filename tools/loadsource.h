@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <string>
 
-namespace cfgctl {
+namespace tools {
 
 // Bytes of standard input that are kept: more than a store with several full tables makes a dump of.
 inline constexpr std::uint64_t spoolLimit = 4ULL * 1024 * 1024 * 1024;
@@ -36,4 +36,4 @@ private:
     std::uint64_t spooled_ = 0;
 };
 
-} // namespace cfgctl
+} // namespace tools

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <string>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -47,4 +47,4 @@ void LoadText::countLines(std::size_t size) {
     }
 }
 
-} // namespace cfgctl
+} // namespace tools

@@ -6,7 +6,7 @@
 #include <functional>
 #include <streambuf>
 
-namespace cfgctl {
+namespace tools {
 
 // A text on its way into the parser, which takes a NUL byte for the end and keeps a value of any length: both
 // are refused here.
@@ -35,4 +35,4 @@ private:
     std::uint64_t column_ = 0; // bytes of the line before these
 };
 
-} // namespace cfgctl
+} // namespace tools

@@ -6,7 +6,7 @@
 #include <cstring>
 #include <iostream>
 
-namespace cfgctl {
+namespace tools {
 
 void print(const std::string& text) {
     errno = 0;
@@ -17,4 +17,4 @@ void print(const std::string& text) {
     throw Refused(std::string("standard output: ") + std::strerror(errno != 0 ? errno : EIO));
 }
 
-} // namespace cfgctl
+} // namespace tools

@@ -2,7 +2,7 @@
 
 #include <string>
 
-namespace cfgctl {
+namespace tools {
 
 // Nobody reads standard output any more: no failure, whoever stopped has what he wanted.
 struct ReaderGone {};
@@ -10,4 +10,4 @@ struct ReaderGone {};
 // Writes the text to standard output at once. Throws Refused with the reason where that fails, ReaderGone.
 void print(const std::string& text);
 
-} // namespace cfgctl
+} // namespace tools

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <exception>
 
-namespace cfgctl {
+namespace tools {
 
 using orv::cfg::ConfigClient;
 using orv::cfg::common::IConfigClient;
@@ -112,4 +112,4 @@ void Transaction::commit() {
     require(client_.closeTransaction());
 }
 
-} // namespace cfgctl
+} // namespace tools

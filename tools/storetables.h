@@ -11,9 +11,8 @@
 #include <vector>
 
 // What the commands ask of the store, with its refusals as exceptions.
-namespace cfgctl {
+namespace tools {
 
-inline constexpr const char* programName = "cfgctl";
 inline constexpr const char* idColumn = "Id";
 inline constexpr std::chrono::seconds connectPatience(1); // where many want to connect at once
 inline constexpr unsigned answerTimeout = 30;             // seconds; longer than a transaction waits its turn
@@ -63,4 +62,4 @@ private:
     orv::cfg::common::IConfigClient& client_;
 };
 
-} // namespace cfgctl
+} // namespace tools

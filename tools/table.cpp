@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -89,4 +89,4 @@ std::string aligned(const std::vector<TextRow>& rows, std::optional<std::size_t>
     return text;
 }
 
-} // namespace cfgctl
+} // namespace tools

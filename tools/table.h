@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace cfgctl {
+namespace tools {
 
 using TextRow = std::vector<std::string>;
 
@@ -17,4 +17,4 @@ using TextRow = std::vector<std::string>;
 // A cell that is longer than its line ends with "...".
 std::string aligned(const std::vector<TextRow>& rows, std::optional<std::size_t> lineWidth = std::nullopt);
 
-} // namespace cfgctl
+} // namespace tools

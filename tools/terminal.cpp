@@ -3,7 +3,7 @@
 #include <sys/ioctl.h>
 #include <unistd.h>
 
-namespace cfgctl {
+namespace tools {
 
 std::optional<std::size_t> terminalWidth() {
     winsize size{};
@@ -12,4 +12,4 @@ std::optional<std::size_t> terminalWidth() {
     return size.ws_col;
 }
 
-} // namespace cfgctl
+} // namespace tools

@@ -9,7 +9,7 @@
 #include <cstdio>
 #include <optional>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -111,4 +111,4 @@ std::string inQuotes(std::string_view text) {
     return '"' + std::string(text.substr(0, quotedLimit)) + (cut ? "...\"" : "\"");
 }
 
-} // namespace cfgctl
+} // namespace tools

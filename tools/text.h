@@ -5,7 +5,7 @@
 #include <string_view>
 
 // Text from the store or a file, for a person's terminal.
-namespace cfgctl {
+namespace tools {
 
 // The text with everything that could drive a terminal spelled out: control characters, bytes that are no
 // UTF-8, marks that turn the direction of writing, and, so that no two texts look the same, the backslash.
@@ -26,4 +26,4 @@ std::string asWord(std::string_view text);
 // Between quotes, for an error text: as it stands, cut where it is long.
 std::string inQuotes(std::string_view text);
 
-} // namespace cfgctl
+} // namespace tools

@@ -2,7 +2,7 @@
 
 #include <array>
 
-namespace cfgctl {
+namespace tools {
 
 namespace {
 
@@ -19,4 +19,4 @@ std::string timestamp(std::time_t time) {
     return text.insert(text.size() - minutesOfOffset, ":");
 }
 
-} // namespace cfgctl
+} // namespace tools

@@ -3,9 +3,9 @@
 #include <ctime>
 #include <string>
 
-namespace cfgctl {
+namespace tools {
 
 // Local time with its offset, as "2026-11-21T08:41:51+01:00".
 std::string timestamp(std::time_t time);
 
-} // namespace cfgctl
+} // namespace tools

@@ -10,8 +10,8 @@
 
 namespace {
 
-using cfgctl::LoadCell;
-using cfgctl::LoadRow;
+using tools::LoadCell;
+using tools::LoadRow;
 using LoadTable = fakes::LoadedTable;
 using fuzz::require;
 
@@ -20,7 +20,7 @@ constexpr std::size_t errorLimit = 1024; // bytes; a person reads it
 std::optional<std::vector<LoadTable>> parsed(const std::string& text) {
     try {
         return fakes::parsed(text).tables;
-    } catch (const cfgctl::Refused& error) {
+    } catch (const tools::Refused& error) {
         const std::size_t size = std::string(error.what()).size();
         require(size > 0 && size <= errorLimit, "a refusal has a reason, and a short one");
         return std::nullopt;

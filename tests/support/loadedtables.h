@@ -12,13 +12,13 @@ namespace fakes {
 struct LoadedTable {
     std::string name;
     bool list = false;
-    std::vector<cfgctl::LoadRow> rows;
+    std::vector<tools::LoadRow> rows;
 };
 
-class LoadedTables : public cfgctl::LoadVisitor {
+class LoadedTables : public tools::LoadVisitor {
 public:
     void table(const std::string& name, bool list) override { tables.push_back(LoadedTable{name, list, {}}); }
-    void row(const cfgctl::LoadRow& row, const std::string& place) override {
+    void row(const tools::LoadRow& row, const std::string& place) override {
         tables.back().rows.push_back(row);
         places.push_back(place);
     }
@@ -28,7 +28,7 @@ public:
 };
 
 // A text arrives in pieces of so many bytes.
-inline cfgctl::LoadText::Read readFrom(const std::string& text, std::size_t piece = 64 * 1024) {
+inline tools::LoadText::Read readFrom(const std::string& text, std::size_t piece = 64 * 1024) {
     return [&text, piece, begin = std::size_t{0}](char* bytes, std::size_t size) mutable {
         const std::size_t count = std::min({size, piece, text.size() - begin});
         std::copy_n(text.data() + begin, count, bytes);
@@ -39,8 +39,8 @@ inline cfgctl::LoadText::Read readFrom(const std::string& text, std::size_t piec
 
 inline LoadedTables parsed(const std::string& text, std::size_t piece = 64 * 1024) {
     LoadedTables tables;
-    cfgctl::LoadText input(readFrom(text, piece));
-    cfgctl::parseLoadFile(input, tables);
+    tools::LoadText input(readFrom(text, piece));
+    tools::parseLoadFile(input, tables);
     return tables;
 }
 

@@ -1,5 +1,5 @@
 #include "rows.h"
-#include "tools/commands.h"
+#include "tools/cfgctl/commands.h"
 #include "tools/errors.h"
 
 #include <string>
@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 using ::testing::ElementsAre;
@@ -48,4 +48,4 @@ TEST(CellArguments, NameAColumnOnce) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 using testing::errorOf;
@@ -99,4 +99,4 @@ TEST(Json, ReplacesWhatIsNoUtf8) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

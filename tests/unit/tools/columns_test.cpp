@@ -1,9 +1,9 @@
 #include "rows.h"
-#include "tools/columns.h"
+#include "tools/cfgctl/columns.h"
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 using namespace testing;
@@ -37,4 +37,4 @@ TEST(Columns, HaveNoMemberInJsonForWhatTheyHaveNot) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

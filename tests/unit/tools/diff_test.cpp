@@ -1,5 +1,5 @@
 #include "rows.h"
-#include "tools/diff.h"
+#include "tools/cfgctl/diff.h"
 
 #include <string>
 #include <vector>
@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 using namespace testing;
@@ -105,4 +105,4 @@ TEST(JsonChange, BeginsWithItsTime) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -1,5 +1,5 @@
 #include "rows.h"
-#include "tools/dump.h"
+#include "tools/cfgctl/dump.h"
 #include "tools/errors.h"
 
 #include <algorithm>
@@ -9,7 +9,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 using namespace testing;
@@ -97,4 +97,4 @@ TEST(Dump, RefusesATextThatJsonCannotHold) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

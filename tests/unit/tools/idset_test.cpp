@@ -1,10 +1,10 @@
-#include "tools/idset.h"
+#include "tools/cfgctl/idset.h"
 
 #include <cstdint>
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 TEST(IdSet, TakesEachIdOnce) {
@@ -37,4 +37,4 @@ TEST(IdSet, HoldsManyInAnyOrder) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

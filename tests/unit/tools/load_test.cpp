@@ -1,10 +1,10 @@
 #include "rows.h"
 #include "support/loadedtables.h"
 #include "tools/cells.h"
-#include "tools/dump.h"
+#include "tools/cfgctl/dump.h"
+#include "tools/cfgctl/load.h"
+#include "tools/cfgctl/loadtables.h"
 #include "tools/errors.h"
-#include "tools/load.h"
-#include "tools/loadtables.h"
 #include "velta/protocol/wire.h"
 
 #include <string>
@@ -12,7 +12,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 namespace {
 
 using namespace testing;
@@ -196,4 +196,4 @@ TEST(Outcome, SaysWhatWasWrittenAndHowLongItTook) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 using fakes::parsed;
@@ -145,4 +145,4 @@ TEST(LoadFile, MayHaveMoreRowsThanATableUsuallyHas) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

@@ -12,7 +12,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 using testing::errorOf;
@@ -102,4 +102,4 @@ TEST(LoadSource, ThatIsADirectoryIsRefused) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

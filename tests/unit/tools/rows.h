@@ -10,7 +10,7 @@
 #include <gtest/gtest.h>
 
 // Rows and tables for the tests, in few words.
-namespace cfgctl::testing {
+namespace tools::testing {
 
 inline velta::Value number(unsigned typeCode, std::int64_t content) {
     velta::Value value(typeCode);
@@ -63,4 +63,4 @@ std::string errorOf(Call call) {
     return {};
 }
 
-} // namespace cfgctl::testing
+} // namespace tools::testing

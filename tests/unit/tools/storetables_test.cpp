@@ -2,7 +2,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 using velta::protocol::EResultCode;
@@ -21,4 +21,4 @@ TEST(FailureText, OfAnyOtherRefusalSaysWhatItIs) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 TEST(AlignedTable, SetsColumnsBelowEachOther) {
@@ -72,4 +72,4 @@ TEST(AlignedTable, OfNoRowsPrintsNothing) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

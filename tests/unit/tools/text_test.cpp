@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 struct PrintableCase {
@@ -72,4 +72,4 @@ TEST(Quotes, CutALongText) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

@@ -5,7 +5,7 @@
 
 #include <gtest/gtest.h>
 
-namespace cfgctl {
+namespace tools {
 namespace {
 
 class Timestamps : public ::testing::Test {
@@ -29,4 +29,4 @@ TEST_F(Timestamps, AreLocalTimeWithItsOffset) {
 }
 
 } // namespace
-} // namespace cfgctl
+} // namespace tools

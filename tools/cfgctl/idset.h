@@ -5,7 +5,7 @@
 #include <set>
 #include <vector>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 // Many Ids, in little memory: those that come in rising order, as in a dump, cost 4 bytes each.
 class IdSet {
@@ -22,4 +22,4 @@ private:
     std::set<std::uint32_t> late_; // that came behind a larger one, until there are many
 };
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

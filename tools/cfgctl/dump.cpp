@@ -1,4 +1,4 @@
-#include "tools/dump.h"
+#include "tools/cfgctl/dump.h"
 
 #include "tools/cells.h"
 #include "velta/celltype.h"
@@ -6,7 +6,7 @@
 
 #include <utility>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using nlohmann::ordered_json;
 using velta::Value;
@@ -109,4 +109,4 @@ void DumpWriter::printPart() {
     text_.clear();
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -1,8 +1,8 @@
-#include "tools/loadtables.h"
+#include "tools/cfgctl/loadtables.h"
 
 #include "cfg/pipeline.h"
 #include "cfg/requests.h"
-#include "tools/load.h"
+#include "tools/cfgctl/load.h"
 #include "tools/loadsource.h"
 
 #include <array>
@@ -10,7 +10,7 @@
 #include <deque>
 #include <memory>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using orv::cfg::ConfigClient;
 using orv::cfg::Pipeline;
@@ -178,4 +178,4 @@ std::string LoadOutcome::text() const {
     return counts + "the transaction was open for " + seconds.data() + " s";
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -8,7 +8,9 @@
 #include <utility>
 #include <vector>
 
-namespace cfgctl {
+namespace tools::cfgctl {
+
+inline constexpr const char* programName = "cfgctl";
 
 struct Target {
     std::string table;
@@ -47,4 +49,4 @@ std::string removeCommand(orv::cfg::ConfigClient& client, const Arguments& argum
 std::string loadCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 std::string dumpCommand(orv::cfg::ConfigClient& client, const Arguments& arguments);
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

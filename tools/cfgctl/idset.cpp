@@ -1,8 +1,8 @@
-#include "tools/idset.h"
+#include "tools/cfgctl/idset.h"
 
 #include <algorithm>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 namespace {
 
@@ -36,4 +36,4 @@ void IdSet::merge() {
     late_.clear();
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 nlohmann::ordered_json rowAsJson(const velta::ValueList& row);
 // The one row of a single-row table as an object, the rows of any other as a list of objects.
@@ -42,4 +42,4 @@ private:
     bool firstRow_ = true;
 };
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -5,12 +5,12 @@
 #include "orv/daemon.h"
 #include "orv/lackofmemory.h"
 #include "orv/sysloglevel.h"
-#include "tools/commands.h"
+#include "tools/cfgctl/commands.h"
+#include "tools/cfgctl/watch.h"
 #include "tools/errors.h"
 #include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/text.h"
-#include "tools/watch.h"
 
 #include <CLI/CLI.hpp>
 #include <exception>
@@ -25,8 +25,8 @@
 
 namespace {
 
-using cfgctl::answerTimeout;
-using cfgctl::Arguments;
+using tools::answerTimeout;
+using tools::cfgctl::Arguments;
 
 constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
@@ -63,10 +63,10 @@ using Command = std::function<void(const Arguments&)>;
 
 Command onStore(StoreCommand command) {
     return [command](const Arguments& arguments) {
-        orv::cfg::Connection connection(arguments.socket, cfgctl::programName, answerTimeout);
-        cfgctl::connect(connection, arguments.socket);
+        orv::cfg::Connection connection(arguments.socket, tools::cfgctl::programName, answerTimeout);
+        tools::connect(connection, arguments.socket);
         orv::cfg::ConfigClient client(connection, transactionWait);
-        cfgctl::print(command(client, arguments));
+        tools::print(command(client, arguments));
     };
 }
 
@@ -76,7 +76,7 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     app.fallthrough(); // options may stand behind the command too
     app.add_option("-s,--socket", arguments.socket);
     app.add_flag("--json", arguments.json);
-    app.set_version_flag("--version", std::string(cfgctl::programName) + " " HORAD_VERSION "\n");
+    app.set_version_flag("--version", std::string(tools::cfgctl::programName) + " " HORAD_VERSION "\n");
     const auto add = [&](const char* name, const Command& function) {
         CLI::App* const definition = app.add_subcommand(name);
         definition->callback([&command, function] { command = function; });
@@ -88,41 +88,42 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
         return definition;
     };
     const auto addWithTarget = [&](const char* name, const Command& function,
-                                   cfgctl::Target (*parse)(const std::string&)) {
+                                   tools::cfgctl::Target (*parse)(const std::string&)) {
         CLI::App* const definition = add(name, function);
         const auto keep = [&arguments, parse](const std::string& text) { arguments.target = parse(text); };
         definition->add_option_function<std::string>("TABLE[.ID]", keep)->required();
         return definition;
     };
     using Texts = std::vector<std::string>;
-    const auto keepCells = [&](const Texts& texts) { arguments.cells = cfgctl::parseCells(texts); };
+    const auto keepCells = [&](const Texts& texts) { arguments.cells = tools::cfgctl::parseCells(texts); };
     const auto addCells = [&](CLI::App* definition) {
         definition->add_option_function<Texts>("COLUMN=VALUE", keepCells)->required();
     };
 
-    add("tables", onStore(cfgctl::listCommand));
-    addWithTable("columns", onStore(cfgctl::columnsCommand));
-    addWithTarget("show", onStore(cfgctl::showCommand), cfgctl::parseTarget);
-    CLI::App* const get = addWithTarget("get", onStore(cfgctl::getCommand), cfgctl::parseTarget);
+    add("tables", onStore(tools::cfgctl::listCommand));
+    addWithTable("columns", onStore(tools::cfgctl::columnsCommand));
+    addWithTarget("show", onStore(tools::cfgctl::showCommand), tools::cfgctl::parseTarget);
+    CLI::App* const get =
+        addWithTarget("get", onStore(tools::cfgctl::getCommand), tools::cfgctl::parseTarget);
     get->add_option("COLUMN", arguments.column)->required();
-    addCells(addWithTarget("set", onStore(cfgctl::setCommand), cfgctl::parseTarget));
-    addCells(addWithTable("add", onStore(cfgctl::addCommand)));
-    addWithTarget("remove", onStore(cfgctl::removeCommand), cfgctl::parseRowTarget);
-    CLI::App* const watch = add("watch", cfgctl::watchCommand);
+    addCells(addWithTarget("set", onStore(tools::cfgctl::setCommand), tools::cfgctl::parseTarget));
+    addCells(addWithTable("add", onStore(tools::cfgctl::addCommand)));
+    addWithTarget("remove", onStore(tools::cfgctl::removeCommand), tools::cfgctl::parseRowTarget);
+    CLI::App* const watch = add("watch", tools::cfgctl::watchCommand);
     watch->add_option("TABLES", arguments.tables);
     watch->add_flag("!--no-time", arguments.time);
-    add("dump", onStore(cfgctl::dumpCommand))->add_option("TABLES", arguments.tables);
-    add("load", onStore(cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
+    add("dump", onStore(tools::cfgctl::dumpCommand))->add_option("TABLES", arguments.tables);
+    add("load", onStore(tools::cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
 }
 
 void run(const Command& command, const Arguments& arguments) {
-    (void)ORV_Sysloglevel_registerModul(cfgctl::programName);
-    ORV_Sysloglevel_changeTracelevel(cfgctl::programName, 0); // what goes wrong is told here, once
+    (void)ORV_Sysloglevel_registerModul(tools::cfgctl::programName);
+    ORV_Sysloglevel_changeTracelevel(tools::cfgctl::programName, 0); // what goes wrong is told here, once
     command(arguments);
 }
 
 void complain(const std::string& text) {
-    std::cerr << cfgctl::programName << ": " << cfgctl::printable(text.substr(0, complaintLimit))
+    std::cerr << tools::cfgctl::programName << ": " << tools::printable(text.substr(0, complaintLimit))
               << std::endl;
 }
 
@@ -135,7 +136,7 @@ std::string describe(const CLI::App& app, const CLI::Error& error) {
 }
 
 int wrongUse(const std::string& text) {
-    complain(text + " (" + cfgctl::programName + " -h shows the usage)");
+    complain(text + " (" + tools::cfgctl::programName + " -h shows the usage)");
     return exitWrongUse;
 }
 
@@ -145,10 +146,10 @@ bool parse(CLI::App& app, int argc, char* argv[]) {
         app.parse(argc, argv);
         return true;
     } catch (const CLI::CallForHelp&) {
-        cfgctl::print(usage);
+        tools::print(usage);
         return false;
     } catch (const CLI::CallForVersion& version) {
-        cfgctl::print(version.what());
+        tools::print(version.what());
         return false;
     }
 }
@@ -162,11 +163,11 @@ int runProgram(int argc, char* argv[]) {
         if (parse(app, argc, argv))
             run(command, arguments);
         return exitDone;
-    } catch (const cfgctl::ReaderGone&) {
+    } catch (const tools::ReaderGone&) {
         return exitDone;
     } catch (const CLI::Error& error) {
         return wrongUse(describe(app, error));
-    } catch (const cfgctl::WrongUse& error) {
+    } catch (const tools::WrongUse& error) {
         return wrongUse(error.what());
     }
 }
@@ -174,7 +175,7 @@ int runProgram(int argc, char* argv[]) {
 } // namespace
 
 int main(int argc, char* argv[]) {
-    orv::error::endOnLackOfMemory(cfgctl::programName);
+    orv::error::endOnLackOfMemory(tools::cfgctl::programName);
     ORV_Daemon_occupyStandardStreams();
     try {
         return runProgram(argc, argv);

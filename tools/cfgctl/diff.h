@@ -10,7 +10,7 @@
 #include <vector>
 
 // What lies between two readings of a table.
-namespace cfgctl {
+namespace tools::cfgctl {
 
 struct Change {
     enum class Kind { Cell, RowAdded, RowRemoved };
@@ -32,4 +32,4 @@ std::string asLine(const Change& change);
 // With `time`, if it is not empty, as the first member.
 nlohmann::ordered_json asJson(const Change& change, const std::string& time = {});
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -1,9 +1,9 @@
-#include "tools/commands.h"
+#include "tools/cfgctl/commands.h"
 
 #include "tools/cells.h"
-#include "tools/columns.h"
-#include "tools/dump.h"
-#include "tools/loadtables.h"
+#include "tools/cfgctl/columns.h"
+#include "tools/cfgctl/dump.h"
+#include "tools/cfgctl/loadtables.h"
 #include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/table.h"
@@ -16,7 +16,7 @@
 
 #include <unistd.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using nlohmann::ordered_json;
 using orv::cfg::ConfigClient;
@@ -231,4 +231,4 @@ std::string dumpCommand(ConfigClient& client, const Arguments& arguments) {
     return {};
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

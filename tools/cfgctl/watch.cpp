@@ -1,8 +1,8 @@
-#include "tools/watch.h"
+#include "tools/cfgctl/watch.h"
 
 #include "cfg/notificationhandler.h"
 #include "tools/cells.h"
-#include "tools/diff.h"
+#include "tools/cfgctl/diff.h"
 #include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/text.h"
@@ -19,7 +19,7 @@
 
 #include <unistd.h>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using orv::cfg::ConfigClient;
 using orv::cfg::NotificationHandler;
@@ -161,4 +161,4 @@ void watchCommand(const Arguments& arguments) {
     }
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

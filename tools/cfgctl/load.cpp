@@ -1,10 +1,10 @@
-#include "tools/load.h"
+#include "tools/cfgctl/load.h"
 
 #include "tools/cells.h"
 
 #include <algorithm>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using orv::cfg::Snapshot;
 using velta::Value;
@@ -125,4 +125,4 @@ std::optional<std::size_t> LoadPlan::find(std::uint32_t id) {
     return next_++;
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

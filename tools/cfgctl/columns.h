@@ -7,7 +7,7 @@
 #include <vector>
 
 // What a store says of a table's columns.
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using Descriptions = std::vector<velta::protocol::ColumnDescription>;
 
@@ -16,4 +16,4 @@ std::vector<TextRow> columnsAsText(const Descriptions& columns);
 // What a column has not, a range or a default, has no member.
 nlohmann::ordered_json columnsAsJson(const Descriptions& columns);
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

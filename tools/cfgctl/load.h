@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cfg/snapshot.h"
-#include "tools/idset.h"
+#include "tools/cfgctl/idset.h"
 #include "tools/loadfile.h"
 #include "tools/storetables.h"
 #include "velta/valuelist.h"
@@ -14,7 +14,7 @@
 #include <vector>
 
 // From what a file wants of a table to the writes that make it so.
-namespace cfgctl {
+namespace tools::cfgctl {
 
 // A table that a file names, and what of its rows is kept from one reading of the file to the next.
 struct WantedTable {
@@ -79,4 +79,4 @@ private:
     std::size_t next_ = 0;           // behind the row that was found last
 };
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -1,9 +1,9 @@
-#include "tools/diff.h"
+#include "tools/cfgctl/diff.h"
 
 #include "tools/cells.h"
 #include "tools/text.h"
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using nlohmann::ordered_json;
 using velta::ValueList;
@@ -113,4 +113,4 @@ ordered_json asJson(const Change& change, const std::string& time) {
     return object;
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

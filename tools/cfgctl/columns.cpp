@@ -1,9 +1,9 @@
-#include "tools/columns.h"
+#include "tools/cfgctl/columns.h"
 
 #include "tools/cells.h"
 #include "velta/celltype.h"
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 using nlohmann::ordered_json;
 using velta::Value;
@@ -45,4 +45,4 @@ ordered_json columnsAsJson(const Descriptions& columns) {
     return list;
 }
 
-} // namespace cfgctl
+} // namespace tools::cfgctl

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <string>
 
-namespace cfgctl {
+namespace tools::cfgctl {
 
 struct LoadOutcome {
     std::size_t written = 0; // rows, that were changed or added
@@ -21,4 +21,4 @@ struct LoadOutcome {
 // Keeps one table's rows at a time, and the Ids of all.
 LoadOutcome loadTables(orv::cfg::ConfigClient& client, const std::string& path);
 
-} // namespace cfgctl
+} // namespace tools::cfgctl
