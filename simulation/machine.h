@@ -43,6 +43,7 @@ public:
     void setClock(Microseconds clock) { clockAhead_ = clock - passed_; }
     // Its uptime begins anew.
     void restart() { startedAt_ = passed_; }
+    void setUptime(Microseconds uptime) { startedAt_ = passed_ - uptime; }
 
 private:
     Microseconds passed_ = 0;

@@ -64,9 +64,8 @@ Household::Household(const std::string& zone, std::time_t clock)
       view_{tables_, machine_, planTables_, repeatInterval} {
     setenv("TZ", zone.c_str(), 1);
     tzset();
-    for (const Table& table : schema()) {
-        const bool single = table.columns.front().name != "Id";
-        tables_.edit(table.name, single ? Rows{newRow(table.name)} : Rows{});
+    for (const TableShape& table : schema()) {
+        tables_.edit(table.name, table.hasManyRows() ? Rows{} : Rows{table.newRow()});
     }
     tables_.onCommit([this](const Tables::Changes& changes) { committed(changes); });
     line_.setQuiet();

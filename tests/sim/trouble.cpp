@@ -71,7 +71,7 @@ int failureOf(Random& random, Operation operation) {
 
 std::map<std::string, Rows> contentOf(const Tables& tables) {
     std::map<std::string, Rows> content;
-    for (const Table& table : schema())
+    for (const TableShape& table : schema())
         content[table.name] = tables.rows(table.name);
     return content;
 }

@@ -23,9 +23,8 @@ public:
     OracleWorld() {
         setenv("TZ", "Europe/Berlin", 1);
         tzset();
-        for (const Table& table : schema()) {
-            const bool single = table.columns.front().name != "Id";
-            tables.edit(table.name, single ? Rows{newRow(table.name)} : Rows{});
+        for (const TableShape& table : schema()) {
+            tables.edit(table.name, table.hasManyRows() ? Rows{} : Rows{table.newRow()});
         }
         change("wexd", 0, "Enable", 1);
         tables.onCommit(

@@ -85,9 +85,9 @@ std::vector<std::string> columnsInSql(const std::string& definition) {
     return columns;
 }
 
-std::vector<std::string> columnsIn(const Table& table) {
+std::vector<std::string> columnsIn(const TableShape& table) {
     std::vector<std::string> columns;
-    for (const Column& column : table.columns) {
+    for (const orv::simulation::Column& column : table.columns) {
         const std::string value = column.type == Value::Text ? column.text : std::to_string(column.number);
         columns.push_back(column.name + ' ' + std::to_string(column.type) + ' ' +
                           (column.name == "Id" ? "" : value));
@@ -105,7 +105,7 @@ TEST(Simulation, ItsTablesAreTheStores) {
     for (std::sregex_iterator at(sql.begin(), sql.end(), definition), end; at != end; ++at)
         stores[(*at)[1]] = columnsInSql((*at)[2]);
     std::map<std::string, std::vector<std::string>> ours;
-    for (const Table& table : schema())
+    for (const TableShape& table : schema())
         ours[table.name] = columnsIn(table);
     EXPECT_EQ(ours, stores);
 }

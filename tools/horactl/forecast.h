@@ -1,0 +1,120 @@
+#pragma once
+
+#include "horad.h"
+#include "simulation/machine.h"
+#include "simulation/memorylink.h"
+#include "simulation/tables.h"
+#include "tools/horactl/household.h"
+#include "tools/horactl/linefiles.h"
+
+#include <cstdint>
+#include <ctime>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace tools::horactl {
+
+// From its begin up to, not including, its end: seconds since the epoch.
+struct Span {
+    std::time_t begin;
+    std::time_t end;
+};
+
+// What a service does once it is started.
+struct Service {
+    enum class Outcome { Hangs, Succeeds, Fails };
+
+    Outcome outcome = Outcome::Hangs;
+    std::int64_t duration = 60; // seconds until it is done
+};
+
+struct ClockStep {
+    std::time_t at;
+    std::int64_t by; // seconds
+};
+
+// What happens in the house while horad lives there. Moments are those of a clock that was never set.
+struct Circumstances {
+    std::int64_t uptime = std::int64_t{100} * 24 * 3600; // seconds, at the start
+    std::vector<Span> calls;
+    std::vector<Span> streams;
+    Service service;
+    std::vector<ClockStep> clockSteps;
+};
+
+// How horad is started.
+struct Start {
+    std::time_t at;           // of the first reading
+    unsigned repeatDelay = 0; // seconds between two runs of a service; 0 for horad's default
+    bool verbose = false;     // whether its debug lines are logged
+};
+
+// A horad that lives on a household's tables in memory, on a machine whose time passes at once. It is the
+// daemon's own class: what it writes here is what the daemon would write.
+//
+// An iteration waits two seconds, none while a notice is pending; a write takes no time. When horad triggers
+// a reboot, the router is up again a minute later, with a new horad.
+//
+// One at a time: the probes' files are those of the process.
+class Forecast {
+public:
+    static constexpr std::int64_t rebootDuration = 60; // seconds
+
+    struct Write {
+        std::time_t time; // what the clock showed in the pass that wrote
+        orv::simulation::Tables::Change change;
+    };
+    using OnWrite = std::function<void(const Write&)>;
+
+    Forecast(const Household& household, const Start& start, const Circumstances& circumstances = {});
+    ~Forecast();
+    Forecast(const Forecast&) = delete;
+    Forecast& operator=(const Forecast&) = delete;
+
+    // Told of each cell that horad changes, in the order of the commits.
+    void onWrite(OnWrite handler) { onWrite_ = std::move(handler); }
+
+    // Lets horad live until that moment, as a clock shows it that was never set, or until `goOn` says no
+    // after an iteration.
+    void runUntil(std::time_t end, const std::function<bool()>& goOn = {});
+    // Lets horad live until it has nothing more to write, a minute at most.
+    void settle();
+
+    std::time_t now() { return machine_.time(); }
+    const orv::simulation::Tables& tables() const { return tables_; }
+    std::uint64_t iterations() const { return iterations_; }
+
+private:
+    using Microseconds = orv::simulation::Machine::Microseconds;
+    struct Life;
+
+    void schedule(const Circumstances& circumstances);
+    void scheduleSpan(const Span& span, int& running, void (LineFiles::*set)(bool));
+    Microseconds passedAt(std::time_t moment) const;
+    bool begin(Microseconds last);
+    void iterate();
+    void reboot();
+    void committed(const orv::simulation::Tables::Changes& changes);
+    void startService(const std::string& table, int id);
+    void setNumber(const std::string& table, int id, const char* column, int number);
+
+    Start start_;
+    Service service_;
+    std::list<std::string> planTables_;
+    LineFiles line_;
+    orv::simulation::Machine machine_;
+    orv::simulation::Tables tables_;
+    std::unique_ptr<Life> life_;
+    OnWrite onWrite_;
+    int calls_ = 0; // that run at the same time
+    int streams_ = 0;
+    std::uint64_t iterations_ = 0;
+    std::uint64_t commits_ = 0;
+    bool rebooting_ = false;
+    Microseconds downUntil_ = 0; // of the time that passed
+};
+
+} // namespace tools::horactl
