@@ -3,6 +3,7 @@
 #include "handlers/dbm.h"
 #include "handlers/onecell.h"
 #include "handlers/transaction.h"
+#include "handlers/wlandecision.h"
 #include "handlers/writefailure.h"
 #include "log.h"
 
@@ -11,20 +12,6 @@ namespace orv::horad {
 using cfg::common::IConfigClient;
 using velta::ValueList;
 using velta::protocol::EResultCode;
-
-namespace {
-
-// What one plan makes of the wanted state so far: an activating plan that is active turns it on, a
-// deactivating one that is not active turns it off, and every other leaves it.
-bool decide(int activate, int status, bool wantedSoFar) {
-    if (activate == 1 && status == 1)
-        return true;
-    if (activate == 0 && status == 0)
-        return false;
-    return wantedSoFar;
-}
-
-} // namespace
 
 void WlanHandler::getTables(std::list<std::string>& tables) {
     tables.emplace_back(dbm::WlanGlobals);
@@ -71,7 +58,7 @@ bool WlanHandler::readTimePlans(IConfigClient& client) {
         Logger::instance().error("size() failed: %s", sized.strerror().c_str());
         return false;
     }
-    bool wanted = false;
+    WlanDecision decision;
     for (unsigned i = 0; i < rows; ++i) {
         ValueList row;
         const EResultCode selected = client.selectRow(dbm::WlanTimePlans, i, row, velta::NameList());
@@ -79,19 +66,16 @@ bool WlanHandler::readTimePlans(IConfigClient& client) {
             Logger::instance().error("size() failed: %s", selected.strerror().c_str()); // C27: sic
             return false;
         }
-        const int activate = row.getValue(dbm::TimePlan_Activate).getInteger();
-        const int status = row.getValue(dbm::TimePlan_Status).getInteger();
-        if (i == 0)
-            wanted = activate == 0; // the first plan's kind makes the default, C3: sic
-        wanted = decide(activate, status, wanted);
+        decision.hear(row.getValue(dbm::TimePlan_Activate).getInteger(),
+                      row.getValue(dbm::TimePlan_Status).getInteger());
     }
-    wantedStatus_ = wanted;
+    wantedStatus_ = decision.wanted();
     Logger::instance().debug("WLAN status: %d", wantedStatus_ ? 1 : 0);
     return true;
 }
 
 void WlanHandler::process(IConfigClient& client) {
-    if (alwaysEnabled_ || wlanEnabled_ == wantedStatus_)
+    if (wlanActionOf(alwaysEnabled_, wlanEnabled_, wantedStatus_) != WlanAction::Switch)
         return;
     Logger::instance().debug(wlanEnabled_ ? "Switch WLAN off" : "Switch WLAN on");
     writeWlanEnable(client);
