@@ -130,10 +130,12 @@ void Forecast::reboot() {
 }
 
 void Forecast::committed(const Tables::Changes& changes) {
-    commits_ += changes.empty() ? 0 : 1;
+    if (changes.empty())
+        return;
+    ++commits_;
+    if (onCommit_)
+        onCommit_(machine_.time(), changes);
     for (const Tables::Change& change : changes) {
-        if (onWrite_)
-            onWrite_({machine_.time(), change});
         if (change.table == dbm::Reboot && change.after.getInteger() == 1)
             rebooting_ = true;
         if (change.column == dbm::Service_Status && change.after.getInteger() == orv::horad::ServiceStarted)

@@ -63,19 +63,17 @@ class Forecast {
 public:
     static constexpr std::int64_t rebootDuration = 60; // seconds
 
-    struct Write {
-        std::time_t time; // what the clock showed in the pass that wrote
-        orv::simulation::Tables::Change change;
-    };
-    using OnWrite = std::function<void(const Write&)>;
+    using Changes = orv::simulation::Tables::Changes;
+    // The cells that a commit of horad changed, and what the clock showed in the pass that wrote.
+    using OnCommit = std::function<void(std::time_t time, const Changes& changes)>;
 
     Forecast(const Household& household, const Start& start, const Circumstances& circumstances = {});
     ~Forecast();
     Forecast(const Forecast&) = delete;
     Forecast& operator=(const Forecast&) = delete;
 
-    // Told of each cell that horad changes, in the order of the commits.
-    void onWrite(OnWrite handler) { onWrite_ = std::move(handler); }
+    // Told of each commit that changed something. tables() holds it by then.
+    void onCommit(OnCommit handler) { onCommit_ = std::move(handler); }
 
     // Lets horad live until that moment, as a clock shows it that was never set, or until `goOn` says no
     // after an iteration.
@@ -97,7 +95,7 @@ private:
     bool begin(Microseconds last);
     void iterate();
     void reboot();
-    void committed(const orv::simulation::Tables::Changes& changes);
+    void committed(const Changes& changes);
     void startService(const std::string& table, int id);
     void setNumber(const std::string& table, int id, const char* column, int number);
 
@@ -108,7 +106,7 @@ private:
     orv::simulation::Machine machine_;
     orv::simulation::Tables tables_;
     std::unique_ptr<Life> life_;
-    OnWrite onWrite_;
+    OnCommit onCommit_;
     int calls_ = 0; // that run at the same time
     int streams_ = 0;
     std::uint64_t iterations_ = 0;

@@ -1,0 +1,90 @@
+#include "tools/horactl/next.h"
+
+#include "timeplan/isotime.h"
+#include "tools/cells.h"
+#include "tools/horactl/events.h"
+#include "tools/horactl/localtime.h"
+#include "tools/horactl/wlanstate.h"
+#include "tools/table.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <vector>
+
+namespace tools::horactl {
+
+using nlohmann::ordered_json;
+
+namespace {
+
+ordered_json asJson(const Event& event) {
+    return {{"time", orv::horad::isoTime(event.time)},
+            {"what", nameOf(event.what)},
+            {"to", event.to},
+            {"rows", event.rows}};
+}
+
+std::string whatText(const Event& event) {
+    const bool on = event.to == "1";
+    switch (event.what) {
+    case Event::What::Wlan:
+        return on ? "WLAN on" : "WLAN off";
+    case Event::What::Status:
+        return on ? "active" : "not active";
+    case Event::What::Service:
+        return "service";
+    case Event::What::Reboot:
+        return "reboot";
+    case Event::What::Clock:
+        return "clock";
+    }
+    return {};
+}
+
+// Whether the status is told by the line of the WLAN that it switches at the same time.
+bool isToldByWlan(const Event& status, const std::vector<Event>& events) {
+    return status.what == Event::What::Status &&
+           std::any_of(events.begin(), events.end(), [&](const Event& event) {
+               return event.what == Event::What::Wlan && event.time == status.time &&
+                      status.rows.front().compare(0, wlanPlans.size(), wlanPlans) == 0;
+           });
+}
+
+std::string asText(const std::vector<Event>& events, const Question& question, std::size_t most) {
+    std::vector<TextRow> lines;
+    for (const Event& event : events)
+        if (lines.size() < most && !isToldByWlan(event, events))
+            lines.push_back({timeForPerson(event.time), whatText(event), event.why,
+                             distanceText(event.time - question.present)});
+    return aligned(lines);
+}
+
+std::string presentText(const Question& question) {
+    Forecast forecast(question.household, {question.present, question.repeatDelay, false},
+                      circumstancesOf(question, {}));
+    forecast.settle();
+    const WlanState wlan = wlanStateOf(forecast.tables());
+    return "now " + timeForPerson(question.present) + "   WLAN " + (wlan.on ? "on" : "off") + ": " +
+           wlan.explanation() + "\n";
+}
+
+} // namespace
+
+std::string nextCommand(const Question& question, std::size_t most, std::int64_t within) {
+    const std::size_t read = question.json ? most : 2 * most + 1; // a line of a person's may tell two
+    std::vector<Event> events;
+    {
+        Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
+                          circumstancesOf(question, {}));
+        events = nextEvents(forecast, question.present, question.present + within, read);
+    }
+    if (!question.json)
+        return presentText(question) +
+               (events.empty() ? "nothing happens within " + spanText(within) + "\n" : asText(events, question, most));
+    std::string lines;
+    for (const Event& event : events)
+        lines += serialise(asJson(event)) + "\n";
+    return lines;
+}
+
+} // namespace tools::horactl

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "tools/horactl/forecast.h"
+#include "tools/horactl/household.h"
+
+#include <cstddef>
+#include <ctime>
+#include <optional>
+
+namespace tools::horactl {
+
+// What every command is asked about.
+struct Question {
+    Household household;
+    unsigned repeatDelay = 0; // seconds; 0 for horad's default
+    std::time_t present = 0;
+    // Whether this is the real present of this machine's own tables: its uptime and its line count then.
+    // Otherwise the line is idle and the machine long up.
+    bool real = false;
+    bool json = false;
+    bool verbose = false;
+    std::optional<std::size_t> width; // of the terminal, in characters; nothing where there is none
+};
+
+// What the machine's probes say now.
+struct Line {
+    bool call = false;
+    bool stream = false;
+    std::string problem; // what keeps it from being known; empty where nothing does
+};
+
+// Idle where the question is not of the real present.
+Line lineOf(const Question& question);
+// The uptime that counts, in seconds.
+std::int64_t uptimeOf(const Question& question);
+// The same, with what runs on the line going on for as long as anybody asks.
+Circumstances circumstancesOf(const Question& question, const Line& line);
+
+} // namespace tools::horactl
