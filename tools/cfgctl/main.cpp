@@ -7,6 +7,7 @@
 #include "orv/sysloglevel.h"
 #include "tools/cfgctl/commands.h"
 #include "tools/cfgctl/watch.h"
+#include "tools/commandline.h"
 #include "tools/errors.h"
 #include "tools/output.h"
 #include "tools/storetables.h"
@@ -127,14 +128,6 @@ void complain(const std::string& text) {
               << std::endl;
 }
 
-// What the parser says of a missing command speaks of subcommands, and not of the word that is no command.
-std::string describe(const CLI::App& app, const CLI::Error& error) {
-    if (error.get_name() != "RequiredError" || !app.get_subcommands().empty())
-        return error.what();
-    const std::vector<std::string> words = app.remaining();
-    return words.empty() ? "a command is required" : "unknown command: " + words.front();
-}
-
 int wrongUse(const std::string& text) {
     complain(text + " (" + tools::cfgctl::programName + " -h shows the usage)");
     return exitWrongUse;
@@ -166,7 +159,7 @@ int runProgram(int argc, char* argv[]) {
     } catch (const tools::ReaderGone&) {
         return exitDone;
     } catch (const CLI::Error& error) {
-        return wrongUse(describe(app, error));
+        return wrongUse(tools::describe(app, error));
     } catch (const tools::WrongUse& error) {
         return wrongUse(error.what());
     }

@@ -26,7 +26,11 @@ std::string planOf(const Tables& tables, const Tables::Change& change) {
 }
 
 Event statusEvent(std::time_t time, const Tables& tables, const Tables::Change& change) {
-    return {time, Event::What::Status, change.after.getText(), {rowName(change.table, change.id)}, planOf(tables, change)};
+    return {time,
+            Event::What::Status,
+            change.after.getText(),
+            {rowName(change.table, change.id)},
+            planOf(tables, change)};
 }
 
 Event wlanEvent(std::time_t time, const Tables& tables, const Tables::Change& change) {
@@ -39,7 +43,8 @@ Event wlanEvent(std::time_t time, const Tables& tables, const Tables::Change& ch
 
 // Its frames are those whose runs were counted with it.
 Event serviceEvent(std::time_t time, const Tables::Change& change, const Forecast::Changes& changes) {
-    Event event{time, Event::What::Service, change.after.getText(), {}, rowName(change.table, change.id) + " starts"};
+    Event event{
+        time, Event::What::Service, change.after.getText(), {}, rowName(change.table, change.id) + " starts"};
     for (const Tables::Change& other : changes)
         if (other.table == dbm::TimeFrame && other.column == dbm::TimeFrame_RunCounter)
             event.rows.push_back(rowName(other.table, other.id));
@@ -87,8 +92,11 @@ std::vector<Event> clockChanges(std::time_t from, std::time_t to) {
             const std::time_t middle = before + (after - before) / 2;
             (offsetText(middle) == old ? before : after) = middle;
         }
-        events.push_back({after, Event::What::Clock, next, {}, "the clock changes, from " + timeOfDay(after - 1) +
-                                                                   " to " + timeOfDay(after)});
+        events.push_back({after,
+                          Event::What::Clock,
+                          next,
+                          {},
+                          "the clock changes, from " + timeOfDay(after - 1) + " to " + timeOfDay(after)});
     }
     return events;
 }

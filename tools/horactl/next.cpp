@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <string_view>
 #include <vector>
 
 namespace tools::horactl {
@@ -16,6 +17,8 @@ namespace tools::horactl {
 using nlohmann::ordered_json;
 
 namespace {
+
+constexpr std::string_view wlanPlans = "WlanTimePlans.";
 
 ordered_json asJson(const Event& event) {
     return {{"time", orv::horad::isoTime(event.time)},
@@ -79,8 +82,8 @@ std::string nextCommand(const Question& question, std::size_t most, std::int64_t
         events = nextEvents(forecast, question.present, question.present + within, read);
     }
     if (!question.json)
-        return presentText(question) +
-               (events.empty() ? "nothing happens within " + spanText(within) + "\n" : asText(events, question, most));
+        return presentText(question) + (events.empty() ? "nothing happens within " + spanText(within) + "\n"
+                                                       : asText(events, question, most));
     std::string lines;
     for (const Event& event : events)
         lines += serialise(asJson(event)) + "\n";

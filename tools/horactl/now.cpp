@@ -61,7 +61,8 @@ std::string plansText(const Question& question, const Tables& tables, const Chan
         for (const ValueList& plan : tables.rows(table)) {
             const bool active = plan.getValue(dbm::TimePlan_Status).getInteger() != 0;
             const auto change = changes.statuses.find(rowName(table, idOf(plan)));
-            const auto moment = change != changes.statuses.end() ? std::optional(change->second) : std::nullopt;
+            const auto moment =
+                change != changes.statuses.end() ? std::optional(change->second) : std::nullopt;
             lines.push_back({"  " + planName(table, plan), active ? "active" : "not active",
                              until(moment, question.present)});
         }
@@ -96,9 +97,10 @@ std::string framesText(const Question& question, const Tables& tables) {
         const std::string service = printable(frame.getValue(dbm::TimeFrame_Servicetable).getText()) + "." +
                                     frame.getValue(dbm::TimeFrame_ServicetableId).getText();
         text += "  " + rowName(dbm::TimeFrame, idOf(frame)) + " for " + service + " (" +
-                stateText(tables, frame) + "), from " + timeForPerson(secondsIn(frame, dbm::TimeFrame_Start)) +
-                " to " + timeForPerson(secondsIn(frame, dbm::TimeFrame_End)) + ", runs so far: " +
-                frame.getValue(dbm::TimeFrame_RunCounter).getText() + "\n";
+                stateText(tables, frame) + "), from " +
+                timeForPerson(secondsIn(frame, dbm::TimeFrame_Start)) + " to " +
+                timeForPerson(secondsIn(frame, dbm::TimeFrame_End)) +
+                ", runs so far: " + frame.getValue(dbm::TimeFrame_RunCounter).getText() + "\n";
     }
     (void)question;
     return text.empty() ? "" : "\nTime frames\n" + text;
@@ -143,7 +145,8 @@ std::string asText(const Question& question, Forecast& forecast, const Line& lin
     }
     const std::string change = until(changes.wlan, question.present);
     std::vector<TextRow> lines = {
-        {"WLAN", (wlan.on ? "on" : "off") + (change.empty() ? change : " " + change) + ": " + wlan.explanation()},
+        {"WLAN",
+         (wlan.on ? "on" : "off") + (change.empty() ? change : " " + change) + ": " + wlan.explanation()},
         {"Reboot", rebootText(question, settled, changes)},
         {"Line", lineText(question, line)}};
     return timeForPerson(question.present) + "\n" + aligned(lines) + plansText(question, settled, changes) +
@@ -157,7 +160,8 @@ std::string nowCommand(const Question& question) {
     Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
                       circumstancesOf(question, line));
     forecast.settle();
-    return question.json ? serialise(asJson(question, forecast.tables())) + "\n" : asText(question, forecast, line);
+    return question.json ? serialise(asJson(question, forecast.tables())) + "\n"
+                         : asText(question, forecast, line);
 }
 
 } // namespace tools::horactl

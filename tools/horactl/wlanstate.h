@@ -11,7 +11,7 @@ namespace tools::horactl {
 struct WlanState {
     enum class By { AlwaysEnable, Plan, Default };
 
-    bool on = false;  // what "WlanEnable" holds
+    bool on = false;     // what "WlanEnable" holds
     bool wanted = false; // what the plans make of it
     By by = By::Default;
     // The row that decides: the plan's, or the first one where the default holds. Nothing without a plan.

@@ -1,0 +1,36 @@
+#include "tools/horactl/settled.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace tools::horactl {
+
+namespace {
+
+constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600; // seconds
+
+} // namespace
+
+Settled::Settled(const Question& question)
+    : present_(question.present),
+      forecast_(question.household, {question.present, question.repeatDelay, false},
+                circumstancesOf(question, lineOf(question))) {
+    const EventReader reader(forecast_, [this](const Event& event) { events_.push_back(event); });
+    forecast_.settle();
+}
+
+bool Settled::did(const Wanted& wanted) const {
+    return std::any_of(events_.begin(), events_.end(), wanted);
+}
+
+std::optional<std::time_t> Settled::next(const Wanted& wanted) {
+    std::optional<std::time_t> moment;
+    const EventReader reader(forecast_, [&](const Event& event) {
+        if (!moment && wanted(event))
+            moment = event.time;
+    });
+    forecast_.runUntil(present_ + lookAhead, [&] { return !moment; });
+    return moment;
+}
+
+} // namespace tools::horactl

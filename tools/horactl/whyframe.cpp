@@ -1,0 +1,195 @@
+#include "tools/horactl/whyframe.h"
+
+#include "handlers/dbm.h"
+#include "handlers/servicestates.h"
+#include "handlers/timeframedecision.h"
+#include "handlers/timeframereader.h"
+#include "simulation/machine.h"
+#include "tools/horactl/localtime.h"
+#include "tools/horactl/settled.h"
+#include "tools/horactl/wlanstate.h"
+#include "tools/text.h"
+
+#include <algorithm>
+#include <chrono>
+
+namespace tools::horactl {
+
+namespace dbm = orv::horad::dbm;
+using orv::horad::ServiceState;
+using orv::horad::Timeframe;
+using orv::horad::TimeframeObstacle;
+using orv::simulation::Machine;
+using orv::simulation::Tables;
+using velta::ValueList;
+
+namespace {
+
+constexpr std::int64_t secondPass = 4;  // seconds behind its start, when horad looks at its frames first
+constexpr int defaultRepeatDelay = 180; // seconds, for no more than to make a frame
+
+// The conditions, in the order in which horad asks.
+enum Name {
+    ModeKnown,
+    NotSucceeded,
+    NotRunning,
+    NotOver,
+    HasBegun,
+    RunLeft,
+    Due,
+    LineIdle,
+    InPlan,
+    Startable
+};
+
+constexpr const char* names[] = {
+    "mode is known", "not succeeded", "not running", "not over",         "has begun",
+    "a run is left", "due",           "line idle",   "user's time plan", "service can be started",
+};
+
+Name nameOf(TimeframeObstacle obstacle) {
+    switch (obstacle) {
+    case TimeframeObstacle::None:
+        return Startable;
+    case TimeframeObstacle::Succeeded:
+        return NotSucceeded;
+    case TimeframeObstacle::Running:
+        return NotRunning;
+    case TimeframeObstacle::Over:
+        return NotOver;
+    case TimeframeObstacle::NotBegun:
+        return HasBegun;
+    case TimeframeObstacle::RunsUsedUp:
+        return RunLeft;
+    case TimeframeObstacle::NotDue:
+        return Due;
+    case TimeframeObstacle::LineBusy:
+        return LineIdle;
+    case TimeframeObstacle::OutsidePlan:
+        return InPlan;
+    }
+    return Startable;
+}
+
+const char* textOf(ServiceState state) {
+    switch (state) {
+    case ServiceState::Unknown:
+        return "unknown";
+    case ServiceState::Idle:
+        return "idle";
+    case ServiceState::Running:
+        return "running";
+    case ServiceState::Succeeded:
+        return "succeeded";
+    case ServiceState::Failed:
+        return "failed";
+    }
+    return "";
+}
+
+std::string textOf(Timeframe::TimePoint moment) {
+    return timeForPerson(std::chrono::duration_cast<std::chrono::seconds>(moment.time_since_epoch()).count());
+}
+
+class Situation : public orv::horad::TimeframeSituation {
+public:
+    explicit Situation(const Line& line) : idle_(!line.call && !line.stream) {}
+
+    void dueTaken() override {}
+    bool isIdle() override { return idle_; }
+
+private:
+    bool idle_;
+};
+
+// The frame as horad reads it; nothing for one that it leaves out.
+std::unique_ptr<Timeframe> readFrame(Tables& tables, int id, orv::System& system) {
+    static const orv::horad::Log log("horactl", "whyframe");
+    orv::horad::TimeframeReader reader(tables, log, defaultRepeatDelay, system);
+    std::optional<orv::horad::Timeframes> frames = reader.read();
+    const auto found = frames ? frames->find(id) : orv::horad::Timeframes::iterator();
+    return frames && found != frames->end() ? std::move(found->second) : nullptr;
+}
+
+// What its row says; nothing where there is none.
+std::optional<ServiceState> serviceState(const Household& household, const Timeframe& frame) {
+    const ValueList* const row = household.row(frame.name(), frame.id());
+    if (row == nullptr)
+        return std::nullopt;
+    return orv::horad::stateOfService(row->getValue(dbm::Service_Status).getInteger(),
+                                      row->getValue(dbm::Service_Result).getInteger());
+}
+
+std::string lineText(const Line& line) {
+    const std::string text = line.call ? "a call runs" : line.stream ? "an IPTV stream runs" : "idle";
+    return line.problem.empty() ? text : text + " (" + line.problem + ")";
+}
+
+std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
+                                    std::optional<ServiceState> stored, const Line& line,
+                                    std::time_t present) {
+    const bool waits = frame.mode() == orv::horad::InWindowWhenIdle;
+    const std::string mode = "not asked in mode " + std::to_string(frame.mode());
+    const bool startable = stored == ServiceState::Idle || stored == ServiceState::Failed;
+    const std::string runs = frame.maxRuns() < 0 ? "no limit" : "up to " + std::to_string(frame.maxRuns());
+    return {
+        {names[ModeKnown], true, std::to_string(frame.mode()), "1 to 3"},
+        {names[NotSucceeded], known != ServiceState::Succeeded, textOf(known), ""},
+        {names[NotRunning], known != ServiceState::Running, textOf(known), ""},
+        {names[NotOver], !frame.isOver(), timeForPerson(present), "until " + textOf(frame.end())},
+        {names[HasBegun], frame.hasBegun(), timeForPerson(present), "from " + textOf(frame.start())},
+        {names[RunLeft], frame.hasRunLeft(), std::to_string(frame.runCounter()) + " counted", runs},
+        {names[Due], frame.executionTimeHasPassed(), timeForPerson(present),
+         "behind " + textOf(frame.executionTime())},
+        {names[LineIdle], !waits || (!line.call && !line.stream), waits ? lineText(line) : mode, ""},
+        {names[InPlan], !waits || frame.isInPlan(), waits ? timeForPerson(present) : mode, ""},
+        {names[Startable], startable,
+         stored ? textOf(*stored) : "there is no row " + rowName(frame.name(), frame.id()), "idle or failed"},
+    };
+}
+
+Explanation leftOut(const std::string& subject, const ValueList& row) {
+    Explanation why;
+    why.subject = subject;
+    why.decides = names[ModeKnown];
+    why.conditions = {{names[ModeKnown], false, row.getValue(dbm::TimeFrame_WindowMode).getText(), "1 to 3"}};
+    why.summary = "No start: horad leaves the frame out, since its mode is unknown";
+    return why;
+}
+
+} // namespace
+
+Explanation explainFrame(const Question& question, int id) {
+    const std::string subject = rowName(dbm::TimeFrame, id);
+    Tables tables;
+    for (const auto& [name, rows] : question.household.tables)
+        tables.edit(name, rows);
+    Machine machine((question.present + secondPass) * Machine::second);
+    const std::unique_ptr<Timeframe> frame = readFrame(tables, id, machine);
+    if (!frame)
+        return leftOut(subject, *question.household.row(dbm::TimeFrame, id));
+
+    const Line line = lineOf(question);
+    const std::optional<ServiceState> stored = serviceState(question.household, *frame);
+    // Horad follows the states of file transfers only.
+    const ServiceState known =
+        frame->name() == dbm::FileTransfer ? stored.value_or(ServiceState::Unknown) : ServiceState::Unknown;
+    Explanation why;
+    why.subject = subject;
+    why.conditions = conditionsOf(*frame, known, stored, line, machine.time());
+    Situation situation(line);
+    const TimeframeObstacle obstacle = orv::horad::obstacleOf(*frame, known, situation);
+    const Condition& last = why.conditions.back();
+    why.acts = obstacle == TimeframeObstacle::None && last.met;
+    why.decides = names[nameOf(obstacle)];
+    why.summary = why.acts ? subject + " starts " + printable(rowName(frame->name(), frame->id())) + " now"
+                           : "No start: \"" + why.decides + "\" is not met";
+    why.next = Settled(question).next([&subject](const Event& event) {
+        return event.what == Event::What::Service &&
+               std::find(event.rows.begin(), event.rows.end(), subject) != event.rows.end();
+    });
+    why.notes = {"a horad that runs already may wait for the frame's next execution time"};
+    return why;
+}
+
+} // namespace tools::horactl
