@@ -2,6 +2,7 @@
 
 #include "handlers/dbm.h"
 #include "handlers/onecell.h"
+#include "handlers/timeframedecision.h"
 #include "handlers/transaction.h"
 #include "probes/systemidle.h"
 
@@ -31,6 +32,20 @@ bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
 }
 
 } // namespace
+
+// What the decision may ask, at the moment of one pass.
+class TimeframeHandler::Situation : public TimeframeSituation {
+public:
+    Situation(IConfigClient& client, const Log& log, int id) : client_(client), log_(log), id_(id) {}
+
+    void dueTaken() override { log_.debug("executionRequired for Timeframe(Id=%d)", id_); }
+    bool isIdle() override { return isSystemIdle(client_, SystemIdleType::FirmwareDownload); }
+
+private:
+    IConfigClient& client_;
+    const Log& log_;
+    int id_;
+};
 
 TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug, System& system)
     : system_(system),
@@ -116,39 +131,28 @@ bool TimeframeHandler::enableServiceDaemon(IConfigClient& client) {
 
 // True where the frame's service is to be started.
 bool TimeframeHandler::check(IConfigClient& client, const Scheduled& scheduled) {
-    return takeDue(scheduled) && mayRunNow(client, scheduled.frame) &&
-           countRun(client, scheduled.id, scheduled.frame);
-}
-
-bool TimeframeHandler::takeDue(const Scheduled& scheduled) {
     Timeframe& frame = scheduled.frame;
-    if (scheduled.state == ServiceState::Succeeded) {
+    Situation situation(client, log_, scheduled.id);
+    switch (obstacleOf(frame, scheduled.state, situation)) {
+    case TimeframeObstacle::None:
+        return countRun(client, scheduled.id, frame);
+    case TimeframeObstacle::Succeeded:
         log_.debug("Skip service %s(Id=%d), already successfull finished", frame.name().c_str(), frame.id());
         return false;
-    }
-    frame.checkExecution();
-    if (scheduled.state == ServiceState::Running) {
+    case TimeframeObstacle::Running:
         log_.debug("Skip service %s(Id=%d), already running", frame.name().c_str(), frame.id());
         return false;
-    }
-    if (!frame.isDue() || !frame.isOpen())
-        return false;
-    log_.debug("executionRequired for Timeframe(Id=%d)", scheduled.id);
-    frame.clearDue(); // whatever comes of it: the next try waits for the next execution time
-    return true;
-}
-
-bool TimeframeHandler::mayRunNow(IConfigClient& client, const Timeframe& frame) {
-    const bool idle = isSystemIdle(client, SystemIdleType::FirmwareDownload); // asked in every mode, C15: sic
-    if (frame.mode() != InWindowWhenIdle)
-        return true;
-    if (!idle) {
+    case TimeframeObstacle::LineBusy:
         log_.info("system not idle, reschedule"); // outside the plan too, C28: sic
         return false;
+    case TimeframeObstacle::Over:
+    case TimeframeObstacle::NotBegun:
+    case TimeframeObstacle::RunsUsedUp:
+    case TimeframeObstacle::NotDue:
+    case TimeframeObstacle::OutsidePlan:
+        return false;
     }
-    const std::shared_ptr<TimePlanFlex> plan = frame.timePlan();
-    const std::optional<LocalMoment> moment = LocalMoment::at(system_.time());
-    return plan && moment && plan->isActive(*moment);
+    return false;
 }
 
 bool TimeframeHandler::countRun(IConfigClient& client, int id, Timeframe& frame) {

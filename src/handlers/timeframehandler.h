@@ -37,6 +37,7 @@ public:
 
 private:
     using EResultCode = velta::protocol::EResultCode;
+    class Situation;
 
     // A frame, and the state of its service: each pass asks for both, and looks up neither.
     struct Scheduled {
@@ -51,8 +52,6 @@ private:
     [[nodiscard]] bool enableServiceDaemon(cfg::common::IConfigClient& client);
     void startServiceDaemon(cfg::common::IConfigClient& client);
     bool check(cfg::common::IConfigClient& client, const Scheduled& scheduled);
-    bool takeDue(const Scheduled& scheduled);
-    bool mayRunNow(cfg::common::IConfigClient& client, const Timeframe& frame);
     bool countRun(cfg::common::IConfigClient& client, int id, Timeframe& frame);
     bool beginTransaction(cfg::common::IConfigClient& client);
     void startService(cfg::common::IConfigClient& client, const std::string& table, int id);

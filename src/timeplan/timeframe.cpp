@@ -3,6 +3,7 @@
 #include "log.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace orv::horad {
@@ -42,18 +43,31 @@ Timeframe::TimePoint Timeframe::now() const {
     return TimePoint(std::chrono::microseconds(system_->now()));
 }
 
-bool Timeframe::isOpen() const {
-    if (end_ < now() || now() < start_)
-        return false;
+Timeframe::Closing Timeframe::closing() const {
+    if (isOver())
+        return Closing::Over;
+    if (!hasBegun())
+        return Closing::NotBegun;
+    return hasRunLeft() ? Closing::None : Closing::RunsUsedUp;
+}
+
+bool Timeframe::hasRunLeft() const {
     return maxRuns_ == unlimited ||
            static_cast<std::uint32_t>(maxRuns_) >= static_cast<std::uint32_t>(runCounter_);
 }
 
-void Timeframe::checkExecution() {
-    if (!isOpen() || !(executionTime_ < now()))
-        return;
-    due_ = true;
-    (void)updateExecutionTime(); // at the end of the span there is no next one
+Timeframe::Closing Timeframe::checkExecution() {
+    const Closing closed = closing();
+    if (closed == Closing::None && executionTimeHasPassed()) {
+        due_ = true;
+        (void)updateExecutionTime(); // at the end of the span there is no next one
+    }
+    return closed;
+}
+
+bool Timeframe::isInPlan() const {
+    const std::optional<LocalMoment> moment = LocalMoment::at(system_->time());
+    return timePlan_ && moment && timePlan_->isActive(*moment);
 }
 
 bool Timeframe::updateExecutionTime() {

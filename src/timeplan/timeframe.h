@@ -39,15 +39,28 @@ public:
     std::shared_ptr<TimePlanFlex> timePlan() const { return timePlan_; }
     void setTimePlan(std::shared_ptr<TimePlanFlex>&& plan) { timePlan_ = std::move(plan); }
 
-    // Whether runs are possible now: inside the span, both its ends included, and with a run left. A limit of
-    // 3 is used up by the fourth run. C8: sic
-    bool isOpen() const;
-    // Sets the due flag where the frame is open and its execution time has passed, and moves that on.
-    void checkExecution();
+    // What keeps runs from being possible, asked in this order.
+    enum class Closing : std::uint8_t { None, Over, NotBegun, RunsUsedUp };
+
+    // Whether runs are possible now: inside the span, both its ends included, and with a run left.
+    bool isOpen() const { return closing() == Closing::None; }
+    // What closes the frame now. The three below it are asked.
+    Closing closing() const;
+    bool isOver() const { return end_ < now(); }
+    bool hasBegun() const { return !(now() < start_); }
+    // A limit of 3 is used up by the fourth run. C8: sic
+    bool hasRunLeft() const;
+    // Whether the execution time has passed: an open frame falls due then.
+    bool executionTimeHasPassed() const { return executionTime_ < now(); }
+    // Sets the due flag where the frame is open and its execution time has passed, and moves that on. Says
+    // what closes the frame.
+    Closing checkExecution();
     // Moves the execution time on by the interval. True where that would be behind the end: it stays then.
     bool updateExecutionTime();
     bool isDue() const { return due_; }
     void clearDue() { due_ = false; }
+    // Whether the plan lets a run start now. False without a plan.
+    bool isInPlan() const;
 
     // Whether the span, the mode, the text or the limit differ. What tells of runs, and of the plan, does not
     // count.

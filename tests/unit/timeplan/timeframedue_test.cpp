@@ -289,4 +289,35 @@ TEST_F(DueCheck, EachStepLooksAtTheClockAfresh) {
     }
 }
 
+TEST_F(DueCheck, SaysWhatClosesAFrameTheEndFirstTheRunsLast) {
+    constexpr std::uint32_t from = 100;
+    constexpr std::uint32_t to = 200;
+    constexpr Runs left = {3, 3};
+    constexpr Runs usedUp = {3, 4};
+    const struct {
+        std::uint32_t start;
+        std::uint32_t end;
+        Runs runs;
+        microseconds now;
+        Timeframe::Closing closing;
+    } cases[] = {
+        {from, to, left, seconds(from), Timeframe::Closing::None},
+        {from, to, left, seconds(to), Timeframe::Closing::None},
+        {from, to, left, seconds(to) + tick, Timeframe::Closing::Over},
+        {from, to, left, seconds(from) - tick, Timeframe::Closing::NotBegun},
+        {from, to, usedUp, seconds(from), Timeframe::Closing::RunsUsedUp},
+        {from, to, usedUp, seconds(to) + tick, Timeframe::Closing::Over},
+        {from, to, usedUp, seconds(from) - tick, Timeframe::Closing::NotBegun},
+        {to, from, usedUp, seconds(from) + tick, Timeframe::Closing::Over}, // not begun either
+        {to, from, usedUp, seconds(from), Timeframe::Closing::NotBegun},
+    };
+    for (const auto& given : cases) {
+        SCOPED_TRACE(testing::Message() << "case " << (&given - cases));
+        Timeframe frame = frameOf(given.start, given.end, hour, given.runs);
+        EXPECT_EQ(isOpen(frame, given.now), given.closing == Timeframe::Closing::None);
+        EXPECT_EQ(frame.closing(), given.closing);
+        EXPECT_EQ(frame.checkExecution(), given.closing);
+    }
+}
+
 } // namespace
