@@ -64,6 +64,9 @@ const Change changes[] = {
     {"Pacific/Apia", 1325239200, {2011, 12, 29, 23, 59, 59}, {2011, 12, 31, 0, 0, 0}},
     // a zone that is only a rule, with the widest offsets that there can be: a day forward, a day back
     {"AAA24BBB-24,J100/12,J300/12", 1775908800, {2026, 4, 10, 11, 59, 59}, {2026, 4, 12, 12, 0, 0}},
+    // a summer of half a day: the offset is the same a day earlier and a day later
+    {"AAA0BBB-1,J100/0,J100/12", 1775779200, {2026, 4, 9, 23, 59, 59}, {2026, 4, 10, 1, 0, 0}},
+    {"AAA0BBB-1,J100/0,J100/12", 1775818800, {2026, 4, 10, 11, 59, 59}, {2026, 4, 10, 11, 0, 0}},
 };
 
 // Zones whose offset stays.
