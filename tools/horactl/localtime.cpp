@@ -56,17 +56,11 @@ std::int64_t daysSinceEpoch(const LocalTime& date) {
     return year * 365 + year / 4 - year / 100 + year / 400 + dayOfYear - daysUpToEpoch;
 }
 
-// As if the zone were UTC.
-std::int64_t secondsSinceEpoch(const LocalTime& time) {
-    return daysSinceEpoch(time) * secondsOfDay + time.hour * secondsOfHour + time.minute * secondsOfMinute +
-           time.second;
-}
-
-// The same of what clocks show at a moment. It differs from the moment by the offset, and in a zone that
+// What clocks show at a moment, as a number. It differs from the moment by the offset, and in a zone that
 // counts leap seconds by those too.
 std::optional<std::int64_t> shownSeconds(std::time_t moment) {
     const std::optional<LocalTime> shown = localTimeOf(moment);
-    return shown ? std::optional(secondsSinceEpoch(*shown)) : std::nullopt;
+    return shown ? std::optional(secondsAsInUtc(*shown)) : std::nullopt;
 }
 
 auto fieldsOf(const LocalTime& time) {
@@ -149,6 +143,11 @@ int weekDayOf(const LocalTime& date) {
     return static_cast<int>(weekDay < 0 ? weekDay + 7 : weekDay);
 }
 
+std::int64_t secondsAsInUtc(const LocalTime& time) {
+    return daysSinceEpoch(time) * secondsOfDay + time.hour * secondsOfHour + time.minute * secondsOfMinute +
+           time.second;
+}
+
 LocalTime nextDay(LocalTime date) {
     if (++date.day <= daysOfMonth(date.year, date.month))
         return date;
@@ -179,7 +178,7 @@ std::vector<std::time_t> momentsOf(const LocalTime& time) {
     std::vector<std::time_t> moments;
     if (!isDate(time.year, time.month, time.day))
         return moments;
-    const std::int64_t wanted = secondsSinceEpoch(time);
+    const std::int64_t wanted = secondsAsInUtc(time);
     std::optional<std::int64_t> tried;
     for (std::int64_t near = wanted - farthestOffset; near <= wanted + farthestOffset;
          near += betweenOffsets) {
@@ -200,7 +199,7 @@ std::vector<std::time_t> momentsOf(const LocalTime& time) {
 std::optional<Gap> gapAround(const LocalTime& time) {
     if (!isDate(time.year, time.month, time.day))
         return std::nullopt;
-    const std::int64_t wanted = secondsSinceEpoch(time);
+    const std::int64_t wanted = secondsAsInUtc(time);
     Gap gap = {wanted - farthestOffset, wanted + farthestOffset};
     while (gap.after - gap.before > 1) {
         const std::time_t middle = gap.before + (gap.after - gap.before) / 2;

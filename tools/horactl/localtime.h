@@ -41,6 +41,8 @@ std::string zoneName();
 bool isDate(int year, int month, int day);
 // 0 is Sunday. Of a date that the calendar has.
 int weekDayOf(const LocalTime& date);
+// The seconds since the epoch at which clocks show that in UTC.
+std::int64_t secondsAsInUtc(const LocalTime& time);
 // The same time on the next date.
 LocalTime nextDay(LocalTime date);
 // Nothing where the C library can't convert the moment.

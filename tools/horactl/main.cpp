@@ -256,10 +256,11 @@ Question questionFrom(const Arguments& arguments, const Setting& setting) {
 int run(const Command& command, const Arguments& arguments) {
     (void)ORV_Sysloglevel_registerModul(programName);
     ORV_Sysloglevel_changeTracelevel(programName, 0); // what goes wrong is told here, once
-    const Setting setting = settingOf(arguments.tables, arguments.repeatDelay);
+    const Setting setting = findSetting({arguments.tables, arguments.repeatDelay});
+    useZone(setting.zone);
     Question question = questionFrom(arguments, setting);
     if (!arguments.json)
-        tools::print(tools::printable(setting.origin) + "\n");
+        tools::print(setting.origin + "\n");
     return command(question, arguments);
 }
 
