@@ -123,7 +123,7 @@ std::string distanceText(std::int64_t seconds) {
 }
 
 std::string zoneName() {
-    const char* const set = std::getenv("TZ"); // NOLINT(concurrency-mt-unsafe)
+    const char* const set = std::getenv("TZ");
     std::string_view zone = set != nullptr ? set : ":/etc/localtime";
     if (!zone.empty() && zone.front() == ':')
         zone.remove_prefix(1);
