@@ -27,6 +27,18 @@ RebootDecision waitOn(const RebootDecision& before, std::time_t now, const Log& 
 
 } // namespace
 
+RebootObstacle obstacleOfReboot(unsigned uptime, std::time_t now, std::optional<std::time_t> lastReboot,
+                                std::uint32_t minimum) {
+    if (uptime < minimum)
+        return RebootObstacle::UptimeTooShort;
+    if (!lastReboot)
+        return RebootObstacle::None;
+    const double elapsed = std::difftime(now, *lastReboot);
+    // A last reboot in the future does not block: the clock was wrong then, or is now. C23: sic
+    return elapsed > 0.0 && elapsed <= static_cast<double>(minimum) ? RebootObstacle::LastRebootTooRecent
+                                                                    : RebootObstacle::None;
+}
+
 RebootDecision RebootDecision::next(std::time_t now, RebootSituation& situation, const Log& log) const {
     switch (state) {
     case RebootState::Idle:

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <ctime>
+#include <optional>
 
 namespace orv::horad {
 
@@ -15,6 +16,14 @@ enum class RebootState : std::uint32_t {
     Triggered,      // the reboot is written to the store
     Postponed,      // the line was busy for too long: it waits for the next slot
 };
+
+// What keeps a router from rebooting that is idle in the slot, asked in this order.
+enum class RebootObstacle : std::uint8_t { None, UptimeTooShort, LastRebootTooRecent };
+
+// uptime, minimum: seconds; the minimum bounds the uptime and the time since the last reboot from below.
+// lastReboot: seconds since the epoch, like now; nothing where there was none.
+[[nodiscard]] RebootObstacle obstacleOfReboot(unsigned uptime, std::time_t now,
+                                              std::optional<std::time_t> lastReboot, std::uint32_t minimum);
 
 // What the decision asks of its surroundings. It asks only what it needs: looking at the line reads a file.
 class RebootSituation {

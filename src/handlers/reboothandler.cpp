@@ -2,11 +2,11 @@
 
 #include "handlers/dbm.h"
 #include "handlers/onecell.h"
+#include "handlers/rebootslot.h"
 #include "handlers/transaction.h"
 #include "probes/systemidle.h"
 #include "timeplan/isotime.h"
 
-#include <algorithm>
 #include <optional>
 
 namespace orv::horad {
@@ -21,33 +21,7 @@ namespace {
 constexpr int startPauses = 120;                      // between the attempts to start a transaction
 constexpr unsigned transactionRetryInterval = 500000; // microseconds
 
-constexpr std::uint8_t everyDay = 0; // the other days are 1 to 7, Monday to Sunday
 constexpr const char* dayLabels[WeekSlots::days] = {"Mo", "Tu", "We", "Th", "Fr", "Sa", "Su"};
-
-// Counts from Monday, which is 0. Whatever is behind Sunday counts as Sunday. C21: sic
-std::size_t dayOf(std::uint8_t weekDay) {
-    return std::min<std::size_t>(weekDay, WeekSlots::days) - 1;
-}
-
-// The last second of a slot that is long enough for one pass to fall into it. The day stays: a slot that
-// begins in the last minute of a day runs past midnight. C22: sic
-TimePlanTime endOfSlot(const TimePlanTime& start) {
-    constexpr std::int64_t length = 59; // seconds
-    std::int64_t second = start.second() + length;
-    std::int64_t minute = start.minute();
-    std::int64_t hour = start.hour();
-    if (second >= 60) {
-        minute += second / 60;
-        second %= 60;
-    }
-    if (minute >= 60) {
-        hour += minute / 60;
-        minute %= 60;
-    }
-    if (hour >= 24)
-        hour %= 24;
-    return TimePlanTime(static_cast<int>(hour), static_cast<int>(minute), static_cast<int>(second));
-}
 
 } // namespace
 
@@ -96,25 +70,13 @@ bool RebootHandler::__readAutoRebootCfg(IConfigClient& client) {
     lastReboot_ = row.getValue(dbm::AutoReboot_LastReboot).getText();
     minimumRuntime_ = static_cast<std::uint32_t>(row.getValue(dbm::AutoReboot_MinimumRuntime).getInteger());
     log_.info("Auto reboot enabled: %s, time: '%s', day: '%s'", enabled_ ? "true" : "false", time_.c_str(),
-              weekDay_ == everyDay ? "every day" : dayLabels[dayOf(weekDay_)]);
+              weekDay_ == everyDay ? "every day" : dayLabels[rebootDayOf(weekDay_)]);
     if (time_.empty()) {
         log_.error("Auto reboot time is empty, cannot set time plan.");
         return false;
     }
-    enterSlot();
+    enterRebootSlot(timePlan_, time_, weekDay_);
     return true;
-}
-
-// Other weekdays keep the slots that they have: only switching off takes them away. C20: sic
-void RebootHandler::enterSlot() {
-    const TimePlanTime start(time_);
-    const TimePlanTime stop = endOfSlot(start);
-    if (weekDay_ != everyDay) {
-        timePlan_.setDay(dayOf(weekDay_), start, stop);
-        return;
-    }
-    for (std::size_t day = 0; day < WeekSlots::days; ++day)
-        timePlan_.setDay(day, start, stop);
 }
 
 void RebootHandler::process(IConfigClient&) {
@@ -157,19 +119,21 @@ bool RebootHandler::isInSlot(std::time_t now) const {
 
 bool RebootHandler::__isRebootAllowed(const std::string& lastReboot, const std::time_t& now) const {
     const unsigned uptime = __getUptime();
-    if (uptime < minimumRuntime_) {
+    std::optional<std::time_t> last;
+    if (!lastReboot.empty())
+        last = momentOf(lastReboot);
+    switch (obstacleOfReboot(uptime, now, last, minimumRuntime_)) {
+    case RebootObstacle::None:
+        return true;
+    case RebootObstacle::UptimeTooShort:
         log_.debug("Uptime is only %u seconds, skipping reboot.", uptime);
         return false;
-    }
-    if (lastReboot.empty())
-        return true;
-    const double elapsed = std::difftime(now, momentOf(lastReboot));
-    // A last reboot in the future does not block: the clock was wrong then, or is now. C23: sic
-    if (elapsed > 0.0 && elapsed <= static_cast<double>(minimumRuntime_)) {
-        log_.debug("Last auto reboot was only %.0f seconds ago, skipping reboot.", elapsed);
+    case RebootObstacle::LastRebootTooRecent:
+        log_.debug("Last auto reboot was only %.0f seconds ago, skipping reboot.",
+                   std::difftime(now, last.value_or(0)));
         return false;
     }
-    return true;
+    return false;
 }
 
 bool RebootHandler::__startTransaction(IConfigClient& client) {

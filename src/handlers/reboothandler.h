@@ -49,7 +49,6 @@ private:
     std::string __currentTimeToIsoFormat();
     unsigned __getUptime() const;
 
-    void enterSlot();
     bool isInSlot(std::time_t now) const;
     void trigger(cfg::common::IConfigClient& client, const std::string& now);
 

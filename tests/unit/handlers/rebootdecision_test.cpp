@@ -4,7 +4,7 @@
 #include "log.h"
 #include "support/capturedlog.h"
 
-#include <stdexcept>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -14,7 +14,9 @@ namespace {
 
 using orv::horad::Log;
 using orv::horad::Logger;
+using orv::horad::obstacleOfReboot;
 using orv::horad::RebootDecision;
+using orv::horad::RebootObstacle;
 using orv::horad::RebootSituation;
 using orv::horad::RebootState;
 
@@ -136,6 +138,38 @@ TEST_F(RebootDecisionAlone, GoesFromStateToStateAndAsksOnlyWhatItNeeds) {
         EXPECT_EQ(captured_.lines(), given.log);
         const bool beginsToWait = given.from == due && given.to == waiting;
         EXPECT_EQ(after.waitStart, beginsToWait ? now : before.waitStart);
+    }
+}
+
+struct Runtime {
+    unsigned uptime;                          // seconds
+    std::optional<std::time_t> sinceLastTime; // seconds
+    std::uint32_t minimum;
+    RebootObstacle obstacle;
+};
+
+const Runtime runtimes[] = {
+    {5400, {}, 5400, RebootObstacle::None},
+    {5399, {}, 5400, RebootObstacle::UptimeTooShort},
+    {0, {}, 0, RebootObstacle::None},
+    {0xFFFFFFFE, {}, 0xFFFFFFFF, RebootObstacle::UptimeTooShort},
+    {5399, 5400, 5400, RebootObstacle::UptimeTooShort}, // it is asked first
+    {5400, 5401, 5400, RebootObstacle::None},
+    {5400, 5400, 5400, RebootObstacle::LastRebootTooRecent},
+    {5400, 1, 5400, RebootObstacle::LastRebootTooRecent},
+    {5400, 0, 5400, RebootObstacle::None},  // no time has passed
+    {5400, -1, 5400, RebootObstacle::None}, // in the future
+    {5400, now, 5400, RebootObstacle::None},
+    {0, 1, 0, RebootObstacle::None},
+};
+
+TEST(RebootObstacle, TheUptimeAndTheTimeSinceTheLastRebootHaveTheSameMinimum) {
+    for (const Runtime& given : runtimes) {
+        std::optional<std::time_t> last;
+        if (given.sinceLastTime)
+            last = now - *given.sinceLastTime;
+        EXPECT_EQ(obstacleOfReboot(given.uptime, now, last, given.minimum), given.obstacle)
+            << "case " << (&given - runtimes);
     }
 }
 
