@@ -236,6 +236,15 @@ TEST(Setting, IsNotThatOfAProcessThatEndsAtOnce) {
     }
 }
 
+TEST(Setting, IsReadFromTheBeginningWhateverWasParsedBefore) {
+    FakeMachine machine;
+    machine.addHorad(8, {"horad", "-xh"}); // the parser stops in the middle of a word
+    machine.addHorad(9, {"horad", "-t", "A"});
+    optind = 3;
+    EXPECT_THAT(machine.find().tables, ElementsAre("A"));
+    EXPECT_THAT(machine.find().tables, ElementsAre("A"));
+}
+
 TEST(Setting, OfAProcessThatEndsMeanwhileIsNone) {
     const fakes::LocalZone zone("UTC");
     FakeMachine machine;
