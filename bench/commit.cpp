@@ -1,6 +1,6 @@
-// One cell, changed and on the disk. The contestants take turns in short rounds: what else the disk does hits
-// all of them. The first half of the commits has a new file to grow; later SQLite writes its log over and
-// over.
+// Changes one cell durably. The contestants take turns in short rounds, so that other work of the disk hits
+// all of them alike. The first half of the commits has a new file to grow; later SQLite writes its log over
+// and over.
 
 #include "bench/contestants.h"
 #include "bench/samples.h"

@@ -25,7 +25,7 @@ constexpr unsigned transactionWait = 500; // milliseconds, as long as horad's
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-// As horad writes a status.
+// Commits in the way in which horad writes a status.
 class Store : public Contestant {
 public:
     explicit Store(const std::string& socket)
@@ -98,7 +98,7 @@ private:
     sqlite3_stmt* commit_ = nullptr;
 };
 
-// What the disk itself takes: a page appended, and synchronised.
+// What the disk alone takes: a page is appended and synced.
 class BareFile : public Contestant {
 public:
     explicit BareFile(const std::string& path)
@@ -223,7 +223,7 @@ private:
                 return message;
             if (message.find(R"("echo")") == std::string::npos)
                 throw std::runtime_error("ovsdb: " + message);
-            socket_.put(R"({"id": "echo", "result": [], "error": null})"); // it asks whether anybody is there
+            socket_.put(R"({"id": "echo", "result": [], "error": null})"); // a keep-alive question
         }
     }
 

@@ -5,12 +5,12 @@
 
 namespace bench {
 
-// Somebody who keeps one cell on the disk.
+// A store that keeps one cell on the disk.
 class Contestant {
 public:
     virtual ~Contestant() = default;
 
-    // Changes the cell; returns when it is durable. Throws where that fails.
+    // Changes the cell; returns when it is durable. Throws on failure.
     virtual void commit(bool value) = 0;
 };
 

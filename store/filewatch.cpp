@@ -13,7 +13,7 @@ namespace store {
 
 namespace {
 
-// The number of names of a file is an attribute: it falls where a file is removed that is still in use.
+// A file that is still open somewhere reports its removal as a change of an attribute: its link count falls.
 constexpr std::uint32_t watchedEvents = IN_ATTRIB | IN_MOVE_SELF | IN_DELETE_SELF | IN_DONT_FOLLOW;
 
 } // namespace
@@ -53,7 +53,7 @@ bool FileWatch::takeChanges() {
             if ((event.mask & IN_IGNORED) != 0)
                 forget(event.wd);
             else
-                changed = true; // that events were lost counts as well
+                changed = true; // lost events count as well
         }
     }
     return changed;

@@ -5,12 +5,12 @@
 
 namespace store {
 
-// Tells when one of a few files is removed, replaced, moved away, or gets other rights. The kernel tells it
-// by itself: nothing wakes the process for other files, or for what is written into these.
+// Reports when one of a few files is removed, replaced or moved, or when its permissions change. It uses
+// inotify: other files, and writes to these, do not wake the process.
 //
-// It says that something happened, not what: whoever watches looks at the files then. A folder above them
-// that is moved is not noticed. Where the kernel has no room left for another watch, files are not watched,
-// and that is all.
+// It reports that something happened, not what: the caller has to look at the files. It does not notice when
+// a folder above them is moved. Where inotify has no room for another watch, add() fails and the file is not
+// watched.
 class FileWatch {
 public:
     FileWatch();
@@ -18,11 +18,11 @@ public:
     FileWatch(const FileWatch&) = delete;
     FileWatch& operator=(const FileWatch&) = delete;
 
-    // Watches what is at that path now, a link itself and not what it leads to. False, with errno, where it
-    // can't. A path that is added again is no longer watched for what it led to before.
+    // Watches the file that is at the path now; of a symbolic link, the link itself. False, with errno, if
+    // that fails. Adding a path again ends the watch on the file that was there before.
     [[nodiscard]] bool add(const std::string& path);
 
-    // Readable when something happened; -1 where the kernel had none.
+    // Readable when something happened; -1 if inotify gave no descriptor.
     int descriptor() const { return descriptor_; }
     // Whether something happened to one of the files since the last call. Never waits.
     [[nodiscard]] bool takeChanges();

@@ -68,7 +68,7 @@ bool isRegularFile(int at, const std::string& name) {
     return fstatat(at, name.c_str(), &status, AT_SYMLINK_NOFOLLOW) == 0 && S_ISREG(status.st_mode);
 }
 
-// Its lock is held until it is gone, so that nobody takes it meanwhile for a folder that can be removed.
+// Keeps the folder locked until it is removed, so that no other process removes it at the same time.
 bool removeFolder(int at, const std::string& name, const std::vector<std::string>& files) {
     const Directory folder = openDirectory(at, name.c_str(), folderFlags);
     const int descriptor = folder ? dirfd(folder.get()) : -1;
@@ -83,7 +83,7 @@ bool removeFolder(int at, const std::string& name, const std::vector<std::string
     if (!known)
         return false;
     for (const std::string& entry : entries)
-        (void)unlinkat(descriptor, entry.c_str(), 0); // the folder stays then, and tells by that
+        (void)unlinkat(descriptor, entry.c_str(), 0); // if this fails, so does removing the folder
     return unlinkat(at, name.c_str(), AT_REMOVEDIR) == 0;
 }
 
@@ -102,8 +102,8 @@ ScratchFolder::~ScratchFolder() {
     close(lock_);
 }
 
-// Another start may take the folder for a leftover before it is locked. Then there is nothing at the name any
-// more.
+// Another server that starts now may remove the new folder as a leftover before it is locked. Then the name
+// leads nowhere, and the next name is tried.
 bool ScratchFolder::make(const std::string& pattern) {
     std::string made = pattern;
     if (mkdtemp(made.data()) == nullptr)

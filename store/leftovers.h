@@ -6,9 +6,9 @@
 
 namespace store {
 
-// A new folder that is the process's own, "PREFIXxxxxxx" in a directory, locked (flock) for as long as this
-// lives: the lock tells it from one that a killed process left behind. The folder is gone with this if it is
-// empty then.
+// Makes a new folder "PREFIXxxxxxx" in a directory and keeps it locked (flock) as long as this object lives.
+// The lock distinguishes it from a folder that a killed process left behind. The destructor removes the
+// folder if it is empty.
 class ScratchFolder {
 public:
     // Throws std::system_error.
@@ -26,10 +26,10 @@ private:
     int lock_ = -1;
 };
 
-// Removes the scratch folders in a directory that killed processes left: those of the process's own user that
-// nobody has locked and that hold nothing but regular files of these names. All others stay as they are,
-// whole. Follows no link. Returns how many were removed; what can't be looked at or removed stays, without a
-// word.
+// Removes the scratch folders that killed processes left in a directory: those that belong to this process's
+// user, that nobody has locked, and that hold only regular files with these names. Every other folder keeps
+// all of its files. Follows no symbolic link. Returns how many folders were removed; one that can't be read
+// or removed is skipped silently.
 std::size_t removeLeftovers(const std::string& directory, const std::string& prefix,
                             const std::vector<std::string>& files);
 

@@ -5,7 +5,7 @@
 // The log module "cfgserver".
 namespace store::log {
 
-// `debug` lets debug lines through; `useSyslog` sends all to the system log and not to standard error.
+// `debug` lets debug lines through; `useSyslog` sends all lines to the system log instead of standard error.
 void open(bool debug, bool useSyslog);
 
 void error(const std::string& text, const char* file = __builtin_FILE(), int line = __builtin_LINE());

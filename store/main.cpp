@@ -28,7 +28,8 @@ constexpr const char* programName = "cfgserver";
 constexpr const char* pidFileDirectory = "/var/run";
 constexpr auto shutDownPatience = std::chrono::seconds(1);
 
-// The daemon's pid file, and whoever waits for the daemon to be up. Does nothing in the foreground.
+// In daemon mode: holds the pid file, and tells the parent process when the server is up. Does nothing in the
+// foreground.
 class DaemonMode {
 public:
     DaemonMode() = default;
@@ -36,7 +37,8 @@ public:
     DaemonMode& operator=(const DaemonMode&) = delete;
     ~DaemonMode() { ORV_Daemon_deletePidFile(&daemon_); }
 
-    // Returns in the daemon, which has no terminal that could go away, and no other use for these signals.
+    // Returns only in the daemon process. It ignores SIGHUP and SIGUSR1: it has no terminal that could hang
+    // up, and no use for the signals.
     void enter() {
         logs_ = true;
         for (const int signal : {SIGHUP, SIGUSR1})
@@ -53,7 +55,7 @@ public:
         entered_ = true;
     }
 
-    // The server is up: whoever started it may go.
+    // The server is up: the parent process may exit.
     void ready() {
         if (entered_ && ORV_Daemon_createPidFile(&daemon_) != 0)
             throw std::system_error(errno, std::generic_category(), "pid file");
@@ -68,7 +70,7 @@ public:
 
 private:
     ORV_Daemon daemon_;
-    bool logs_ = false; // the log is not the standard error that a failure is reported on
+    bool logs_ = false; // whether the log goes elsewhere than standard error, where failures are reported
     bool entered_ = false;
 };
 
@@ -153,7 +155,8 @@ void run(const store::Options& options, DaemonMode& daemon) {
 int main(int argumentCount, char** arguments) {
     orv::error::endOnLackOfMemory(programName);
     ORV_Daemon_occupyStandardStreams();
-    // A closed standard error or a file at its size limit is an error to answer, no reason to die.
+    // A write to a closed standard error, or beyond the file size limit, is to fail and not to kill the
+    // server.
     (void)std::signal(SIGPIPE, SIG_IGN);
     (void)std::signal(SIGXFSZ, SIG_IGN);
     int exitStatus = 0;

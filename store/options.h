@@ -18,7 +18,7 @@ struct Options {
     bool verbose = false;
 };
 
-// Nothing when the process is to end at once, with that exit status: after the help, or a wrong use.
+// None if the process is to end at once with `exitStatus`: after --help or after a wrong use.
 std::optional<Options> readOptions(int argumentCount, char** arguments, int& exitStatus);
 
 } // namespace store

@@ -38,8 +38,8 @@ void Repeats::flush(TimePoint now) {
         } else if (entry.count == 0) {
             place = entries_.erase(place);
         } else {
-            entry.until = now + window;                                // it may go on
-            const std::uint64_t count = std::exchange(entry.count, 0); // first: if telling fails, it is over
+            entry.until = now + window;                                // the next minute begins
+            const std::uint64_t count = std::exchange(entry.count, 0); // before tell(), which may throw
             tell(entry, count);
         }
     }

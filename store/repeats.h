@@ -9,13 +9,13 @@
 
 namespace store::log {
 
-// Log lines that a client can cause as often as it likes. The first of a kind goes out at once; those of the
-// same kind that follow within a minute are counted, and one line at its end says how many they were. While
-// they go on there is one line a minute.
+// Log lines that a client can cause as often as it likes. The first line of a kind is logged at once. Further
+// ones of the same kind are counted for a minute; then the last of them is logged with their number. While
+// they go on, that is one line a minute.
 //
-// The kind is what the caller says, not the text: it must hold nothing that a client chooses, no process
-// number and no name that the client gives, but what happened and the user, say "not permitted 1000". Kinds
-// beyond the room for them count as one.
+// The caller names the kind, which is not the line's text. It must not contain anything that a client
+// chooses, such as its process id or its name, but what happened and the user: "not permitted 1000". Kinds
+// beyond roomForKinds are counted together, as one.
 class Repeats {
 public:
     using TimePoint = std::chrono::steady_clock::time_point;
@@ -30,11 +30,11 @@ public:
         say(Level::Error, kind, text, now);
     }
 
-    // When flush() is due next. None while nothing is counted: there is nothing to wake up for.
+    // When flush() is due next; none while nothing is counted.
     std::optional<TimePoint> deadline() const;
-    // Tells what was counted in the minutes that are over.
+    // Logs what was counted in the minutes that have ended.
     void flush(TimePoint now);
-    // Tells all that is counted, at the end of the program.
+    // Logs all that was counted, at the end of the program.
     void flushAll();
 
 private:
@@ -44,7 +44,7 @@ private:
         TimePoint until; // the end of its minute
         std::uint64_t count = 0;
         Level level = Level::Warning;
-        std::string last; // of those that are counted
+        std::string last; // the last line that was counted
     };
     using Entries = std::map<std::string, Entry>;
 

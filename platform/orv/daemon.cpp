@@ -23,7 +23,7 @@
 
 namespace {
 
-// What the parent hears when all went well; anything else is the reason why not.
+// What the parent receives on success; anything else is the reason of a failure.
 constexpr char success[] = "\n";
 
 constexpr int lockAttempts = 500;
@@ -43,7 +43,7 @@ int fail(int& descriptor, int error) {
     return -1;
 }
 
-// A socket pair where a pipe would do: writing to a parent that was killed meanwhile raises no SIGPIPE.
+// The report goes over a socket pair and not a pipe: sending to a parent that was killed raises no SIGPIPE.
 void tellParent(ORV_Daemon* daemon, const std::string& report) {
     const int savedErrno = errno;
     while (daemon->parentPipe >= 0 &&
@@ -95,7 +95,7 @@ int makePair(int (&ends)[2]) {
 int leaveSession(ORV_Daemon* daemon) {
     if (setsid() < 0)
         return failAt(daemon, "setsid");
-    const pid_t child = fork(); // who leads no session never gets a terminal again
+    const pid_t child = fork(); // a process that leads no session can't get a terminal
     if (child < 0)
         return failAt(daemon, "fork");
     if (child > 0)
@@ -119,14 +119,15 @@ int leaveSurroundings(ORV_Daemon* daemon) {
     return 0;
 }
 
-// Those above the standard streams. Where the kernel does not tell, all that there may be.
+// The open descriptors above the standard streams. If the kernel does not list them, all numbers that there
+// may be.
 std::vector<int> inheritedDescriptors() {
     std::vector<int> found;
     if (DIR* const list = opendir("/proc/self/fd")) {
         while (const dirent* entry = readdir(list))
             if (const int descriptor = std::atoi(entry->d_name); descriptor > STDERR_FILENO)
                 found.push_back(descriptor);
-        closedir(list); // it is in the list itself
+        closedir(list); // the list contains its own descriptor
         return found;
     }
     rlimit limit{};
@@ -153,15 +154,15 @@ bool leadsTo(const char* path, int descriptor) {
            named.st_ino == held.st_ino;
 }
 
-// The locked file, or -1 with errno: EWOULDBLOCK when an instance holds it, EBUSY when it is not to be had
-// just now.
+// The locked file, or -1 with errno: EWOULDBLOCK when an instance holds it, EBUSY when it may be free a
+// moment later.
 int openLocked(const char* path) {
     constexpr mode_t ownersAlone = S_IRUSR | S_IWUSR; // who may open it may also lock it
     int file = open(path, O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK, ownersAlone);
     if (file < 0)
         return -1;
     if (lockWithoutWaiting(file, LOCK_EX) != 0) {
-        // Who only looks whether it is occupied holds a shared lock, for a moment.
+        // A process that only looks whether it is occupied holds a shared lock, for a moment.
         const bool held = lockWithoutWaiting(file, LOCK_SH) != 0;
         return fail(file, held ? errno : EBUSY);
     }
@@ -199,7 +200,7 @@ int takePidFile(ORV_Daemon* daemon) {
         return -1;
     if (writePid(file) != 0) {
         const int reason = errno;
-        (void)unlink(daemon->path); // half a pid would lead somebody to the wrong process
+        (void)unlink(daemon->path); // a part of a process id would name another process
         return fail(file, reason);
     }
     daemon->lockedFile = file;

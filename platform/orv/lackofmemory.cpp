@@ -17,13 +17,13 @@ namespace {
 const char* programName = nullptr;
 std::terminate_handler before = nullptr;
 
-// There is no exception where it found no memory for itself. Nothing else of ours ends without one.
+// There is no exception if none could be allocated. Nothing else in these programs gets here without one.
 bool isLackOfMemory() {
     const std::type_info* const type = abi::__cxa_current_exception_type();
     return type == nullptr || *type == typeid(std::bad_alloc) || *type == typeid(std::bad_array_new_length);
 }
 
-// Nothing here allocates, or throws once more.
+// Nothing in here allocates or throws.
 [[noreturn]] void endProcess() {
     if (!isLackOfMemory())
         before();
@@ -33,7 +33,7 @@ bool isLackOfMemory() {
     _exit(1);
 }
 
-// Before all global objects of ours: the numbers up to 100 are the system's.
+// Runs before the program's global objects are made. The numbers up to 100 are reserved for the system.
 __attribute__((constructor(101))) void install() {
     programName = program_invocation_short_name; // the C library has set it by then
     before = std::set_terminate(endProcess);

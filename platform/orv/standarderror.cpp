@@ -9,7 +9,7 @@ namespace orv {
 
 namespace {
 
-// The descriptor is shared with whoever started the program, so it is not for us to make it non-blocking.
+// The descriptor is shared with the program that started this one, so it must not be made non-blocking.
 bool canBeWritten(int descriptor) noexcept {
     pollfd wanted{descriptor, POLLOUT, 0};
     int ready = 0;

@@ -26,7 +26,7 @@ void Stop::request() const {
     errno = savedErrno;
 }
 
-// A signal that ends the wait is most likely the one that asks to stop, so that is looked up again.
+// The signal that interrupts the wait is most likely the request to stop, so it is looked for once more.
 bool Stop::requestedWithin(int milliseconds) const {
     pollfd descriptor{descriptor_, POLLIN, 0};
     if (poll(&descriptor, 1, milliseconds) >= 0)

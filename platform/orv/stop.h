@@ -4,8 +4,8 @@
 
 namespace orv {
 
-// A request to stop, made once and for all. It is a descriptor: who waits for something waits for the request
-// as well, and can't miss one that comes just before the wait, as he could with a flag.
+// A request to stop, which is made once and never taken back. It is a descriptor, so that it can be polled
+// together with whatever the program waits for. A flag could be set just before the wait, and be missed.
 class Stop {
 public:
     // Throws std::system_error where the kernel has no descriptor left.
@@ -17,9 +17,9 @@ public:
     // Safe in a signal handler.
     void request() const;
     bool requested() const { return requestedWithin(0); }
-    // Waits for a request, for up to so many milliseconds. True where there is one.
+    // Waits for a request, for at most that many milliseconds. Whether there is one.
     bool requestedWithin(int milliseconds) const;
-    // Readable from the request on. Nobody reads it.
+    // Readable from the request on. It must not be read.
     int descriptor() const { return descriptor_; }
 
 private:

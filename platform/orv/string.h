@@ -7,9 +7,9 @@
 
 namespace orv::string {
 
-// Reads the leading decimal number of a text as atoi does: blanks and one sign in front, whatever stands
-// behind it ignored, 0 where there is none. What 32 bits can't hold becomes the nearest number they hold, on
-// every machine.
+// Reads the leading decimal number of a text as atoi does: it may have blanks and one sign in front, what
+// follows it is ignored, and without a number the result is 0. A number beyond 32 bits becomes the nearest
+// one within them, on every machine.
 int toInteger(std::string_view text);
 
 // Appends the parts of a text between the separators, empty ones included; an empty text has no part.

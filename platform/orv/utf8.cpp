@@ -8,7 +8,7 @@ unsigned byteAt(std::string_view text, std::size_t index) noexcept {
     return static_cast<unsigned char>(text[index]);
 }
 
-// By its first byte; 0 for one that begins no character.
+// A character's size, by its first byte; 0 if no character begins with that byte.
 std::size_t sizeFrom(unsigned first) noexcept {
     if (first < 0x80)
         return 1;
@@ -19,7 +19,7 @@ std::size_t sizeFrom(unsigned first) noexcept {
     return first >= 0xF0 && first < 0xF5 ? 4 : 0;
 }
 
-// Forms that are longer than need be, halves of surrogate pairs, and what lies above U+10FFFF.
+// Overlong forms, halves of surrogate pairs, and codes above U+10FFFF.
 bool isForbidden(unsigned first, unsigned second) noexcept {
     return (first == 0xE0 && second < 0xA0) || (first == 0xED && second >= 0xA0) ||
            (first == 0xF0 && second < 0x90) || (first == 0xF4 && second >= 0x90);

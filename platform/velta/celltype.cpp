@@ -10,7 +10,7 @@ struct NumberType {
     unsigned typeCode;
     Range range;
     const char* name;
-    const char* between; // the least and the most
+    const char* between; // what stands between the least and the most
 };
 
 using Integers = std::numeric_limits<std::int32_t>;

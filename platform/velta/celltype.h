@@ -5,8 +5,8 @@
 #include <cstdint>
 #include <string>
 
-// The numbers that a cell may hold, by its type code. A counter is unsigned here, though its bits travel in a
-// signed integer.
+// The numbers that a cell may hold, by its type code. A counter is unsigned here; on the wire its bits are
+// sent as a signed integer.
 namespace velta {
 
 struct Range {
@@ -16,14 +16,14 @@ struct Range {
 
 // Whether cells of that type are numbers.
 bool isNumber(unsigned typeCode);
-// Of a type that is a number; every other holds 0 alone.
+// The range of a numeric type; of any other type, 0 to 0.
 Range rangeOf(unsigned typeCode);
-// For a person, of a type that is a number: "a switch, 0 or 1".
+// Describes a numeric type for people: "a switch, 0 or 1".
 std::string descriptionOf(unsigned typeCode);
 
-// The number in a value of a type that is one.
+// The number in a value of a numeric type.
 std::int64_t numberIn(const Value& value);
-// The value of that type, which must be one of numbers; the number is within its range.
+// A value of that type, which must be numeric. The number must be within its range.
 Value numberValue(unsigned typeCode, std::int64_t number);
 
 } // namespace velta

@@ -22,7 +22,7 @@ std::optional<Character> firstCharacter(std::string_view text) {
         return std::nullopt;
     char32_t code = static_cast<std::uint8_t>(text[0]);
     if (size > 1)
-        code &= 0xffU >> (size + 1); // the bits behind those that tell the size
+        code &= 0xffU >> (size + 1); // without the bits that tell the size
     for (const char byte : text.substr(1, size - 1))
         code = (code << 6) | (static_cast<std::uint8_t>(byte) & 0x3fU);
     return Character{code, size};

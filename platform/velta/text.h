@@ -6,15 +6,15 @@
 #include <string>
 #include <string_view>
 
-// What a text from outside holds: a number, characters, or bytes that are neither.
+// Reads texts from outside: numbers, UTF-8 characters, and what to show of other bytes.
 namespace velta {
 
-// The number of a text of decimal digits, with or without a minus in front, and nothing else. None where it
-// has over 64 bits.
+// The number in a text that has only decimal digits and perhaps a minus in front. None if it is any other
+// text, or the number has over 64 bits.
 std::optional<std::int64_t> wholeNumber(std::string_view text);
 
-// UTF-8 in its strict form: no longer forms than need be, no halves of surrogate pairs, nothing above
-// U+10FFFF. A zero byte is a character like any other.
+// Whether the text is strict UTF-8: no overlong forms, no halves of surrogate pairs, nothing above U+10FFFF.
+// A zero byte is a character like any other.
 bool isUtf8(std::string_view text);
 
 struct Character {
@@ -22,10 +22,10 @@ struct Character {
     std::size_t bytes; // that it takes in the text
 };
 
-// None where the text is empty, or does not begin with a character in UTF-8.
+// None if the text is empty or does not begin with valid UTF-8.
 std::optional<Character> firstCharacter(std::string_view text);
 
-// The text on one line, as a person may see it: control characters become blanks, bytes that are no UTF-8
+// The text on one line, safe to show: control characters become blanks, and bytes that are not UTF-8 become
 // question marks.
 std::string onOneLine(std::string_view text);
 

@@ -22,10 +22,10 @@ public:
     // The value becomes a text.
     void setText(const std::string& value);
 
-    // A text reads as its leading decimal number, held within 32 bits, or 0 where it has none; none reads as
-    // 0.
+    // A text reads as its leading decimal number, limited to 32 bits, or as 0 if it has none. A value of type
+    // none reads as 0.
     int getInteger() const;
-    // An integer reads in decimal, none as the empty text.
+    // An integer reads in decimal. A value of type none reads as the empty text.
     std::string getText() const;
 
     bool operator==(const Value& other) const;

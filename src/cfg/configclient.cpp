@@ -87,11 +87,11 @@ EResultCode ConfigClient::closeTransaction() {
 }
 
 EResultCode ConfigClient::abortTransaction() {
-    dropSnapshots(); // they may show what is taken back
+    dropSnapshots(); // they may hold rows that are rolled back
     return endTransaction(RequestKind::Abort);
 }
 
-// Whatever the answer is, the store holds no transaction of this client afterwards.
+// Whatever the answer is, this client has no transaction afterwards.
 EResultCode ConfigClient::endTransaction(RequestKind how) {
     Request request = requests::of(how);
     Reply reply;
@@ -159,7 +159,7 @@ EResultCode ConfigClient::readOneRow(Request request, const velta::NameList& col
     return result;
 }
 
-// The snapshot goes even where the write fails: it may have failed halfway.
+// The snapshot is dropped even if the write fails: the store may have carried it out all the same.
 EResultCode ConfigClient::write(Request request, std::uint32_t* id) {
     snapshots_.erase(request.table);
     Reply reply;

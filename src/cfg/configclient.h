@@ -45,9 +45,9 @@ public:
     EResultCode columns(const std::string& table, std::vector<velta::protocol::ColumnInfo>& columns);
     // The same in full. A store that does not know the request closes the connection.
     EResultCode describe(const std::string& table, std::vector<velta::protocol::ColumnDescription>& columns);
-    // All rows, for the caller to keep: they stay what they are, whatever is written.
+    // All rows, for the caller to keep: they do not change, whatever is written later.
     EResultCode readTable(const std::string& table, Snapshot& rows);
-    // For many writes of the open transaction; see there.
+    // For many writes of the open transaction; see Pipeline.
     Pipeline writesAhead();
     // A row without an "Id" gets the next free one; `id` says which it has.
     EResultCode insertRow(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
@@ -55,7 +55,7 @@ public:
 
     // Forgets the rows that size() fetched.
     void dropSnapshots() { snapshots_.clear(); }
-    // The connection closed: its transaction is gone, and its snapshots tell of another time.
+    // The connection closed: its transaction is gone, and its snapshots may be stale.
     void connectionLost();
 
 private:

@@ -20,7 +20,7 @@ EResultCode failed(const std::string& what) {
     return EResultCode(code::notConnected, systemText(what));
 }
 
-// The time limit for sending is connect()'s too.
+// The time limit for sending is also the one for connect().
 EResultCode limitWaiting(int socket, std::chrono::milliseconds patience) {
     timeval limit{};
     limit.tv_sec = static_cast<decltype(limit.tv_sec)>(patience.count() / 1000);
@@ -56,7 +56,7 @@ EResultCode connectWaiting(const std::string& socketPath, const sockaddr_un& add
 EResultCode connectTo(const std::string& socketPath, std::chrono::milliseconds patience, int& socket) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    if (socketPath.empty()) // would be a name of no file
+    if (socketPath.empty()) // connect() would take it for an abstract name
         return EResultCode(code::notConnected, "the path of the socket is empty");
     if (socketPath.size() >= sizeof address.sun_path)
         return EResultCode(code::notConnected, socketPath + ": path is too long for a socket");

@@ -56,7 +56,7 @@ void Connection::shut(const EResultCode& why) {
     socket_ = -1;
     greeted_ = false;
     inTransaction_ = false;
-    (void)std::exchange(frames_, FrameReader()); // an assignment would keep the old one's memory
+    (void)std::exchange(frames_, FrameReader()); // assigning a new one would keep the old one's memory
     (void)notices_.take();
 }
 
@@ -112,7 +112,7 @@ void Connection::tellLeftover() const {
         onLeftover_();
 }
 
-// Appends the request with a sequence number of its own, or nothing where it is too large.
+// Gives the request a sequence number and appends it, or appends nothing if it is too large.
 EResultCode Connection::encode(Request& request, std::string& bytes) {
     if (!isOpen())
         return code::notConnected;
@@ -139,7 +139,7 @@ EResultCode Connection::send(Request& request, Clock::time_point deadline) {
             continue;
         }
         if (errno == EPIPE || errno == ECONNRESET)
-            return {}; // it may have said why before it closed: the reading of the answer finds out
+            return {}; // the store may have sent the reason before it closed; reading the answer will tell
         if (errno == EAGAIN) {
             const EResultCode waited = wait(POLLOUT, deadline);
             if (!waited.ok())
@@ -157,10 +157,10 @@ EResultCode Connection::awaitReply(const Request& request, ReplyKind expected, C
     return result.ok() ? check(reply, request.sequence, expected) : result;
 }
 
-// What an answer to the request with that sequence number comes to.
+// The result of an answer to the request with that sequence number.
 EResultCode Connection::check(const Reply& reply, std::uint32_t sequence, ReplyKind expected) {
     if (reply.kind == ReplyKind::Failed && reply.sequence == 0)
-        return giveUp(reply.result); // it says why it turns this client away, and closes
+        return giveUp(reply.result); // the store turns this client away, and closes
     if (reply.sequence != sequence)
         return broken("an answer to something that was not asked");
     if (reply.kind == ReplyKind::Failed)
@@ -181,7 +181,7 @@ EResultCode Connection::awaitAnyReply(Clock::time_point deadline, Reply& reply) 
     return result;
 }
 
-// A request to stop counts before an answer that is there as well: no transaction begins after it.
+// A request to stop counts even if the answer has arrived as well: no transaction begins after it.
 EResultCode Connection::wait(short events, Clock::time_point deadline) {
     for (;;) {
         if (stopping_.noted() && !inTransaction_)
@@ -216,7 +216,7 @@ EResultCode Connection::readAvailable() {
     return lost(EResultCode(code::notConnected, count == 0 ? "closed by the store" : systemText("recv")));
 }
 
-// Takes notices on the way and stops at the first reply. A Rows reply holds until the next reading.
+// Keeps the notices that come first, and stops at the first reply. A Rows reply is valid until the next read.
 EResultCode Connection::nextReply(Reply& reply, bool& found) {
     for (;;) {
         std::string_view message;
@@ -241,7 +241,7 @@ EResultCode Connection::nextReply(Reply& reply, bool& found) {
 }
 
 void Connection::receive() {
-    // What came in behind the last answer is taken first: it may be all there is.
+    // What was read after the last answer is taken first: there may be nothing else to read.
     if (isOpen() && takeBuffered() && readAvailable().ok())
         (void)takeBuffered();
 }
@@ -251,7 +251,7 @@ void Connection::takeLeftover() {
         (void)takeBuffered();
 }
 
-// False where the connection closed. The next operation finds it so; there is nobody here to tell.
+// False if the connection closed. There is no caller to tell here: the next operation fails.
 bool Connection::takeBuffered() {
     Reply reply;
     bool found = false;

@@ -16,17 +16,17 @@
 
 namespace orv::cfg {
 
-// One connection to the configuration store: requests and their replies one after the other, and the notices
-// that come in between.
+// One connection to the configuration store: requests with their replies, one after the other, and the
+// notices in between.
 //
-// It trusts nobody: the server must be run by root or by the own user, and a malformed message closes the
-// connection with one warning line in the log module that has the client's name. Nothing here throws for what
-// the other end does.
+// It does not trust the other end: the server must be run by root or by this process's user, and a malformed
+// message closes the connection with one warning line, in the log module that has the client's name. Nothing
+// that the other end does makes it throw.
 class Connection {
 public:
     using EResultCode = velta::protocol::EResultCode;
-    // Called for each piece of a table while it comes in; its cells hold for the time of the call. Returns
-    // null, or what is wrong with the piece: the connection closes then.
+    // Called for each piece of a table as it arrives; its cells are valid only during the call. Returns null,
+    // or what is wrong with the piece: the connection then closes.
     using PieceHandler = std::function<const char*(const velta::protocol::RowsPiece&)>;
     using CloseHandler = std::function<void(const EResultCode& why)>;
     using Callback = std::function<void()>;
@@ -37,32 +37,30 @@ public:
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
 
-    // Connects and greets. The connection must be closed. Where the store's queue of those who want to
-    // connect is full, it waits up to `patience` for a place; tooManyClients says that there was none.
-    // Without any patience a full queue is a store that is not there.
+    // Connects and greets; the connection must be closed before. For `patience` see connectTo().
     EResultCode open(std::chrono::milliseconds patience = std::chrono::milliseconds(0));
-    // The store is there, but it is of no use: closes the connection with one warning line, however often the
-    // same goes wrong before forgetComplaint().
+    // The store answers but can't be used: closes the connection with one warning line. The same line is
+    // logged again only after forgetComplaint().
     EResultCode giveUp(EResultCode why);
     // From here on a complaint is logged even if it is the same as the one before.
     void forgetComplaint() { lastComplaint_.clear(); }
-    // Harmless on a closed one. The notices that came in are forgotten.
+    // Harmless on a closed connection. Notices that were received are forgotten.
     void close() { shut({}); }
     bool isOpen() const { return socket_ >= 0; }
-    // For a dispatcher to wait on; -1 where closed.
+    // For a dispatcher to wait on; -1 while closed.
     int descriptor() const { return socket_; }
-    // From the moment on when the descriptor is readable, nothing is waited for and nothing opens: exchanges
-    // close the connection and fail. Only what is asked within a transaction may still be answered, for a
-    // short time.
+    // The descriptor becomes readable when the program is to stop. From then on open() fails, and exchanges
+    // do not wait: they close the connection and fail. Only the requests of an open transaction may still be
+    // answered, for a short time.
     void stopOn(int descriptor) { stopping_.on(descriptor); }
     bool isStopping() { return stopping_.requested(); }
-    // Whether a transaction is open: what is asked belongs to it. Over with the connection.
+    // Says whether requests belong to an open transaction. Closing the connection ends it.
     void setInTransaction(bool inTransaction) { inTransaction_ = inTransaction; }
-    // Called whenever an open connection closes, while its descriptor still is one. The reason is success
-    // where close() was called.
+    // Called whenever an open connection closes, while its descriptor is still valid. The reason is success
+    // if close() was called.
     void onClose(CloseHandler handler) { onClose_ = std::move(handler); }
-    // Called when more than its answer came in with an exchange: receive() and takeNotices() have something
-    // that the descriptor does not tell of.
+    // Called when an exchange received more than its answer: receive() and takeNotices() then have something
+    // that the descriptor does not report.
     void onLeftover(Callback callback) { onLeftover_ = std::move(callback); }
 
     // Sends a request and waits for its answer, which is of the expected kind or a failure. A failure that
@@ -73,12 +71,11 @@ public:
     // The same for a request that is answered by rows.
     EResultCode exchangeRows(velta::protocol::Request& request, const PieceHandler& onPiece);
 
-    // Takes in what has arrived, without waiting.
+    // Reads what has arrived, without waiting.
     void receive();
-    // Takes in what came with an earlier answer, without asking the socket.
+    // Takes what was read together with an earlier answer, without reading from the socket.
     void takeLeftover();
-    // The tables of the notices since the last call, in order of arrival, each as often as it was notified
-    // unless that is very often.
+    // The tables of the notices since the last call, in order of arrival. A table may be named several times.
     velta::NameList takeNotices() { return notices_.take(); }
 
 private:
@@ -114,7 +111,7 @@ private:
     bool greeted_ = false;
     bool inTransaction_ = false;
     Stopping stopping_;
-    std::string lastComplaint_; // whoever tries again and again logs it once
+    std::string lastComplaint_; // so that repeated attempts log it once
     std::uint32_t sequence_ = 0;
     velta::protocol::FrameReader frames_;
     Notices notices_;

@@ -10,17 +10,17 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-// A reading that failed is tried again in each of the next deliveries; one that failed so often has a lasting
-// reason, a table that is not there, and rests for some deliveries after each try, so that it does not fill
-// the log.
+// A reading that failed is tried again in each of the next deliveries. After this many failures there must be
+// a lasting reason, such as a missing table: from then on the reading rests for some deliveries after each
+// try, so that it does not fill the log.
 constexpr unsigned eagerTries = 10;
 constexpr unsigned patientRest = 29;
 
 const std::string allTables; // the table name of a reading of everything
 
-using Codes = std::map<std::string, int>; // of failures, by table
+using Codes = std::map<std::string, int>; // of the last failure, by table
 
-// Nothing to wait for: it comes with a notice, if ever.
+// A missing table or row is not waited for: if it ever comes, a notice tells.
 bool isAbsent(int failure) {
     return failure == code::unknownTable || failure == code::noSuchRow;
 }
@@ -79,12 +79,12 @@ bool Deliveries::readingOfEverythingIsDue() const {
 void Deliveries::addReading(std::size_t follower, const std::string& table) {
     Reading* const due = findReading(follower, table);
     if (due != nullptr)
-        due->rest = 0; // what changed may be what it failed for
+        due->rest = 0; // the change may have removed the cause of the failure
     if (due == nullptr || !mergeChanges_)
         readings_.push_back(Reading{follower, table});
 }
 
-// A reading of everything is a reading of each table too.
+// A reading of everything counts as one of each table.
 Deliveries::Reading* Deliveries::findReading(std::size_t follower, const std::string& table) {
     const auto found = std::find_if(readings_.begin(), readings_.end(), [&](const Reading& reading) {
         return reading.follower == follower && (reading.table == table || reading.table == allTables);
@@ -125,7 +125,7 @@ void Deliveries::read(Reading& reading) {
     readAgain(reading, probe);
 }
 
-// Where something failed that is not a table of the handler's, everything is read again.
+// If anything failed that does not concern one of the handler's tables, everything is read again.
 void Deliveries::readAgain(Reading reading, const FailureProbe& probe) {
     const Codes& failed = probe.failedTables();
     const auto isFollowed = [&](const auto& table) { return follows(reading.follower, table.first); };

@@ -15,19 +15,19 @@
 
 namespace orv::cfg {
 
-// Who follows which tables, and what is due to be told: the handlers' half of following a store. It knows no
-// socket and no clock. Whoever keeps the connection says what changed, and calls deliver() in each iteration
-// of the loop.
+// Who follows which tables, and which handlers are due to be told of a change. It knows no socket and no
+// clock. The owner of the connection says what changed, and calls deliver() in each iteration of the loop.
 //
 // A delivery calls configChanged() for each changed table on each handler that follows it, and when these are
 // through, process() once on each handler that was told.
 //
 // A configChanged() or process() in which an operation of the store failed is called again in later
-// deliveries until it goes through. Of a reading of everything, only the tables are read again that failed. A
-// handler whose reading failed acts only when it went through: its cached state may be stale.
+// deliveries until it goes through. After a reading of everything, only the tables that failed are read
+// again. A handler whose reading failed does not act until the reading goes through: its cached state may be
+// stale.
 //
-// A pass of the loop has no such call. Where a commit in it failed, the tables that this transaction wrote
-// are due for reading again, so that memory and store agree and the next pass acts again.
+// A pass of the loop is no such call. If a commit in it failed, the tables that the transaction wrote are due
+// for reading again, so that memory and store agree and the next pass acts again.
 class Deliveries {
 public:
     // The store is not owned and outlives this object. mergeChanges: several changes of a table before a
@@ -42,13 +42,13 @@ public:
     void add(IConfigHandler* handler);
     // Asks each handler for its tables. Returns each name once: what to subscribe to.
     velta::NameList tables();
-    // The connection was made, or made again: each handler is due a reading of everything. What was due
-    // before is part of it.
+    // The connection was made, or made again: each handler is due a reading of everything, which includes
+    // what was due before.
     void everythingChanged();
     // A notice that the table changed.
     void changed(const std::string& table);
-    // Calls configChanged() and process() as they are due. What becomes due meanwhile waits for the next
-    // call.
+    // Calls configChanged() and process() as they are due. What becomes due during the call waits for the
+    // next one.
     void deliver();
     // Runs a pass with client(). Only the commits within it are watched: a write that was refused counts as
     // done, and so does a commit outside of any pass.

@@ -12,9 +12,9 @@ using velta::protocol::EResultCode;
 
 // What a handler can do with the configuration store.
 //
-// Rows stand in Id order and count from 0. Every write belongs into a transaction; the store holds one at a
-// time, of whichever client. Its owner reads what it wrote, everybody else what was committed last. Nothing
-// here throws: the result says what went wrong.
+// Rows stand in Id order and count from 0. Every write needs a transaction. The store has one at a time, for
+// all clients together. Its owner reads what it wrote, everybody else what was committed last. Nothing here
+// throws: the result says what went wrong.
 class IConfigClient {
 public:
     // The number of rows. Fetches the rows as well: the selectRow() calls that follow read all of them as
@@ -40,7 +40,7 @@ public:
     virtual EResultCode closeTransaction() = 0;
     virtual EResultCode abortTransaction() = 0;
 
-    virtual ~IConfigClient() = default; // last, so that the operations keep their order
+    virtual ~IConfigClient() = default; // last: the order of the operations is fixed
 };
 
 } // namespace orv::cfg::common

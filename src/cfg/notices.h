@@ -6,14 +6,14 @@
 
 namespace orv::cfg {
 
-// The names of changed tables that wait to be delivered, in order of arrival and each as often as it was
-// notified, unless that is very often. Bounded, whatever the other end sends.
+// The names of changed tables that wait to be delivered, in order of arrival. Duplicates are kept, unless
+// there are very many. The memory is bounded, whatever the other end sends.
 class Notices {
 public:
-    // False where there are more than a store can have.
+    // False if there are more names than a store can have.
     [[nodiscard]] bool keep(const velta::NameList& tables);
     bool empty() const { return tables_.empty(); }
-    // Gives them out and starts afresh.
+    // Returns the names and starts with none.
     velta::NameList take();
 
 private:

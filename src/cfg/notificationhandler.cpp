@@ -32,7 +32,7 @@ NotificationHandler::NotificationHandler(const std::string& socketPath, EventDis
         dispatcher_.remove(connection_.descriptor());
         client_.connectionLost();
         if (why.code() == code::timedOut)
-            lastAttempt_ = timedOutAt_ = Clock::now(); // not asked again in the same breath
+            lastAttempt_ = timedOutAt_ = Clock::now(); // don't connect again at once
     });
     connection_.onLeftover([this] {
         if (deliveries_.mayWake())
@@ -48,7 +48,7 @@ NotificationHandler::~NotificationHandler() {
 void NotificationHandler::stopOn(int descriptor) {
     connection_.stopOn(descriptor);
     dispatcher_.remove(stopDescriptor_);
-    dispatcher_.add(descriptor, EventDispatcher::Readable, [](unsigned) {}); // it ends the wait, that is all
+    dispatcher_.add(descriptor, EventDispatcher::Readable, [](unsigned) {}); // it only ends the wait
     stopDescriptor_ = descriptor;
 }
 
@@ -59,7 +59,7 @@ void NotificationHandler::registerConfigHandler(IConfigHandler* handler) {
 void NotificationHandler::initialize() {
     if (initialized_ || !connect().ok())
         return;
-    initialized_ = true; // a handler that stands in a loop until it has a transaction needs connectAgain()
+    initialized_ = true; // already now: a handler that loops until it has a transaction needs connectAgain()
     deliveries_.deliver();
     initialized_ = connection_.isOpen();
     if (initialized_)
@@ -71,7 +71,7 @@ void NotificationHandler::process() {
     if (!initialized_)
         return;
     if (isWatched_)
-        connection_.takeLeftover(); // the dispatcher tells of the rest
+        connection_.takeLeftover(); // the dispatcher's callback has received the rest
     else
         connection_.receive();
     if (!connection_.isOpen() && !connectAgain().ok())
@@ -81,7 +81,7 @@ void NotificationHandler::process() {
     watch(deliveries_.mayWake());
 }
 
-// The dispatcher tells of a socket that was hung up even where it is not watched.
+// Without interest the dispatcher still reports a hang-up.
 void NotificationHandler::watch(bool watched) {
     if (!connection_.isOpen() || watched == isWatched_)
         return;
@@ -130,7 +130,7 @@ EResultCode NotificationHandler::beforeTransaction() {
     return areRowsOutdated() ? EResultCode(code::outdated) : EResultCode();
 }
 
-// A caller that goes on trying would wait out the whole time-out each time.
+// Otherwise a caller that keeps trying would wait for the whole time-out each time.
 bool NotificationHandler::isMute() const {
     return timedOutAt_ && Clock::now() - *timedOutAt_ < answerTimeout_;
 }

@@ -15,11 +15,11 @@
 namespace orv::cfg {
 
 // Keeps a connection to the configuration store and lets Deliveries tell the registered handlers what
-// changed. Connecting, and every connecting again, is a delivery of the empty table name to all handlers.
+// changed. Each time it has connected, it delivers the empty table name to all handlers.
 //
-// No transaction starts on a connection that came back until the handlers have read everything again, unless
-// its caller goes on trying for a second: then it stands in a loop of its own, and the delivery that it waits
-// for would never come.
+// After a reconnect no transaction starts until the handlers have read everything again. The exception is a
+// caller that has kept trying for a second: it must be in a loop of its own, and would wait for ever for a
+// delivery.
 class NotificationHandler {
 public:
     // Does not connect yet. The dispatcher outlives this object.
@@ -42,8 +42,8 @@ public:
     // Not owned: the handler stays alive while process() is called. To be called before initialize().
     void registerConfigHandler(IConfigHandler* handler);
     // One attempt to connect, to subscribe to the handlers' tables, and to let the handlers read everything.
-    // A store that is not there is not logged, and one that is of no use once: the caller tries again until
-    // initialized().
+    // A missing store is not logged, and a store that can't be used is logged once: the caller tries again
+    // until initialized().
     void initialize();
     bool initialized() const { return initialized_; }
     bool connected() const { return connection_.isOpen(); }
@@ -53,7 +53,7 @@ public:
 
     // Runs a pass of the loop; see Deliveries.
     void pass(const std::function<void(common::IConfigClient&)>& run) { deliveries_.pass(run); }
-    // Holds as long as this object.
+    // Valid as long as this object.
     common::IConfigClient& getConfigClient() { return deliveries_.client(); }
 
 private:

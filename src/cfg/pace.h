@@ -4,12 +4,12 @@ namespace orv::cfg {
 
 // Keeps a client's own commits from driving its loop.
 //
-// Each commit comes back as a notice, which wakes the loop. Where rows are at odds with each other, or two
-// clients with one another, each reading leads to a commit, and the loop would go as fast as the machine can,
-// for ever. So a wake-up costs one of a number of them where the client has committed since the wake-up
-// before. When they are used up, the loop does not wake for notices any more and comes to them in its own
-// rhythm. Some iterations in a row without a notice show that all is at rest, and give all of them back; a
-// single one only shows that the other client waits longer. What others change costs nothing.
+// Each commit comes back as a notice, which wakes the loop. If rows contradict each other, or two clients do,
+// each reading leads to a commit, and the loop would run as fast as the machine can, for ever. So there is a
+// budget of wake-ups. A wake-up costs one if the client has committed since the wake-up before. When the
+// budget is used up, the loop no longer wakes for notices and comes to them in its own rhythm. Several
+// iterations in a row without a notice show that all is at rest, and restore the budget; a single one only
+// shows that the other client waits longer. What others change costs nothing.
 class Pace {
 public:
     // The client has committed something.

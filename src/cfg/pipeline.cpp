@@ -15,7 +15,8 @@ using velta::protocol::Request;
 
 namespace {
 
-// Requests on the way. So many answers fit into what the store keeps for a client before it stops reading.
+// The most requests that wait for answers. The store keeps that many answers for a client before it stops
+// reading.
 constexpr std::size_t window = 512;
 // Bytes of requests that go out together.
 constexpr std::size_t batch = 32 * 1024;
@@ -23,7 +24,8 @@ constexpr std::size_t batch = 32 * 1024;
 } // namespace
 
 Pipeline::~Pipeline() {
-    // Whoever is interested has asked. The connection is of use only without missing answers.
+    // A caller who wants the result has called finish(). Here the missing answers are taken, without which
+    // the connection can't be used.
     try {
         (void)finish();
     } catch (const std::bad_alloc&) {
@@ -36,7 +38,7 @@ EResultCode Pipeline::send(Request request) {
         return failure_;
     const EResultCode encoded = connection_.encode(request, bytes_);
     if (!encoded.ok()) {
-        (void)finish(); // the failures of those before it come first
+        (void)finish(); // failures of earlier requests come first
         if (failure_.ok())
             failure_ = encoded;
         return failure_;
@@ -83,7 +85,7 @@ bool Pipeline::isWorking(std::size_t mayMiss) const {
     return connection_.isOpen() && (sent_ < bytes_.size() || missing_ > mayMiss);
 }
 
-// Whether anything went out.
+// Whether anything was sent.
 bool Pipeline::sendSome() {
     if (sent_ == bytes_.size())
         return false;
@@ -93,12 +95,13 @@ bool Pipeline::sendSome() {
         sent_ += static_cast<std::size_t>(count);
         return true;
     }
+    // The store may have sent the reason before it closed; reading the answers will tell.
     if (errno != EAGAIN && errno != EINTR)
-        sent_ = bytes_.size(); // it may have said why before it closed: the reading of the answers finds out
+        sent_ = bytes_.size();
     return false;
 }
 
-// Whether an answer was there.
+// Whether an answer was taken.
 bool Pipeline::takeSome() {
     bool any = false;
     for (bool found = true; found && connection_.isOpen() && missing_ > 0;) {

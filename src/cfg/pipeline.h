@@ -13,8 +13,8 @@ namespace orv::cfg {
 
 // Sends the writes of a transaction ahead of their answers, so that many of them cost no exchange each.
 //
-// A bounded number of them is on the way at a time. While the store takes nothing, its answers are taken in:
-// neither end waits for the other, and nothing piles up here.
+// Only a bounded number of them waits for answers at a time. While the store reads nothing, its answers are
+// read: so the two ends never wait for each other, and memory stays bounded.
 class Pipeline {
 public:
     using EResultCode = velta::protocol::EResultCode;
@@ -25,16 +25,17 @@ public:
     Pipeline(const Pipeline&) = delete;
     Pipeline& operator=(const Pipeline&) = delete;
 
-    // A request that is answered by Done. What is returned is what is known by now: the first failure of any
-    // of them. From then on nothing is sent any more.
+    // Sends a request that is answered by Done. Returns the first failure of any request that is known by
+    // now. After a failure nothing more is sent.
     EResultCode send(velta::protocol::Request request);
     // Waits for the answers that are missing, and returns the first failure.
     EResultCode finish();
-    // How many were done before the first failure: that one is the next of those that were sent.
+    // How many requests succeeded before the first failure. In the order of sending, the next one is the one
+    // that failed.
     std::size_t done() const { return done_; }
 
 private:
-    // Sends what is to go out, and takes answers until no more than so many are missing.
+    // Sends what is to go out, and takes answers until no more than `mayMiss` are missing.
     void exchange(std::size_t mayMiss);
     bool sendSome();
     bool takeSome();

@@ -4,7 +4,7 @@
 
 #include <string>
 
-// The requests that carry more than their kind.
+// Makes requests from what they carry.
 namespace orv::cfg::requests {
 
 velta::protocol::Request of(velta::protocol::RequestKind kind, const std::string& table = {});

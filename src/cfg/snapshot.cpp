@@ -8,8 +8,8 @@ namespace orv::cfg {
 
 namespace {
 
-// Bytes of memory for one table's rows. A store lets a table grow to 64 MiB of cells, but one that is larger
-// already stays readable, and a row may be smaller than its position here.
+// Bytes of memory for one table's rows. The store lets no table grow beyond 64 MiB of cells, but a table that
+// is larger already stays readable, and a row's position can take more memory than its cells.
 constexpr std::size_t tableLimit = 256 * 1024 * 1024;
 
 } // namespace
@@ -41,7 +41,7 @@ const char* Snapshot::faultOf(const velta::protocol::RowsPiece& piece) const {
     return bytesWith(piece) > tableLimit ? "a table larger than any" : nullptr;
 }
 
-// With the positions: a row may be smaller than its own.
+// Counts the positions as well, which can take more memory than the cells.
 std::size_t Snapshot::bytesWith(const velta::protocol::RowsPiece& piece) const {
     return cells_.size() + piece.cells.size() + (rows() + piece.rows) * sizeof(std::size_t);
 }

@@ -15,8 +15,7 @@ namespace orv::cfg {
 // costs its bytes and a position, and becomes values only when it is asked for.
 class Snapshot {
 public:
-    // Null, or what is wrong with a piece that does not fit to those before it. A snapshot whose append
-    // failed is of no use any more.
+    // Null, or why the piece does not fit to those before it. The snapshot must not be used any more then.
     [[nodiscard]] const char* append(const velta::protocol::RowsPiece& piece);
 
     std::size_t rows() const { return rowBegins_.size(); }

@@ -8,7 +8,7 @@ namespace orv::cfg {
 
 namespace {
 
-// For a transaction that is open: enough for a slow disk, and short enough for whoever shuts the router down.
+// For an open transaction: enough for a slow disk, and short enough for somebody who shuts the router down.
 constexpr std::chrono::seconds timeToFinish(2);
 
 } // namespace

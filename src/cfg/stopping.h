@@ -5,23 +5,23 @@
 
 namespace orv::cfg {
 
-// Whether the program is to stop, and until when what has begun may then go on. It never stops where no
-// descriptor was given.
+// Whether the program is to stop, and how long an open transaction may then go on. Without a descriptor it
+// never stops.
 class Stopping {
 public:
     using Clock = std::chrono::steady_clock;
 
     // Not owned. It is readable from the request to stop on, for good.
     void on(int descriptor) { descriptor_ = descriptor; }
-    // To be polled beside whatever is waited for; -1 when there is nothing to be learned from it any more.
+    // To be polled together with whatever is waited for; -1 once the request is known.
     int descriptor() const { return noted() ? -1 : descriptor_; }
     // The descriptor was found readable.
     void note();
     // Whether note() was called.
     bool noted() const { return deadline_.has_value(); }
-    // Asks the descriptor, and notes it.
+    // Polls the descriptor, and notes a request.
     bool requested();
-    // The earlier one of the two: the given time, or the end of what may go on.
+    // The given deadline, or after a request the end of the remaining time if that is earlier.
     Clock::time_point limit(Clock::time_point deadline) const;
 
 private:

@@ -58,7 +58,7 @@ EResultCode WatchedClient::abortTransaction() {
     return noted(store_.abortTransaction());
 }
 
-// Without a name: the operation is of no table.
+// An empty name: the operation concerns no table.
 EResultCode WatchedClient::noted(EResultCode result, const std::string& table) {
     if (result.ok())
         return result;
@@ -76,7 +76,7 @@ EResultCode WatchedClient::written(const std::string& table, EResultCode result)
     return noted(std::move(result), table);
 }
 
-// Tables whose writes were refused as well: their writer may take them for done.
+// Includes tables whose writes were refused: the handler may believe that they are written.
 void WatchedClient::noteFailedCommit(const EResultCode& result) {
     std::set<std::string> begin;
     for (const auto& [table, wentThrough] : written_) {
@@ -89,7 +89,7 @@ void WatchedClient::noteFailedCommit(const EResultCode& result) {
         log_.error("Could not commit changes of %s: %s", listOf(begin).c_str(), result.strerror().c_str());
 }
 
-// A commit without a write goes through on a full disk too, and says nothing.
+// A commit without a write succeeds even on a full disk, so it proves nothing.
 void WatchedClient::noteCommit() {
     std::set<std::string> again;
     for (const auto& [table, wentThrough] : written_) {

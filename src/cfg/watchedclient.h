@@ -12,10 +12,11 @@ namespace orv::cfg {
 
 class FailureProbe;
 
-// A store's client that lets probes see which operations fail. It changes nothing on the way.
+// A client of the store that lets probes see which operations fail. It passes every call and result on
+// unchanged.
 //
 // Commits that fail are logged here, because not every handler asks how its commit went: one error line when
-// those of a table begin to fail, and one info line when one went through again.
+// commits of a table begin to fail, and one info line when one went through again.
 class WatchedClient : public common::IConfigClient {
 public:
     using EResultCode = velta::protocol::EResultCode;
@@ -38,7 +39,7 @@ public:
     EResultCode closeTransaction() override;
     EResultCode abortTransaction() override;
 
-    // Whether a commit of something went through since the last call.
+    // Whether a commit with a successful write went through since the last call.
     bool takeCommitted() { return std::exchange(committed_, false); }
 
 private:

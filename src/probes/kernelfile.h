@@ -15,8 +15,8 @@ public:
 
     // False where the file is absent or may not be read.
     bool isOpen() const { return stream_.is_open(); }
-    // The next line, without its end. What stands behind its first `longest` bytes, or behind a zero byte, is
-    // passed over. False at the end of the file.
+    // The next line, without its end. What follows its first `longest` bytes, or a zero byte, is skipped.
+    // False at the end of the file.
     bool readLine(std::string& line, std::size_t longest = longestLine);
 
 private:

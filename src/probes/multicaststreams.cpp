@@ -25,7 +25,7 @@ namespace {
 enum CacheColumn : std::size_t { Group, Origin, InputInterface, FirstOutputInterface = 6 };
 enum VifColumn : std::size_t { Index, Name };
 
-// A row of one of the kernel's tables, and the columns that it has: there may be too few.
+// A row of one of the kernel's tables, split into columns, of which there may be too few.
 class Row {
 public:
     explicit Row(std::string line) : line_(std::move(line)) {
@@ -40,7 +40,8 @@ public:
     std::string column(std::size_t index) const {
         return has(index) ? *std::next(columns_.begin(), static_cast<std::ptrdiff_t>(index)) : std::string();
     }
-    // The row from the first place on where the column's text stands. That may be in front of the column.
+    // The rest of the row, from the first occurrence of the column's text on. That may be earlier than the
+    // column itself.
     std::string from(std::size_t index) const {
         return has(index) ? line_.substr(line_.find(column(index))) : std::string();
     }
@@ -50,7 +51,7 @@ private:
     std::list<std::string> columns_;
 };
 
-// Groups in a row: the first one, and how many they are.
+// Consecutive groups: the first one, and their number.
 struct GroupRange {
     std::uint32_t first;
     std::uint32_t size;
@@ -84,7 +85,7 @@ const char* interfaceFile(MulticastStreamInfo::EIpProtocolVersion version) {
     return version != MulticastStreamInfo::IPv4 ? ip6MrVifFile : ipMrVifFile;
 }
 
-// The rows of one of the kernel's tables, below its header. A table that can't be read has none.
+// The rows of one of the kernel's tables, below its header. A table that can't be read counts as empty.
 class Rows {
 public:
     explicit Rows(const std::string& path) : file_(path) { (void)next(); }
@@ -107,7 +108,7 @@ bool hasTelevision(MulticastStreamInfo::EIpProtocolVersion version) {
 
 } // namespace
 
-// An interface table, which is read once: when it is first asked.
+// An interface table, which is read once, at the first question.
 class InterfaceNames {
 public:
     explicit InterfaceNames(const std::string& path) : path_(path) {}
@@ -207,7 +208,8 @@ bool MulticastStreams::isIPTVRunning() const {
                        [](const MulticastStreamInfo& stream) { return stream.isIPTV(); });
 }
 
-// As MulticastStreams would say of both, but nobody asks for the names of the interfaces.
+// The same answer as MulticastStreams gives for both versions, but without looking up the names of
+// interfaces.
 bool isIPTVStreamRunning() {
     return hasTelevision(MulticastStreamInfo::IPv4) || hasTelevision(MulticastStreamInfo::IPv6);
 }

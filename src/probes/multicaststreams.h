@@ -21,12 +21,12 @@ public:
     enum EIpProtocolVersion { IPv4 = 0, IPv6 = 1, Both = 2 };
 
     MulticastStreamInfo(const std::string& line, EIpProtocolVersion version);
-    // For one of many rows: takes the names from what was read for all of them.
+    // For one of many rows: looks the interfaces up in names that were read once for all rows.
     MulticastStreamInfo(const std::string& line, EIpProtocolVersion version, InterfaceNames& names);
 
     // Parses a row. What a short row lacks stays empty. Reads the interface table afresh.
     void doLoad(const std::string& line, EIpProtocolVersion version);
-    // Whether the stream is television: all but the groups of the local network's own protocols are.
+    // Whether the stream is television, which is every group but those of the local network's own protocols.
     bool isIPTV() const;
 
     // Reads the interface table afresh. Empty where it has no such index, or can't be read.
@@ -49,7 +49,7 @@ private:
 // The rows of the routing caches.
 class MulticastStreams {
 public:
-    // Adds the rows of one cache, or of both, IPv4 first. A cache that can't be read has none.
+    // Adds the rows of one cache, or of both, IPv4 first. A cache that can't be read counts as empty.
     void doLoad(MulticastStreamInfo::EIpProtocolVersion version);
     bool isIPTVRunning() const;
 

@@ -33,7 +33,7 @@ bool isSipCallActive(IConfigClient&) {
     if (!file.isOpen())
         return false;
     std::string line;
-    (void)file.readLine(line, longestNumber); // a file without a line has an empty one
+    (void)file.readLine(line, longestNumber); // a file without a line reads as an empty line
     return std::stol(line) != 0;
 }
 

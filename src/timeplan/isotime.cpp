@@ -29,9 +29,9 @@ std::time_t momentOf(const std::string& text) {
     if (strptime(text.c_str(), isoFormat, &parsed) == nullptr)
         return 0;
     std::tm local = parsed;
-    local.tm_isdst = -1; // the C library is to say whether it was summer time
+    local.tm_isdst = -1; // the C library finds out whether it was summer time
     const std::time_t moment = std::mktime(&local);
-    // Of the hour that comes twice it took either one: the written offset leads to the one that was meant.
+    // In the hour that comes twice mktime() picks either one; the written offset tells which one was meant.
     const std::time_t byOffset = moment + local.tm_gmtoff - parsed.tm_gmtoff;
     return shows(byOffset, parsed) ? byOffset : moment;
 }

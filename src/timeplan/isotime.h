@@ -9,9 +9,9 @@ namespace orv::horad {
 // "%FT%T%z" writes it: 2026-11-21T03:30:14+0100. Empty where the C library can't convert it.
 std::string isoTime(std::time_t moment);
 
-// The moment that such a text names; 0, the epoch, where it can't be read. The text's date and time of day
-// are those of the local time zone, whatever offset they were written with: only in the hour that comes twice
-// the offset tells which one is meant.
+// The moment that such a text names; 0, the epoch, if it can't be read. The text's date and time of day are
+// read as local time, whatever offset they were written with. Only in the hour that comes twice the offset
+// tells which one is meant.
 std::time_t momentOf(const std::string& text);
 
 } // namespace orv::horad

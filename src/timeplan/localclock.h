@@ -7,9 +7,9 @@
 
 namespace orv::horad {
 
-// Local time for somebody who asks every few seconds. Within a minute of local time neither the day nor the
-// offset changes, so the C library is asked once in each: it costs an idle daemon more than all the rest. A
-// time zone that was set meanwhile counts from the next minute on, or as soon as tzset() was called.
+// Local time for a caller that asks every few seconds. Within a minute of local time neither the day nor the
+// offset changes, so the C library is asked once a minute: asking it each time would cost an idle daemon more
+// than everything else. A changed time zone counts from the next minute on, or as soon as tzset() was called.
 class LocalClock {
 public:
     // Nothing where the C library can't convert it.
@@ -21,7 +21,7 @@ private:
 
     std::optional<LocalMoment> converted_;
     std::time_t convertedAt_ = 0; // seconds since the epoch
-    long zoneOffset_ = 0;         // of the time zone then, as tzset() tells of it
+    long zoneOffset_ = 0;         // of the time zone at that time, as tzset() has set it
     const char* zoneName_ = nullptr;
 };
 

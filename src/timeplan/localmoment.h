@@ -7,7 +7,7 @@
 
 namespace orv::horad {
 
-// A moment in local time, as far as a weekly plan cares: the weekday and the time of day. Plans that are
+// A moment in local time, as far as a weekly plan needs it: the weekday and the time of day. Plans that are
 // asked about the same moment share one conversion.
 class LocalMoment {
 public:
@@ -16,7 +16,7 @@ public:
 
     int weekDay() const { return weekDay_; } // 0 is Sunday, as in the C library
     const TimePlanTime& time() const { return time_; }
-    // So many seconds later; it has to be the same minute.
+    // The moment that many seconds later, which has to be within the same minute.
     LocalMoment laterInItsMinute(int seconds) const {
         return LocalMoment(weekDay_,
                            TimePlanTime::verbatim(time_.hour(), time_.minute(), time_.second() + seconds));

@@ -24,7 +24,7 @@ public:
     const std::string& name() const { return name_; }
     bool status() const { return status_; }
     void setStatus(bool status) { status_ = status; }
-    // What it marks is its user's to say; true at first.
+    // The user of the class decides what the mark means. True at first.
     bool marked() const { return marked_; }
     void setMarked(bool marked) { marked_ = marked; }
     // True at first, false after clear(). Takes no part in comparisons.

@@ -25,7 +25,8 @@ public:
     bool isActive(long seconds) const { return !enabled_ || isInTimeWindow(seconds); }
     bool isActive(const LocalMoment& moment) const { return !enabled_ || isInTimeWindow(moment); }
 
-    // The same window, switched on or not: an entry stays the same one while it is switched.
+    // Whether the windows are the same. `enabled` does not count: an entry stays the same one when it is
+    // switched.
     bool operator==(const TimePlanEntry& other) const;
 
 private:

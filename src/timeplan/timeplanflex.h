@@ -7,13 +7,13 @@
 
 namespace orv::horad {
 
-// Windows that a user defined, in the order in which they came, none of them twice. A plan without an enabled
-// window restricts nothing.
+// Windows that a user defined, in the order in which they were added, none of them twice. A plan without an
+// enabled window restricts nothing.
 class TimePlanFlex {
 public:
     using Iterator = std::list<TimePlanEntry>::iterator;
 
-    // An entry that is there already is switched as the new one is.
+    // If there is an entry with the same window already, it takes over whether the new one is enabled.
     void add(const TimePlanEntry& entry);
     // The entry with the same window, or end().
     Iterator getEntry(TimePlanEntry& entry);

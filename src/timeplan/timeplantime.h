@@ -6,8 +6,8 @@
 
 namespace orv::horad {
 
-// A time of day. It knows nothing of dates and time zones, and no range is enforced: a text or three numbers
-// say what they say, 25:99:99 too. 00:00:00 doubles as "not set".
+// A time of day, without date or time zone. No range is enforced: even 25:99:99 is kept as it is. 00:00:00
+// also means "not set".
 class TimePlanTime {
 public:
     // Reads hours, minutes and seconds joined by ':', each as atoi does; what is missing is 0. Every text

@@ -19,13 +19,13 @@ struct Slot {
     bool operator==(const Slot& other) const { return start == other.start && stop == other.stop; }
 };
 
-// A slot for each day of the week. A router keeps its plans in memory all the time: a time that a clock can
-// show takes three bytes here. A week with any other time, and a text can say any, is kept at full width.
+// A slot for each day of the week. The plans stay in memory all the time, so a time that a clock can show
+// takes three bytes here. A week with any other time, which a text can contain, is kept at full width.
 class WeekSlots {
 public:
     static constexpr std::size_t days = 7;
 
-    // Which day is the first is its user's to say.
+    // The user of the class decides which weekday is day 0.
     Slot day(std::size_t day) const {
         if (full_)
             return (*full_)[day];
@@ -54,7 +54,7 @@ private:
     }
 
     std::array<ClockSlot, days> clock_{};
-    std::shared_ptr<const FullWeek> full_; // takes the place of clock_ where it is set
+    std::shared_ptr<const FullWeek> full_; // used instead of clock_ if it is set
 };
 
 } // namespace orv::horad

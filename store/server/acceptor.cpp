@@ -17,7 +17,7 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr int acceptedATurn = 128; // as many as may wait
+constexpr int acceptedATurn = 128; // as many as the listen queue holds
 constexpr auto pauseLength = std::chrono::milliseconds(500);
 
 } // namespace
@@ -46,7 +46,7 @@ void Acceptor::accept() {
         if (connection.get() >= 0)
             look(std::move(connection));
         else if (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)
-            pause(std::strerror(errno)); // the connection stays in line and would wake us again at once
+            pause(std::strerror(errno)); // the connection stays in the queue and would wake us again
         else if (errno != EINTR && errno != ECONNABORTED)
             return;
     }
@@ -79,7 +79,7 @@ void Acceptor::look(Descriptor connection) {
     }
 }
 
-// The socket is new, so the few bytes fit.
+// The socket's buffer is still empty, so the few bytes fit.
 void Acceptor::turnAway(const Descriptor& connection, const velta::protocol::EResultCode& why) {
     velta::protocol::Reply reply;
     reply.kind = velta::protocol::ReplyKind::Failed;

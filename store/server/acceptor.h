@@ -15,22 +15,22 @@
 
 namespace store {
 
-// Takes new connections, and turns those away that are not permitted or find no place.
+// Accepts new connections, and turns those away that are not permitted or for which there is no place.
 class Acceptor {
 public:
-    // Called with each connection that may come in. It may throw: the connection is closed then.
+    // Called with each connection that may stay. If it throws, the connection is closed.
     using Admit = std::function<void(Descriptor, const Peer&)>;
 
-    // `group`, whose members may come in besides root and the server's own user.
+    // Members of `group` may connect, besides root and the server's own user.
     Acceptor(velta::net::EventDispatcher& dispatcher, ListeningSocket& socket, std::optional<gid_t> group,
              const Places& places, ClientLines& lines, Admit admit);
     ~Acceptor() { stop(); }
     Acceptor(const Acceptor&) = delete;
     Acceptor& operator=(const Acceptor&) = delete;
 
-    // Takes no further connection.
+    // Accepts no further connections.
     void stop() { dispatcher_.remove(socket_.descriptor()); }
-    // Goes on after a moment in which the system had no descriptor or memory left.
+    // Accepts again when the pause is over that follows a lack of descriptors or memory.
     void resume(Clock::time_point now);
     Clock::time_point nextDeadline() const { return pausedUntil_.value_or(Clock::time_point::max()); }
 

@@ -10,11 +10,11 @@
 
 namespace store {
 
-// What handling a request comes to. One place makes a message of it.
+// The outcome of a request. Server::send() makes the reply of it.
 struct Answer {
     enum class When {
         Now,
-        Later,    // the request waits: for the transaction, or for its rows
+        Later,    // the request waits for the transaction or for its rows
         ThenClose // now, and the connection ends
     };
 
@@ -43,7 +43,7 @@ struct Answer {
         return answer;
     }
 
-    velta::protocol::EResultCode result; // a failure: all there is to say
+    velta::protocol::EResultCode result; // if it is a failure, the reply and the cells are not used
     velta::protocol::Reply reply;        // without its sequence and without cells
     std::string cells;                   // of rows
     When when = When::Now;

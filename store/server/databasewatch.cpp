@@ -33,7 +33,7 @@ void DatabaseWatch::followFiles() {
         complained_ = true;
         log::warning("nobody will be told at once if " + path + " is removed: " + std::strerror(errno));
     }
-    if (gone) // it went before it was watched
+    if (gone) // it was removed before the watch began
         database_.filesTouched();
 }
 

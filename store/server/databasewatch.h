@@ -8,16 +8,17 @@
 
 namespace store {
 
-// Tells the database when somebody touched its files, between commits too.
+// Tells the database at once when another program touched its files. By itself it notices that only at a
+// commit.
 class DatabaseWatch {
 public:
-    // Where the kernel can't watch a file, that is logged: it is looked for at each commit all the same.
+    // A file that can't be watched is logged; the database still checks it at each commit.
     DatabaseWatch(velta::net::EventDispatcher& dispatcher, Database& database);
     ~DatabaseWatch();
     DatabaseWatch(const DatabaseWatch&) = delete;
     DatabaseWatch& operator=(const DatabaseWatch&) = delete;
 
-    // Follows the files that the database has now, if it was opened anew.
+    // Watches the database's present files, if it was reopened since the last call.
     void followFiles();
 
 private:

@@ -34,9 +34,9 @@ constexpr int lockPause = 20; // milliseconds
     fail(path, what + ": " + std::strerror(reason));
 }
 
-// Keeps a second server, which starts at the same moment, from taking the socket that this one is about to
-// make for a stale one. A stranger may hold the lock of a directory like /tmp, so it is waited for only so
-// long.
+// Without the lock, a second server that starts at the same moment could mistake this one's socket for a
+// stale one between bind() and listen(). Any user can hold the lock of a directory like /tmp, so the wait for
+// it is short.
 void lockDirectory(const Descriptor& directory) {
     for (int i = 0; i < lockTries; ++i) {
         if (flock(directory.get(), LOCK_EX | LOCK_NB) == 0 || errno != EWOULDBLOCK)
@@ -54,7 +54,7 @@ sockaddr_un addressOf(const std::string& path) {
     return address;
 }
 
-// Who serves at the other end of a connection; the owner of the socket where there is none.
+// A text that names the server at the other end of a connection, or the socket's owner if there is none.
 std::string holder(const Descriptor& connection, uid_t owner) {
     const std::optional<Peer> server = peerOf(connection.get());
     if (!server || server->process == 0)
@@ -62,7 +62,7 @@ std::string holder(const Descriptor& connection, uid_t owner) {
     return "process " + std::to_string(server->process) + ", " + userText(server->user);
 }
 
-// Returns when the path is free, or a stale socket there was removed.
+// Returns when nothing is at the path; a stale socket there is removed.
 void makeRoom(const std::string& path, const sockaddr_un& address) {
     struct stat status {};
     if (lstat(path.c_str(), &status) != 0) {
@@ -78,7 +78,7 @@ void makeRoom(const std::string& path, const sockaddr_un& address) {
         failWithErrno(path, "can't be made");
     const int tried = connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address);
     const int reason = tried == 0 ? 0 : errno;
-    if (reason == 0 || reason == EAGAIN) // the other's queue may be full
+    if (reason == 0 || reason == EAGAIN) // EAGAIN: the other server's queue is full
         fail(path, "another server holds it (" + holder(probe, status.st_uid) + ")");
     const std::string owner = userText(status.st_uid);
     if (reason != ECONNREFUSED)
@@ -117,7 +117,7 @@ void ListeningSocket::open(std::optional<gid_t> group) {
     descriptor_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
     if (descriptor_ < 0)
         failWithErrno(path_, "can't be made");
-    const mode_t mask = umask(0177); // from its first moment on it is the owner's alone
+    const mode_t mask = umask(0177); // so that from the start only the owner can connect
     const int bound = bind(descriptor_, reinterpret_cast<const sockaddr*>(&address), sizeof address);
     umask(mask);
     if (bound != 0)
@@ -145,7 +145,7 @@ std::string ListeningSocket::whyUnreachable() const {
 
 void ListeningSocket::removePath() const {
     if (inode_ != 0 && whyUnreachable().empty())
-        (void)unlink(path_.c_str()); // what can't be removed is a stale socket for the next start
+        (void)unlink(path_.c_str()); // if this fails, the next start finds a stale socket
 }
 
 } // namespace store

@@ -7,10 +7,12 @@
 
 namespace store {
 
-// The socket at a path that clients connect to. It is the owner's alone, or the owner's and one group's.
+// The socket that clients connect to, at a path. Its file mode admits the owner alone, or the owner and one
+// group.
 class ListeningSocket {
 public:
-    // Replaces a socket that no server listens on any more, and nothing else. Throws std::runtime_error.
+    // Replaces a socket at the path that no server listens on any more, but nothing else. Throws
+    // std::runtime_error.
     ListeningSocket(const std::string& path, std::optional<gid_t> group);
     // Removes the path if it is still this socket's.
     ~ListeningSocket();
@@ -19,7 +21,7 @@ public:
 
     int descriptor() const { return descriptor_; }
     const std::string& path() const { return path_; }
-    // Why a client does not find this socket at its path, for a person. Empty where it does.
+    // Why clients can't reach this socket at its path, as a text for people. Empty if they can.
     std::string whyUnreachable() const;
 
 private:

@@ -4,7 +4,7 @@ namespace store {
 
 namespace {
 
-constexpr std::size_t pieceSize = 16 * 1024; // from there on the next reply begins a new piece
+constexpr std::size_t pieceSize = 16 * 1024; // bytes from which on a new piece begins
 
 } // namespace
 

@@ -8,19 +8,19 @@
 
 namespace store {
 
-// What waits to be sent to a client. It lies in pieces, so what is sent costs no memory any more, however
-// much stands behind it.
+// Bytes that wait to be sent to a client. They are kept in pieces, so that the memory of sent bytes is freed
+// even while much more waits behind them.
 class Output {
 public:
     bool empty() const { return size_ == 0; }
     // In bytes.
     std::size_t size() const { return size_; }
 
-    // All of the reply or, where memory runs out, none of it: throws std::bad_alloc.
+    // Appends the whole reply. If memory runs out it appends nothing and throws std::bad_alloc.
     void append(const velta::protocol::Reply& reply);
-    // The bytes that go next, none when it is empty.
+    // The bytes to send next; none if nothing waits.
     std::string_view front() const;
-    // So many bytes of the front are sent.
+    // Drops that many bytes, which were sent, from the front.
     void drop(std::size_t bytes);
 
 private:

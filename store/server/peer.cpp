@@ -17,7 +17,7 @@ std::vector<gid_t> furtherGroups(int descriptor) {
     std::vector<gid_t> groups(32);
     auto size = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
     int result = getsockopt(descriptor, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size);
-    if (result != 0 && errno == ERANGE) { // then it tells the size that it needs
+    if (result != 0 && errno == ERANGE) { // the kernel has set `size` to what it needs
         groups.resize(size / sizeof(gid_t));
         result = getsockopt(descriptor, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &size);
     }

@@ -13,14 +13,14 @@ struct Peer {
     uid_t user = 0;
     gid_t group = 0;
 
-    // For a person.
+    // For log lines.
     std::string text() const;
 };
 
-// Nothing when the kernel can't tell.
+// None if the kernel can't tell.
 std::optional<Peer> peerOf(int descriptor);
 
-// Root, the server's own user, and the members of the one group may come in.
+// Root, the server's own user and the members of the group may connect.
 bool isPermitted(const Peer& peer, int descriptor, std::optional<gid_t> group);
 
 } // namespace store

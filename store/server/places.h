@@ -9,19 +9,19 @@
 
 namespace store {
 
-// Who may come in beside those who are here. Root and the server's own user find a place whatever others do,
-// and no other user takes all that is left.
+// Limits how many clients are connected at a time. Some places are kept for root and the server's own user,
+// and no other user can take all of the rest.
 class Places {
 public:
     struct Limits {
         std::size_t all = 128;
         std::size_t kept = 16;    // of them for root and the server's own user
-        std::size_t oneUser = 56; // at most, of any other user
+        std::size_t oneUser = 56; // at most, for any other user
     };
 
     explicit Places(const Limits& limits) : limits_(limits) {}
 
-    // Null, or why there is no place.
+    // Null if the peer may come in, otherwise the reason why not.
     const char* refusal(const Peer& peer) const;
     void take(uid_t user) { ++byUser_[user], ++taken_; }
     void giveBack(uid_t user);

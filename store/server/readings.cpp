@@ -78,7 +78,7 @@ bool Readings::admit(Clock::time_point now) {
     return any;
 }
 
-// One that had no snapshot yet counts from its coming.
+// A client that had no snapshot yet ranks by the time when it connected.
 Readings::Reading* Readings::nextToAdmit() {
     Reading* next = nullptr;
     Clock::time_point least = Clock::time_point::max();
@@ -119,7 +119,7 @@ void Readings::takeSnapshotBack(Reading& reading) {
     const std::size_t room = limits_.kept > others ? limits_.kept - others : 0;
     const Result result = keepRest(*reading.rows, room);
     if (!result.ok())
-        fail(reading.session->id(), result); // what was kept so far takes no room from the others
+        fail(reading.session->id(), result); // frees the rows that were kept so far
     if (result.code() == code::tooLarge)
         reading.session->closeFor(
             "is too slow to take its answer, and the rest is too large to be kept for it");

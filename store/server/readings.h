@@ -12,38 +12,39 @@
 
 namespace store {
 
-// The readings of tables that are too large for one turn. Each goes out in pieces, between which others are
-// served, from a snapshot of its own. There are few snapshots, so a reading may have to wait for one; whoever
-// had one least recently is next. A client that is slow to take its rows loses the snapshot: the rest is kept
-// in memory as far as there is room for it, else the client is closed.
+// Readings of tables that are too large for one turn. A reading reads from a snapshot of its own and is sent
+// in pieces; other clients are served in between. There are only a few snapshots, so a reading may have to
+// wait for one: the client that had one least recently is next. A client that takes its rows too slowly loses
+// its snapshot. The remaining rows are then read into memory if there is room for them; otherwise the client
+// is closed.
 class Readings {
 public:
     struct Limits {
         std::size_t piece = 64 * 1024;                       // bytes of cells in one turn
-        Clock::duration snapshot = std::chrono::seconds(10); // for a reading to hold one
-        std::size_t kept = 16 * 1024 * 1024;                 // bytes of all rests in memory
+        Clock::duration snapshot = std::chrono::seconds(10); // how long a reading may hold one
+        std::size_t kept = 16 * 1024 * 1024; // bytes of remaining rows in memory, of all readings
     };
     Readings(Database& database, const Limits& limits) : database_(database), limits_(limits) {}
 
-    // The answer to a request for all rows of a table: the rows, or later.
+    // The answer to a request for all rows of a table: the rows, or When::Later.
     Answer begin(Session& session, std::uint32_t sequence, const std::string& table, Database::View view);
 
     bool has(ClientId client) const { return readings_.count(client) != 0; }
-    // Whether a piece was given out and others follow.
+    // Whether a piece was sent and more follow.
     bool isGivenOut(ClientId client) const;
-    // Whether the client's reading has a piece, or a failure, to give out.
+    // Whether the client's reading has a piece or a failure to send.
     bool canGoOn(ClientId client) const;
-    // That piece. The reading is to be ended after a failure and after the last piece.
+    // That piece or failure. After a failure and after the last piece the caller calls end().
     Answer goOn(ClientId client);
     std::uint32_t sequence(ClientId client) const { return readings_.at(client).sequence; }
-    // It gives out this failure next. What it read from is free.
+    // The reading will send this failure next. Its snapshot is given back at once.
     void fail(ClientId client, Database::Result why);
-    // Nothing more is answered.
+    // Ends the reading without a further answer.
     void end(ClientId client) { readings_.erase(client); }
     // The client is gone.
     void forget(ClientId client);
 
-    // Gives free snapshots to those that wait.
+    // Gives free snapshots to waiting readings. Whether there were any of both.
     bool admit(Clock::time_point now);
     // Takes snapshots back from those that hold one for too long.
     void expire(Clock::time_point now);
@@ -56,9 +57,9 @@ private:
         std::string table;
         Database::View view;
         std::unique_ptr<TableReading> rows; // none while it waits for a snapshot
-        Database::Result failure;           // of its beginning
+        Database::Result failure;           // to be sent instead of a piece
         std::uint32_t given = 0;            // rows
-        Clock::time_point since;            // it holds its snapshot
+        Clock::time_point since;            // since when it holds its snapshot
     };
 
     Reading* nextToAdmit();
@@ -70,7 +71,7 @@ private:
     Database& database_;
     const Limits limits_;
     std::map<ClientId, Reading> readings_;
-    std::map<ClientId, Clock::time_point> hadSnapshot_; // of clients that are here
+    std::map<ClientId, Clock::time_point> hadSnapshot_; // when each connected client last got one
 };
 
 } // namespace store

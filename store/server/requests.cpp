@@ -129,20 +129,20 @@ Answer Requests::read(Session& session, const Request& request) {
 Answer Requests::subscribe(Session& session, const Request& request) {
     std::set<std::string> tables;
     for (const std::string& name : request.names)
-        if (database_.table(name) != nullptr) // others never change
+        if (database_.table(name) != nullptr) // a table that the schema lacks never changes
             tables.insert(name);
     session.subscribe(std::move(tables), (request.number & leaveOutOwn) != 0);
     return Answer::done();
 }
 
-// The queue says when it is the client's turn, or that its time is up.
+// The request waits in the queue until it is the client's turn or its time is up.
 Answer Requests::begin(Session& session, const Request& request) {
     if (queue_.owns(session.id()))
         return code::transactionOpen;
     const Clock::time_point now = Clock::now();
     const Clock::duration turn =
         std::min<Clock::duration>(std::chrono::milliseconds(request.number), longestTurn_);
-    session.putNotice(); // what was committed before this transaction is told before it begins
+    session.putNotice(); // the client learns of all earlier commits before its transaction begins
     queue_.ask(session.id(), request.sequence, now + turn, now);
     if (queue_.admitIfNext(session.id(), now))
         return Answer::done();
@@ -165,7 +165,7 @@ Answer Requests::commit(Session& session) {
     return result.ok() ? Answer::done() : Answer(result);
 }
 
-// The transaction is over also where memory runs out.
+// The transaction is over even if memory runs out.
 Result Requests::commitTransaction(velta::NameList& changed) {
     try {
         return database_.transaction().commit(changed);

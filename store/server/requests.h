@@ -10,10 +10,10 @@
 
 namespace store {
 
-// What the requests of all clients come to.
+// Carries out the requests of all clients.
 class Requests {
 public:
-    // Called with the tables that a commit changed and the client that committed, before that one is
+    // Called with the tables that a commit changed and the client that committed, before that client is
     // answered.
     using Committed = std::function<void(const velta::NameList& tables, ClientId by)>;
 

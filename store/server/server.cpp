@@ -48,8 +48,8 @@ void Server::handleEvents(unsigned milliseconds) {
         dispatcher_.handleEvents(moreToDo_ ? 0 : untilDeadline(milliseconds));
         round();
         settle();
-    } catch (const std::bad_alloc&) { // mostly of a line of the log
-        moreToDo_ = true;             // what was passed over is seen to in the next round
+    } catch (const std::bad_alloc&) { // mostly while a log line was made
+        moreToDo_ = true;             // the next round does what was left undone
         log::error("out of memory");
     }
 }
@@ -71,13 +71,13 @@ void Server::shutDown(std::chrono::milliseconds patience) {
     database_.flushLines();
 }
 
-// No request is taken any more, not even behind a reading that has come to its end.
+// Takes no more requests. Called again and again, because the end of a reading resumes its session.
 void Server::pauseAll() {
     for (auto& [id, client] : clients_)
         client.session->pause();
 }
 
-// Whether an answer that is begun is not sent to its end.
+// Whether some answer has begun but is not sent completely.
 bool Server::isAnswering() const {
     return std::any_of(clients_.begin(), clients_.end(), [this](const auto& entry) {
         return entry.second.session->unsent() > 0 || readings_.isGivenOut(entry.first);
@@ -110,7 +110,7 @@ bool Server::hasTurn(const Session& session) const {
     return session.hasRequest() || (session.takesAnswers() && readings_.canGoOn(session.id()));
 }
 
-// Where there is no memory left even for the answer, the client ends.
+// If there is not even memory for the answer, the client is closed.
 void Server::turn(Session& session) {
     try {
         if (readings_.has(session.id()))
@@ -128,7 +128,7 @@ void Server::serveRequest(Session& session) {
     send(session, request.sequence, answerTo(session, request));
 }
 
-// Memory that runs out is the failure of the request that asked for it.
+// If memory runs out, the request that needed it fails.
 Answer Server::answerTo(Session& session, const velta::protocol::Request& request) {
     try {
         return requests_.answer(session, request);
@@ -173,7 +173,7 @@ void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
     session.closeFor("did not greet with version", ' ' + std::to_string(velta::protocol::version));
 }
 
-// A failure of the storage is for the log too, where the storage has not said it by itself.
+// Logs a failure of the storage, unless the storage has logged it already.
 void Server::logFailure(const Database::Result& result) {
     if (isOfStorage(result) && !database_.isInTrouble())
         lines_.error("storage " + std::to_string(result.code()),
@@ -187,15 +187,16 @@ void Server::settle() {
     lines_.flush(now);
     readings_.expire(now);
     dropClosed(now);
-    careForDatabase(); // a log that nobody holds back any more begins anew before it is held again
+    careForDatabase(); // before a new reading: the write-ahead log can restart while no snapshot holds it
+                       // back
     expireTransaction(now);
-    admitNext(now); // before it is too late for one whose turn it is now
+    admitNext(now); // before endWaiting(): a client whose turn it is must not time out
     endWaiting(now);
     if (readings_.admit(now))
         moreToDo_ = true;
 }
 
-// After the answers: nobody waits for it.
+// Called after the answers were sent, so that no client waits for it.
 void Server::careForDatabase() {
     database_.tidy();
     databaseWatch_.followFiles();
@@ -226,7 +227,7 @@ void Server::expireTransaction(Clock::time_point now) {
     if (!owner)
         return;
     if (readings_.has(*owner) && queue_.takeExpiry(*owner))
-        readings_.fail(*owner, code::transactionExpired); // it reads what is about to go; needs no memory
+        readings_.fail(*owner, code::transactionExpired); // it reads the transaction's rows; needs no memory
     database_.transaction().rollBack();
     const Session& session = *clients_.at(*owner).session;
     lines_.warn("held a transaction", session.peer(),
@@ -248,7 +249,7 @@ void Server::endWaiting(Clock::time_point now) {
 void Server::answerBegin(const TransactionQueue::Turn& turn, Answer&& answer) {
     Session& session = *clients_.at(turn.client).session;
     try {
-        session.putNotice(); // what was committed before a transaction is told before it begins
+        session.putNotice(); // the client learns of all earlier commits before its transaction begins
         send(session, turn.sequence, std::move(answer));
         session.resume();
         session.flush();
@@ -266,7 +267,7 @@ void Server::closeSilent(Clock::time_point now) {
     }
 }
 
-// When a client that does not do its part is closed.
+// When the client is to be closed because it does not greet or does not read.
 Clock::time_point Server::patienceEnd(const Client& client) const {
     if (!client.session->hasGreeted())
         return client.greetUntil;
@@ -274,7 +275,8 @@ Clock::time_point Server::patienceEnd(const Client& client) const {
     return stalled ? *stalled + options_.reading : Clock::time_point::max();
 }
 
-// A client that can't be told for want of memory is closed: it reads everything anew when it comes back.
+// A client that can't be told because memory runs out is closed: after it reconnects it reads everything
+// anew.
 void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
     for (auto& [id, client] : clients_) {
         Session& session = *client.session;
@@ -297,7 +299,7 @@ unsigned Server::untilDeadline(unsigned milliseconds) const {
     const Clock::time_point now = Clock::now();
     if (next <= now)
         return 0;
-    // Rounded up: woken a moment too early there would be nothing to do.
+    // Rounded up: a moment too early there would be nothing to do.
     const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - now).count() + 1;
     return static_cast<unsigned>(std::min<std::chrono::milliseconds::rep>(left, milliseconds));
 }

@@ -22,17 +22,20 @@
 namespace store {
 
 struct ServerOptions {
-    std::optional<gid_t> group; // whose members may come in, besides root and the server's user
+    std::optional<gid_t> group; // whose members may connect, besides root and the server's user
     Places::Limits places;
-    std::chrono::milliseconds greeting = std::chrono::seconds(10); // for a new connection to greet
-    std::chrono::milliseconds turn = std::chrono::seconds(60);     // at most, to wait for a transaction
+    // How long a new connection may take to greet.
+    std::chrono::milliseconds greeting = std::chrono::seconds(10);
+    // How long a client may wait for the transaction.
+    std::chrono::milliseconds turn = std::chrono::seconds(60);
     TransactionQueue::Limits transaction;
     Readings::Limits readings;
-    std::chrono::milliseconds reading = std::chrono::seconds(60); // for a client to take any of much output
+    // How long a client may take no byte of much output.
+    std::chrono::milliseconds reading = std::chrono::seconds(60);
 };
 
-// Serves a database to the clients of a socket, in one thread and in rounds: in each round every client that
-// has something to be done has one turn, a request or a piece of a reading.
+// Serves a database to the clients of a socket, in one thread and in rounds. In each round every client that
+// has something to do gets one turn: one request, or one piece of a reading.
 class Server {
 public:
     Server(velta::net::EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
@@ -41,10 +44,10 @@ public:
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
 
-    // Waits for events, not longer than that, and does one round.
+    // Waits for events, at most that long, and does one round.
     void handleEvents(unsigned milliseconds);
-    // Rolls back what is open, sends the answers that are begun, and closes all connections. Takes that long
-    // at most.
+    // Finishes the answers that have begun, closes all connections and rolls back the open transaction. Takes
+    // at most `patience`.
     void shutDown(std::chrono::milliseconds patience);
 
 private:
@@ -65,7 +68,7 @@ private:
     void send(Session& session, std::uint32_t sequence, Answer&& answer);
     void logFailure(const Database::Result& result);
 
-    // Acts on what a round and the time gone by left to do.
+    // Does what is due after a round: what the round left to do, and what has timed out.
     void settle();
     void careForDatabase();
     void dropClosed(Clock::time_point now);

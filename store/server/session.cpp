@@ -54,7 +54,7 @@ velta::protocol::Request Session::takeRequest() {
     velta::protocol::Request request = std::move(*request_);
     request_.reset();
     try {
-        nextRequest(); // it may be here already, and nobody would tell of it
+        nextRequest(); // it may already be in the buffer, where no event announces it
     } catch (const std::bad_alloc&) {
         close();
     }
@@ -88,7 +88,7 @@ void Session::putNotice() {
     owed_.clear();
 }
 
-// Memory that runs out costs this client its connection, and nobody else anything.
+// If memory runs out, this client loses its connection and no other is affected.
 void Session::onReady(unsigned ready) {
     if (closed_)
         return;
@@ -100,7 +100,7 @@ void Session::onReady(unsigned ready) {
                 close();
         }
         if (hasRequest())
-            send(); // its turn, which flushes, comes in this round
+            send(); // its turn follows in this round and flushes
         else
             flush();
     } catch (const std::exception&) {
@@ -142,7 +142,7 @@ void Session::closeFor(const char* what, const std::string& detail) {
     lines_.warn(what, peer_, text() + ' ' + what + detail + ", connection closed");
 }
 
-// A hang-up is reported whether or not one asked for input.
+// poll() reports a hang-up even if no event was asked for.
 bool Session::isHungUp() const {
     pollfd watched{descriptor_.get(), 0, 0};
     return poll(&watched, 1, 0) > 0 && (watched.revents & (POLLHUP | POLLERR)) != 0;

@@ -17,11 +17,11 @@
 
 namespace store {
 
-// The connection of one client: requests in, answers out, and the notices that it is owed.
+// The connection of one client: its requests, the answers, and the notices.
 //
-// It reads on only when its last request was taken, and gives out a request only when the answers before it
-// are nearly all sent: it holds one frame and one read of input, one answer of output, and a set of names.
-// Whatever goes wrong closes it; its owner then drops it.
+// Its memory is bounded. It reads further input only after its last request was taken, and it offers a
+// request only when nearly all earlier answers are sent. So it holds at most one frame and one read of input,
+// one answer, and a set of table names. Any error closes it; its owner then drops it.
 class Session {
 public:
     // Throws std::system_error when the dispatcher can't take the descriptor.
@@ -35,7 +35,7 @@ public:
     const Peer& peer() const { return peer_; }
     // When it connected.
     Clock::time_point since() const { return since_; }
-    // Who it is, for a log line.
+    // Names the client in log lines.
     std::string text() const;
     bool hasGreeted() const { return greeted_; }
     void setGreeted(const std::string& name);
@@ -43,35 +43,35 @@ public:
     // Whether a request is here and may be answered now.
     bool hasRequest() const { return request_.has_value() && takesAnswers() && !paused_; }
     velta::protocol::Request takeRequest();
-    // Whether what was answered is nearly all sent.
+    // Whether nearly all earlier answers are sent.
     bool takesAnswers() const { return !closed_ && unsent() <= nearlySent; }
-    // Between the two no request is given out; notices go out.
+    // Between the two no request is offered, but notices are sent.
     void pause() { paused_ = true; }
     void resume() { paused_ = false; }
 
     void reply(const velta::protocol::Reply& reply) { output_.append(reply); }
     void subscribe(std::set<std::string> tables, bool leaveOutOwn);
-    // Tables that a commit changed, of this client or of another. They go out in one notice once the output
-    // is empty.
+    // A commit changed these tables; `own` if it was this client's. They are sent in one notice once the
+    // output is empty.
     void tablesChanged(const velta::NameList& tables, bool own);
-    // Puts out what is owed now, in front of what comes next.
+    // Appends the pending notice now, so that it goes out before the next reply.
     void putNotice();
-    // Sends what can be sent at once, and waits for what is needed next.
+    // Sends what the socket takes, and sets what the dispatcher waits for next.
     void flush();
 
     // Bytes of output that wait.
     std::size_t unsent() const { return output_.size(); }
-    // Since when nothing of its output could be sent, if so much waits that no request is taken. A notice
-    // alone is never that much.
+    // Since when no byte could be sent, while so much waits that no request is taken; otherwise none. A
+    // notice alone is never that large.
     std::optional<Clock::time_point> stalledSince() const { return stalledSince_; }
 
     bool isClosed() const { return closed_; }
     void close() { closed_ = true; }
-    // Closes and logs that the client did `what` and is closed for it.
+    // Closes, and logs that the client did `what` and is closed for it.
     void closeFor(const char* what, const std::string& detail = {});
 
 private:
-    static constexpr std::size_t nearlySent = 64 * 1024; // bytes of output up to which more is answered
+    static constexpr std::size_t nearlySent = 64 * 1024; // bytes of unsent output, at most
 
     void onReady(unsigned ready);
     void readOnce();
@@ -95,11 +95,11 @@ private:
     bool closed_ = false;
     unsigned interest_;
     velta::protocol::FrameReader input_;
-    std::optional<velta::protocol::Request> request_; // the next one, if it is here
+    std::optional<velta::protocol::Request> request_; // the next one, if it has arrived
     Output output_;
     std::optional<Clock::time_point> stalledSince_;
     std::set<std::string> subscribed_;
-    std::set<std::string> owed_; // changed tables that the client was not told of yet
+    std::set<std::string> owed_; // changed tables of the next notice
     bool leaveOutOwn_ = false;
 };
 

@@ -16,7 +16,7 @@ SocketWatch::SocketWatch(velta::net::EventDispatcher& dispatcher, const Listenin
         return;
     }
     dispatcher_.add(watch_.descriptor(), velta::net::EventDispatcher::Readable, [this](unsigned) { look(); });
-    look(); // it may have happened before the watch
+    look(); // it may have been replaced before the watch began
 }
 
 SocketWatch::~SocketWatch() {
@@ -24,7 +24,7 @@ SocketWatch::~SocketWatch() {
 }
 
 void SocketWatch::look() {
-    (void)watch_.takeChanges(); // what they led to is all that counts
+    (void)watch_.takeChanges(); // only the present state counts
     std::string wrong = socket_.whyUnreachable();
     if (wrong == told_)
         return;

@@ -8,11 +8,11 @@
 
 namespace store {
 
-// Logs when clients no longer find the socket at its path, and when they find it again. Nothing else is done
-// about it: whoever put something there may have had a reason.
+// Logs when clients can no longer reach the socket at its path, and when they can again. It does nothing else
+// about it: whoever replaced the socket may have had a reason.
 class SocketWatch {
 public:
-    // Where the kernel can't watch the socket, that is logged.
+    // A socket that can't be watched is logged.
     SocketWatch(velta::net::EventDispatcher& dispatcher, const ListeningSocket& socket);
     ~SocketWatch();
     SocketWatch(const SocketWatch&) = delete;
@@ -24,7 +24,7 @@ private:
     velta::net::EventDispatcher& dispatcher_;
     const ListeningSocket& socket_;
     FileWatch watch_;
-    std::string told_; // what was wrong when it was looked at last
+    std::string told_; // what was wrong at the last look
 };
 
 } // namespace store

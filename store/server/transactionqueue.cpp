@@ -107,7 +107,7 @@ Clock::time_point TransactionQueue::nextDeadline() const {
     return deadline;
 }
 
-// When its wait ends, or its place if the wait has ended.
+// When its wait ends or, if it has ended, when the place does.
 Clock::time_point TransactionQueue::endOf(const Place& place) {
     return place.here ? place.until : std::min(place.until, place.reservedUntil.value_or(place.until));
 }
@@ -122,14 +122,14 @@ TransactionQueue::Places::iterator TransactionQueue::next() {
                             [this](const Place& a, const Place& b) { return ranksBefore(a, b); });
 }
 
-// Of two that rank the same the one that came first is the lesser element: min_element keeps it.
+// Of two places with equal rank, min_element() picks the one that came first.
 bool TransactionQueue::ranksBefore(const Place& a, const Place& b) const {
     const Known& first = known_.at(a.turn.client);
     const Known& second = known_.at(b.turn.client);
     return std::tie(first.ranksFrom, first.heldLast) < std::tie(second.ranksFrom, second.heldLast);
 }
 
-// A turn that was reserved and not used is a turn all the same.
+// A reserved turn that the client did not use counts as a turn.
 void TransactionQueue::drop(Places::iterator place) {
     if (place->reservedUntil) {
         Known& known = known_.at(place->turn.client);

@@ -11,22 +11,24 @@ namespace store {
 using ClientId = std::uint64_t;
 using Clock = std::chrono::steady_clock;
 
-// Whose turn the one transaction is. Whoever held it least recently is next, so a client that asks in short
-// slices gets in beside others that ask without end: one whose wait ran out keeps its place for a while, and
-// the free transaction waits for it a moment, once a turn.
+// Decides which client gets the one transaction next: the waiting client that held it least recently. A
+// client whose wait timed out keeps its place for a while, and the free transaction is reserved for it for a
+// moment, once for each place. So a client that asks with short time-outs gets its turn beside others that
+// ask all the time.
 //
-// Knows times only as they are given.
+// It has no clock: callers pass the time.
 class TransactionQueue {
 public:
     struct Limits {
         Clock::duration held = std::chrono::seconds(60);
-        // For the owner to send nothing while somebody waits.
+        // How long the owner may send nothing while others wait.
         Clock::duration silent = std::chrono::seconds(10);
-        // For a place to be kept after its wait ran out.
+        // How long a place is kept after its wait timed out.
         Clock::duration kept = std::chrono::seconds(5);
-        // For the free transaction to wait for one who keeps its place.
+        // How long the free transaction is reserved for a client that keeps its place but does not wait now.
         Clock::duration reserved = std::chrono::milliseconds(2500);
-        // A shorter hold leaves the client its rank, a few times in a row.
+        // A client that holds the transaction for less than shortHold keeps its rank, fewer than shortHolds
+        // times in a row.
         Clock::duration shortHold = std::chrono::milliseconds(100);
         unsigned shortHolds = 4;
     };
@@ -38,46 +40,46 @@ public:
 
     explicit TransactionQueue(const Limits& limits) : limits_(limits) {}
 
-    // A client is here, is gone. A client that comes anew ranks behind all that wait already.
+    // A client connected, or is gone. A new client ranks behind all that wait already.
     void join(ClientId client, Clock::time_point now);
     void forget(ClientId client, Clock::time_point now);
 
     bool owns(ClientId client) const { return owner_ == client; }
-    // Waits, up to that moment; from the place that was kept, if one was.
+    // The client waits until `until`, at the place that it kept if it has one.
     void ask(ClientId client, std::uint32_t sequence, Clock::time_point until, Clock::time_point now);
-    // Waits no more and keeps no place.
+    // The client stops waiting and gives up its place.
     void withdraw(ClientId client);
-    // The next becomes the owner, if there is no owner and the next is here.
+    // If there is no owner and the next client is waiting, it becomes the owner.
     std::optional<Turn> admit(Clock::time_point now);
-    // The client becomes the owner, if there is no owner and the client is the next.
+    // The same, but only if the next client is this one.
     bool admitIfNext(ClientId client, Clock::time_point now);
-    // Somebody whose wait ran out. It keeps its place for a while.
+    // A client whose wait timed out, if there is one. It keeps its place for a while.
     std::optional<Turn> takeTimedOut(Clock::time_point now);
 
     // The owner sent a request.
     void heard(Clock::time_point now) { heardAt_ = now; }
     // The transaction is over.
     void release(Clock::time_point now);
-    // The owner, if it held the transaction for too long or was silent for too long while others wait; it is
-    // not the owner any more.
+    // Returns the owner if it held the transaction for too long, or was silent for too long while others
+    // wait. It no longer is the owner then.
     std::optional<ClientId> takeExpired(Clock::time_point now);
-    // Whether the client's transaction expired and it was not told yet. Once.
+    // True once after the client's transaction expired: the client is to be told.
     bool takeExpiry(ClientId client);
 
-    // When one of the take...() or admit() has something next, at most.
+    // No later than this, takeTimedOut(), takeExpired() or admit() has something to do.
     Clock::time_point nextDeadline() const;
 
 private:
     struct Known {
-        Clock::time_point ranksFrom; // when it held the transaction last, short holds left out
+        Clock::time_point ranksFrom; // when it last held the transaction, short holds left out
         Clock::time_point heldLast;
         unsigned shortHolds = 0; // since ranksFrom
-        bool expired = false;    // and not told
+        bool expired = false;    // and the client was not told yet
     };
     struct Place {
         Turn turn;
-        Clock::time_point until; // when its wait, or its place, ends
-        bool here = true;        // false: its wait ran out
+        Clock::time_point until; // when its wait ends, or then its place
+        bool here = true;        // whether it waits; false: its wait timed out
         std::optional<Clock::time_point> reservedUntil;
     };
     using Places = std::list<Place>; // in order of arrival
@@ -95,7 +97,7 @@ private:
     const Limits limits_;
     std::map<ClientId, Known> known_;
     Places places_;
-    Clock::time_point waitedForSince_; // while there are places
+    Clock::time_point waitedForSince_; // of use only while there are places
     std::optional<ClientId> owner_;
     Clock::time_point heldSince_;
     Clock::time_point heardAt_;

@@ -16,7 +16,7 @@ bool isDigit(char c) {
     return c >= '0' && c <= '9';
 }
 
-// ":59" and the like in front of the text; it takes them away.
+// Takes ":00" to ":59" off the front of the text. False if it does not begin so.
 bool takeSixtieth(std::string_view& text) {
     if (text.size() < 3 || text[0] != ':' || text[1] < '0' || text[1] > '5' || !isDigit(text[2]))
         return false;

@@ -10,24 +10,25 @@
 #include <string>
 #include <string_view>
 
-// Cells between the wire and SQLite, which holds a counter as an unsigned number.
+// Checks cells and converts them between the wire and SQLite, which holds a counter as an unsigned number.
 namespace store {
 
 inline constexpr std::size_t textLimit = 4096; // bytes of one cell
 
-inline constexpr std::int64_t leastId = 1; // that a new row may be given
+inline constexpr std::int64_t leastId = 1; // of a new row
 
 bool fits(const velta::Range& range, std::int64_t number);
-// Empty, or an hour, two digits of a minute, and two of a second where it has one: "8:30", "08:30:00". The
-// day ends with 24:00.
+// Whether the text is empty or a time of day: an hour, two digits of a minute and, if there is a second, two
+// digits of it ("8:30", "08:30:00"). The latest time is 24:00.
 bool isTimeOfDay(std::string_view text);
 
 // Whether a cell of that type can hold the value.
 bool acceptable(velta::Value::TypeCode type, const velta::Value& value);
-// What a cell of that type takes, for a person: "a switch, 0 or 1".
+// What a cell of that type can hold, as a text for people: "a switch, 0 or 1".
 std::string descriptionOf(velta::Value::TypeCode type);
 
-// Whether a value that the column's type can hold is one of its kind: within its range, a time of day.
+// Whether a value that the column's type can hold also fits its kind: it is within the range, or a time of
+// day.
 bool isWithin(const ColumnKind& kind, const velta::Value& value);
 // Why it is not: "9 is not an integer from 0 to 7".
 std::string complaintOf(const ColumnKind& kind, const velta::Value& value);
@@ -35,7 +36,8 @@ std::string complaintOf(const ColumnKind& kind, const velta::Value& value);
 // The value must be acceptable.
 void bindValue(Statement::Run& run, int parameter, const velta::Value& value);
 
-// Writes the cell in a column of a result. What a foreign hand left there is brought into the type's bounds.
+// Writes a column of the result's row as a cell. A value out of the type's bounds, which only another program
+// can have stored, is brought within them.
 void writeCell(velta::protocol::Writer& writer, velta::Value::TypeCode type, const Statement::Run& run,
                int column);
 

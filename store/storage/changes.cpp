@@ -31,7 +31,7 @@ Result Changes::tableChanged(std::size_t table, const TouchedRows::OfTable& touc
     return {};
 }
 
-// The row as the transaction sees it with what it was in the last commit.
+// Compares the row as the transaction sees it with the row of the last commit.
 Result Changes::compare(std::size_t table, std::int64_t rowId, bool& differs) {
     RowImage now;
     if (Result result = imageOf(written_, written_.at(table), rowId, now); !result.ok())

@@ -9,8 +9,9 @@
 
 namespace store {
 
-// What the open transaction has changed. A write to a row tells by itself whether the row differs; one that
-// was written to again is compared at the end, since the writes may cancel out.
+// Keeps track of what the open transaction has changed. One write to a row shows by itself whether the row
+// differs. A row that was written more than once is compared with the last commit at the end, since the
+// writes may cancel out.
 class Changes {
 public:
     using Result = velta::protocol::EResultCode;
@@ -20,7 +21,7 @@ public:
 
     // A row that is about to be written to.
     void note(const ConnectedTable& table, std::int64_t rowId) { touched_.note(table.index, rowId); }
-    // The row that was noted is written, and that made it another one or did not.
+    // The noted row was written; `differs` says whether that changed a cell of it.
     void settle(const ConnectedTable& table, std::int64_t rowId, bool differs) noexcept {
         touched_.settle(table.index, rowId, differs);
     }

@@ -6,10 +6,10 @@ namespace store {
 
 namespace {
 
-// Pages in the log before they go to their places: a log that begins anew is overwritten, which costs the
-// disk less than one that grows, and a small one takes less of it.
+// A checkpoint is made when the log has this many pages. A log that starts over is overwritten, which costs
+// the disk less than one that grows; and a short log takes less space.
 constexpr std::uint64_t enough = 200;
-// Further pages before a checkpoint that did not get through is tried again.
+// After an incomplete checkpoint, the next one is made when the log has grown by this many pages.
 constexpr std::uint64_t furtherPages = 50;
 constexpr std::int64_t logHeader = 32;   // bytes
 constexpr std::int64_t frameHeader = 24; // bytes
@@ -22,15 +22,15 @@ void Checkpoints::watch() {
     written_ = 0;
     heldBackAt_ = 0;
     moved_ = false;
-    reader_.execute("PRAGMA synchronous = FULL"); // of checkpoints
-    // It takes the place of SQLite's own, which brings the log in.
+    reader_.execute("PRAGMA synchronous = FULL"); // checkpoints are synced
+    // This replaces SQLite's own hook, which would make checkpoints.
     sqlite3_wal_hook(writer_.handle(), onCommit, this);
 }
 
 int Checkpoints::onCommit(void* self, sqlite3*, const char*, int pages) {
     auto& checkpoints = *static_cast<Checkpoints*>(self);
     const auto now = static_cast<std::uint64_t>(pages);
-    if (now <= checkpoints.written_) { // the log began anew
+    if (now <= checkpoints.written_) { // the log started over
         checkpoints.heldBackAt_ = 0;
         checkpoints.moved_ = false;
     }
@@ -58,7 +58,7 @@ void Checkpoints::tidy(Clock::time_point now) {
     int result = bringAll();
     heldBackAt_ = result == SQLITE_OK ? 0 : pages_;
     if (result == SQLITE_OK && wasLong)
-        result = empty(); // or a file of that size stays until the next commit
+        result = empty(); // otherwise the file keeps its size until the next commit
     if (result == SQLITE_OK || result == SQLITE_BUSY || result == SQLITE_LOCKED)
         return;
     const std::string line = "the log can't be brought into the database: " + reader_.textOf(result);
@@ -74,7 +74,7 @@ int Checkpoints::empty() {
 }
 
 void Checkpoints::recount() {
-    (void)run(SQLITE_CHECKPOINT_PASSIVE); // where it fails, what was known stays
+    (void)run(SQLITE_CHECKPOINT_PASSIVE); // if it fails, the last known numbers stay
 }
 
 int Checkpoints::run(int mode) {

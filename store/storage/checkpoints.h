@@ -8,49 +8,49 @@
 
 namespace store {
 
-// The write-ahead log's length, and its way into the database. SQLite alone would bring it there inside of a
-// commit, while a client waits.
+// Follows the length of the write-ahead log, and moves the log's content into the database (a checkpoint).
+// SQLite by itself would do so within a commit, while a client waits.
 class Checkpoints {
 public:
     using Clock = std::chrono::steady_clock;
 
-    // Bytes of the log from which no new snapshot should begin, and from which the open ones should end: both
-    // keep the log from starting anew.
+    // In bytes. From longLog on no new snapshot should begin, from tooLongLog on the open ones should end:
+    // open snapshots keep the log from starting over.
     static constexpr std::int64_t longLog = 4 * 1024 * 1024;
     static constexpr std::int64_t tooLongLog = 12 * 1024 * 1024;
 
     // Checkpoints go through `reader`, which holds no transaction. Both outlive it.
     Checkpoints(Connection& writer, Connection& reader) : writer_(writer), reader_(reader) {}
 
-    // Begins to follow the log, when the writer was opened. Throws StorageError.
+    // Begins to follow the log; to be called when the writer was opened. Throws StorageError.
     void watch();
 
-    // Pages in the log that are not in the database, as far as this knows. None after a whole checkpoint: the
-    // next commit then begins the log anew where no reader holds it.
+    // Pages of the log that are not in the database, as far as is known. 0 after a complete checkpoint: the
+    // next commit then starts the log over, if no reader holds it.
     std::uint64_t pages() const { return pages_; }
     bool logIsLong() const { return bytesOf(pages_) >= longLog; }
     bool logIsTooLong() const { return bytesOf(pages_) >= tooLongLog; }
-    // Bytes that the log's file must have by what was written to it.
+    // How many bytes the log's file has at least, given what was written to it.
     std::int64_t logBytes() const { return bytesOf(written_); }
 
     // Whether the database holds some of what the log holds.
     bool isPartlyMoved() const { return moved_; }
 
-    // Brings a log that has grown into the database. That a reader holds it back is no failure; one that
-    // fails is logged.
+    // Makes a checkpoint if the log has grown. It is no failure if a reader holds the log back; a failure is
+    // logged.
     void tidy(Clock::time_point now);
-    // When tidy() has a line to write, at most.
+    // No later than this, tidy() has a line to log.
     Clock::time_point nextDeadline() const { return failures_.deadline().value_or(Clock::time_point::max()); }
-    // Tells of failures that were only counted so far.
+    // Logs the failures that were only counted so far.
     void flushLines() { failures_.flushAll(); }
     // A reader that may have held the log back is gone: the next tidy() tries again.
     void readerEnded() { tryAgain_ = true; }
-    // Brings all of the log into the database, synced. SQLITE_OK, SQLITE_BUSY where a reader holds it back,
+    // Moves the whole log into the database and syncs it. SQLITE_OK, SQLITE_BUSY if a reader holds it back,
     // or the error.
     [[nodiscard]] int bringAll();
-    // Asks SQLite anew how long the log is: another program may have emptied it in good order.
+    // Asks SQLite again how long the log is: another program may have made a checkpoint, as it is allowed to.
     void recount();
-    // bringAll(), and the log's file is empty then.
+    // The same as bringAll(), and empties the log's file.
     [[nodiscard]] int empty();
 
 private:

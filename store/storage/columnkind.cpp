@@ -25,7 +25,7 @@ constexpr KindEntry kinds[] = {
     {Kind::Integer, "INTEGER", Value::Integer, "INTEGER"},
     {Kind::Counter, "COUNTER", Value::Counter, "COUNTER"},
     {Kind::Text, "TEXT", Value::Text, "TEXT"},
-    // Declared as TIME, a file would turn "0330" into the number 330.
+    // SQLite would convert the text "0330" in a column declared as TIME to the number 330.
     {Kind::Time, "TIME", Value::Text, "TEXT"},
 };
 
@@ -41,7 +41,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(blanks) - first + 1);
 }
 
-// What stands in the brackets: "0, 7".
+// Reads the text in the brackets: "0, 7".
 std::optional<Range> rangeFrom(std::string_view text) {
     const std::size_t comma = text.find(',');
     if (comma == std::string_view::npos)

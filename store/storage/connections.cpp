@@ -21,7 +21,7 @@ Connections::Connections(const Schema& schema, DatabaseFile& file, std::int64_t 
       snapshots_(file_, schema_),
       checkpoints_(writer_, lastCommit_),
       sizes_(limitOfTable) {
-    (void)open(); // a log that stays for now was logged
+    (void)open(); // if the log could not be moved, that was logged
     if (!file_.inMemory())
         return;
     snapshots_.connectAll();
@@ -41,9 +41,9 @@ bool Connections::open() {
     ++timesOpened_;
     if (loss)
         log::error("database " + file_.name() + ": " + loss->text());
-    // What is left in the log from before must not be taken for damage at the next start.
+    // Remnants in the log's file must not be taken for damage at the next start.
     const int emptied = checkpoints_.empty();
-    if (emptied != SQLITE_OK && emptied != SQLITE_BUSY) // another program may read it just now
+    if (emptied != SQLITE_OK && emptied != SQLITE_BUSY) // BUSY: another program is reading it
         log::error("database " + file_.name() +
                    ": the log can't be brought into it: " + lastCommit_.textOf(emptied));
     return emptied == SQLITE_OK;

@@ -11,8 +11,8 @@
 
 namespace store {
 
-// All that is open on a database's files. It is opened and closed as a whole: SQLite shares the files between
-// the connections of a process.
+// All connections to a database's files. They are opened and closed together, because SQLite shares the open
+// files between the connections of a process.
 class Connections {
 public:
     // Opens all. Throws StorageError. Schema and file outlive it.
@@ -26,10 +26,11 @@ public:
     const Checkpoints& checkpoints() const { return checkpoints_; }
     TableSizes& sizes() { return sizes_; }
 
-    // Brings the tables in order, says what a damaged log has lost, and brings the log into the database.
-    // Throws StorageError; what is open then is of no use. Returns whether the whole log is in the database.
+    // Makes missing tables and columns, logs what a damaged write-ahead log has lost, and moves the log into
+    // the database. Returns whether the whole log was moved. Throws StorageError; what is open then can't be
+    // used.
     bool open();
-    // Leaves the log as it is. What runs on a connection ends with an error.
+    // Leaves the log as it is. A statement that is running ends with an error.
     void close();
     // How often it was opened.
     std::uint64_t timesOpened() const { return timesOpened_; }

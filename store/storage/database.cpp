@@ -73,7 +73,7 @@ Result Database::beginReading(const std::string& table, View view, std::unique_p
     Snapshots::Lease snapshot(nullptr, Snapshots::GiveBack{nullptr, 0});
     if (Result result = connections_.snapshots().take(snapshot); !result.ok())
         return result;
-    if (!safekeeping_.look()) // its connection may have opened another log
+    if (!safekeeping_.look()) // the snapshot's connection may have opened another log
         return {code::storageFailed, "the database was opened anew meanwhile"};
     if (Result result = snapshot->reader().find(table, found); !result.ok())
         return result;

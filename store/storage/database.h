@@ -27,9 +27,10 @@ struct DatabaseOptions {
 // The writes of the transaction go through one connection, the last commit is read through another, and a
 // long reading has a snapshot of its own.
 //
-// Besides requests it wants tidy() once the answer to a commit has gone out or a reading has ended, and
-// filesTouched() when somebody touched one of the watched files. Where any of its functions opens the
-// database anew, readings and an open transaction end with storageFailed, and all goes on with the next.
+// The owner also calls tidy() after the answer to a commit was sent and after a reading has ended, and
+// filesTouched() when another program touched one of the watched files. Any function may find that the
+// database has to be reopened. Readings and the open transaction then fail with storageFailed, and later ones
+// work again.
 class Database {
 public:
     using Result = velta::protocol::EResultCode;
@@ -52,28 +53,29 @@ public:
     bool canBeginReading() const { return connections_.snapshots().free(); }
     Result beginReading(const std::string& table, View view, std::unique_ptr<TableReading>& reading);
 
-    // Brings the log into the database where it has grown, and tries again what failed before. Quick where
-    // there is nothing to do.
+    // Moves the write-ahead log into the database if it has grown, and tries again what failed before. Quick
+    // if there is nothing to do.
     void tidy();
-    // When tidy() has something to do of itself, at most.
+    // No later than this, tidy() has something to do.
     Safekeeping::Clock::time_point nextDeadline() const;
-    // At the end: tells of failures that were only counted so far.
+    // At the end: logs the failures that were only counted so far.
     void flushLines();
-    // Pages of the log that wait for that.
+    // Pages of the log that wait for tidy().
     std::uint64_t logPages() const { return connections_.checkpoints().pages(); }
-    // Whether open snapshots hold a log back that has grown so far that no further one should begin, or that
-    // they should end.
+    // Whether open snapshots let the log grow so long that no new snapshot should begin, or even that the
+    // open ones should end.
     bool logIsLong() const;
     bool logIsTooLong() const;
 
-    // Files whose removal or replacement filesTouched() looks for. They are other files after each time that
-    // the database was opened.
+    // Files whose removal or replacement filesTouched() looks for. They are different ones each time the
+    // database was opened.
     std::vector<std::string> watchedFiles() const { return file_.watched(); }
-    // Whether commits are refused, or their outcome unknown, for a reason that stands in the log already.
+    // Whether commits are refused or have an unknown outcome, for a reason that was logged already.
     bool isInTrouble() const { return safekeeping_.isInTrouble(); }
     void filesTouched() { (void)safekeeping_.look(); }
     std::uint64_t timesOpened() const { return connections_.timesOpened(); }
-    // Tables that have changed without a commit that succeeded: what was unknown or in danger is known now.
+    // Tables that may have changed although no commit of them succeeded: one had an unknown outcome, or was
+    // lost.
     velta::NameList takeChanged() { return safekeeping_.takeChanged(); }
 
 private:

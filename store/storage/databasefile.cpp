@@ -20,11 +20,11 @@ namespace store {
 
 namespace {
 
-// Where memory looks like files; /tmp where a system lacks it.
+// Where files are kept in memory; /tmp on a system without /dev/shm.
 constexpr const char* memoryDirectories[] = {"/dev/shm", "/tmp"};
 constexpr const char* scratchPrefix = "cfgserver.";
 constexpr const char* scratchName = "database";
-// SQLite's files beside a database: the journal only while it is new.
+// The endings of SQLite's files beside a database. There is a journal only while the database is new.
 constexpr const char* suffixes[] = {"", "-wal", "-shm", "-journal"};
 
 std::vector<std::string> scratchFiles() {
@@ -34,7 +34,7 @@ std::vector<std::string> scratchFiles() {
     return names;
 }
 
-// Without symbolic links: SQLite lays its files beside the real one.
+// The path without symbolic links: SQLite puts its files beside the real file.
 std::string realPath(const std::string& path) {
     struct Free {
         void operator()(char* text) const { std::free(text); } // NOLINT: realpath() took it with malloc()
@@ -43,8 +43,9 @@ std::string realPath(const std::string& path) {
     return real ? real.get() : path;
 }
 
-// Which file is at a path, and how long it is. Its times are not asked for: once they were seen, the next
-// write has to give the file a new time, and the sync behind it has to write the inode besides the bytes.
+// Which file is at a path, and how long it is. The file's times are left out on purpose: once somebody has
+// read them, the kernel gives the file a new time at the next write, and the sync after it has to write the
+// inode as well.
 bool look(const std::string& path, int flags, struct statx& status) {
     return statx(AT_FDCWD, path.c_str(), flags, STATX_INO | STATX_SIZE, &status) == 0;
 }
@@ -104,7 +105,7 @@ std::vector<std::string> DatabaseFile::watched() const {
     return {path_, log_.path, index_.path};
 }
 
-// A journal is only there while a database is new, but SQLite would play any into it.
+// There is a journal only while a database is new, but SQLite would roll back any that lies there.
 void DatabaseFile::checkCompanions() const {
     if (inMemory())
         return;
@@ -183,7 +184,7 @@ void DatabaseFile::dropName() {
     if (!inMemory() || path_.empty())
         return;
     for (const char* suffix : suffixes)
-        (void)unlink((path_ + suffix).c_str()); // one that was never made is as good
+        (void)unlink((path_ + suffix).c_str()); // it may never have been made
     (void)rmdir(scratch_->path().c_str());
     path_.clear();
 }

@@ -12,7 +12,7 @@
 
 namespace store {
 
-// Which of a database's files are no more what SQLite has open.
+// Which of a database's files are no longer those that SQLite has open.
 enum class Displaced {
     Nothing,
     Log,      // the write-ahead log or its index was removed or replaced
@@ -20,13 +20,13 @@ enum class Displaced {
     Database, // the database itself was removed, moved or replaced
 };
 
-// The file that a database lies in, and the right to it: it stays locked against a second server for as long
-// as this lives. It must be made before SQLite opens the file and end after SQLite has closed it, since
-// closing any descriptor of the file would drop SQLite's own locks on it.
+// The file of a database, and the exclusive right to it: the file stays locked against a second server as
+// long as this object lives. It must be made before SQLite opens the file and destroyed after SQLite has
+// closed it, because closing any descriptor of the file drops SQLite's own locks on it.
 class DatabaseFile {
 public:
-    // An empty path is a file in memory that nobody else finds. Throws StorageError, also where another user
-    // could have laid the file down.
+    // An empty path makes a file in memory that no other process finds. Throws StorageError, also if another
+    // user could have put the file there.
     explicit DatabaseFile(const std::string& path);
     ~DatabaseFile();
     DatabaseFile(const DatabaseFile&) = delete;
@@ -34,28 +34,29 @@ public:
 
     const std::string& path() const { return path_; }
     bool inMemory() const { return scratch_ != nullptr; }
-    // For a person.
+    // For people.
     std::string name() const { return inMemory() ? "memory" : path_; }
     const std::string& logPath() const { return log_.path; }
     // The database, its log and the log's index, where SQLite has them; none in memory.
     std::vector<std::string> watched() const;
 
-    // Whose SQLite's files beside the database are. Before SQLite opens them. Throws StorageError.
+    // Checks who owns SQLite's files beside the database; to be called before SQLite opens them. Throws
+    // StorageError.
     void checkCompanions() const;
-    // Remembers which files SQLite has just opened or made. Throws StorageError where they are not those that
+    // Remembers which files SQLite has just opened or made. Throws StorageError if they are not those that
     // were checked.
     void recordCompanions();
-    // Whether a later start would find those files, with so many bytes in the log at least. It allocates no
+    // Whether a later start would find those files, with at least `logBytes` bytes in the log. Allocates no
     // memory.
     Displaced displaced(std::int64_t logBytes) const;
-    // Whether the log has fewer bytes: the cheapest look.
+    // Whether the log is shorter than that. Cheaper than displaced().
     bool logIsCut(std::int64_t logBytes) const;
-    // Moves a log away that lies in the place of the one that SQLite had, or that very one too. Returns its
-    // new path, empty where there was none. Throws StorageError.
+    // Renames a log that another program put in the place of SQLite's; with `ownToo`, SQLite's own one as
+    // well. Returns the new path, empty if there was no such log. Throws StorageError.
     std::string setLogAside(bool ownToo) const;
 
-    // Once SQLite has opened everything, a file in memory needs no name any more: it is gone with the
-    // process, however that ends. A file on disk keeps its name.
+    // Removes the name of a file in memory, to be called once SQLite has opened everything: without a name it
+    // is gone with the process, however that ends. A file on disk keeps its name.
     void dropName();
 
 private:

@@ -13,7 +13,7 @@ namespace {
 constexpr std::int64_t applicationId = 0x48524346; // "HRCF", in the header of each database of ours
 constexpr std::int64_t formatVersion = 1;
 constexpr const char* pageSize = "2048";    // bytes; a commit writes each page that it changed
-constexpr const char* walLimit = "4194304"; // bytes that a log keeps after a checkpoint
+constexpr const char* walLimit = "4194304"; // bytes of its file that a log keeps when it starts over
 
 void checkOrigin(Connection& connection) {
     const std::int64_t application = connection.number("PRAGMA application_id");
@@ -27,7 +27,7 @@ void checkOrigin(Connection& connection) {
         throw StorageError("has format " + std::to_string(version) + ", this server knows format " +
                            std::to_string(formatVersion));
     std::string damage = connection.text("PRAGMA quick_check(1)");
-    std::replace(damage.begin(), damage.end(), '\n', ' '); // it has a heading
+    std::replace(damage.begin(), damage.end(), '\n', ' '); // the report has several lines
     if (damage != "ok")
         throw StorageError("is damaged: " + damage);
 }
@@ -58,7 +58,7 @@ void checkKnown(const Table& table, const DeclaredColumn& declared) {
                            typeName(column.type));
 }
 
-// The changes to a table that is there.
+// The changes that an existing table needs.
 void compareTable(const Table& table, const std::vector<DeclaredColumn>& declared,
                   std::vector<std::string>& changes) {
     for (const DeclaredColumn& column : declared)
@@ -87,7 +87,7 @@ std::vector<std::string> changesTo(Connection& connection, const Schema& schema)
     return changes;
 }
 
-// Tables whose one row is not there, new ones among them.
+// The changes that make the row of each single-row table that lacks it, new tables included.
 std::vector<std::string> rowsToMake(Connection& connection, const Schema& schema) {
     std::vector<std::string> changes;
     for (const Table& table : schema.tables())
@@ -121,7 +121,7 @@ void changeInOneTransaction(Connection& connection, const Schema& schema) {
 }
 
 void prepare(Connection& connection, const Schema& schema) {
-    // Until the file proves to be ours it is only read: SQLite must not bring its log into it either.
+    // Until the file proves to be ours it is only read: SQLite must not move a log into it either.
     leaveLogOnClose(connection, true);
     checkOrigin(connection);
     (void)changesTo(connection, schema);

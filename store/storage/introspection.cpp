@@ -4,7 +4,7 @@ namespace store {
 
 namespace {
 
-// Steps to the next row; false behind the last.
+// Steps to the next row; false after the last.
 bool nextRow(Statement::Run& run, Connection& connection) {
     const int code = run.step();
     if (code != SQLITE_ROW && code != SQLITE_DONE)

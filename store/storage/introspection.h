@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// What tables a connection has, as SQLite tells it.
+// The tables and columns of a database, as SQLite describes them.
 namespace store {
 
 struct DeclaredColumn {
@@ -18,7 +18,7 @@ struct DeclaredColumn {
     bool generated = false;
 };
 
-// In the order in which they were made, SQLite's own tables left out. All throw StorageError.
+// In the order in which they were made, without SQLite's own tables. All functions throw StorageError.
 std::vector<std::string> declaredTables(Connection& connection);
 std::vector<DeclaredColumn> declaredColumns(Connection& connection, const std::string& table);
 bool isStrict(Connection& connection, const std::string& table);

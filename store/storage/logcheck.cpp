@@ -10,13 +10,13 @@ namespace store {
 
 namespace {
 
-// The format is a part of SQLite's file format and does not change.
+// The log's format is part of SQLite's file format, which does not change.
 constexpr std::size_t headerBytes = 32;
 constexpr std::size_t frameHeaderBytes = 24;
 constexpr std::uint32_t magic = 0x377f0682; // its last bit says that checksums are of big-endian words
 constexpr std::uint32_t leastPage = 512;
 constexpr std::uint32_t largestPage = 65536;
-constexpr std::uint32_t usualPage = 2048; // of a database of ours, where the header can't tell
+constexpr std::uint32_t usualPage = 2048; // of our databases, if the header is unreadable
 
 std::uint32_t wordAt(std::string_view bytes, std::size_t at, bool bigEndian) {
     std::uint32_t word = 0;
@@ -51,7 +51,7 @@ struct Salt {
     bool operator==(const Salt& other) const { return first == other.first && second == other.second; }
 };
 
-// What a log's header says.
+// What the log's header says.
 struct Layout {
     std::uint32_t pageBytes = usualPage;
     bool bigEndian = false;
@@ -102,9 +102,10 @@ public:
         continues_ = sum == stored_;
         return true;
     }
-    // Of the frame that next() read. Whether it belongs to this log, and not to one that it overwrites:
+    // Whether the frame that next() read belongs to this log, and is no remnant of one that this log
+    // overwrites.
     bool isOfThisLog() const { return fieldAt(frame_, 0) != 0 && salt() == salt_; }
-    // and whether it is as it was written behind the one in front of it.
+    // Whether its checksum also continues that of the frame before it.
     bool isSound() const { return isOfThisLog() && continues_; }
     bool endsCommit() const { return fieldAt(frame_, 1) != 0; }
     Salt salt() const { return {fieldAt(frame_, 2), fieldAt(frame_, 3)}; }
@@ -115,14 +116,15 @@ private:
     std::string frame_;
     bool bigEndian_;
     Salt salt_;
-    Checksum stored_; // of the frame that was read last
+    Checksum stored_; // the checksum in the last frame that was read
     bool continues_ = false;
     std::int64_t position_ = 0;
     std::int64_t end_ = headerBytes;
 };
 
-// Complete commits behind a damaged frame, on which the frames stand. The transaction that was being written
-// when the power went is not one of them: its own end may be there, but nothing is behind it.
+// Counts the complete commits after a damaged frame, which is the current one. The transaction that was being
+// written when the power failed is not among them: its own last frame may be there, but no other commit
+// follows it.
 std::uint64_t commitsBehind(Frames& frames) {
     bool ownEnd = frames.isOfThisLog() && frames.endsCommit();
     std::uint64_t commits = 0;
@@ -136,7 +138,7 @@ std::uint64_t commitsBehind(Frames& frames) {
     return commits;
 }
 
-// Commits that frames of that layout hold, by the salt of the first one.
+// Counts the commits in a log of that layout. Frames with the salt of the first one belong to it.
 std::uint64_t commitsOf(std::istream& file, Layout layout) {
     Frames first(file, layout);
     if (!first.next())
@@ -148,7 +150,7 @@ std::uint64_t commitsOf(std::istream& file, Layout layout) {
     return commits;
 }
 
-// The same where the header is damaged, so that SQLite reads nothing: as many as any layout finds.
+// The same for a log with a damaged header, of which SQLite reads nothing: the most that any layout finds.
 std::uint64_t commitsWithoutHeader(std::istream& file, Layout layout) {
     std::uint64_t most = 0;
     for (const std::uint32_t pageBytes : {layout.pageBytes, usualPage}) {

@@ -32,7 +32,7 @@ std::string octal(mode_t mode) {
 bool isInForeignFolder(const std::string& path) {
     struct stat folder {};
     if (stat(folderOf(path).c_str(), &folder) != 0)
-        return false; // nothing can lie in it
+        return false; // there can be no files in it
     return !isRootOrOwn(folder.st_uid) || (folder.st_mode & writableByOthers) != 0;
 }
 

@@ -4,17 +4,17 @@
 
 #include <sys/stat.h>
 
-// Whose a file is. What another user laid down, or may write to, is no database to believe.
+// Checks who owns a file. A database that another user has put there or can write to is not to be trusted.
 namespace store {
 
-// Throws StorageError where the file belongs to neither root nor this process's user, where others may write
-// to it, or where it is a symbolic link in a folder that others may write to. `name` is what the error calls
-// it. A missing file is as good as one's own.
+// Throws StorageError if the file belongs neither to root nor to this process's user, if others may write to
+// it, or if it is a symbolic link in a folder that others may write to. A missing file is fine. `name` names
+// it in errors.
 void checkOwner(const std::string& path, const std::string& name);
-// The same for a file that is open.
+// The same for an open file.
 void checkOwner(const struct stat& status, const std::string& name);
 
-// Whether somebody else may lay files into the folder of that path.
+// Whether another user can put files into the folder of that path.
 bool isInForeignFolder(const std::string& path);
 
 } // namespace store

@@ -14,7 +14,7 @@ using velta::protocol::EResultCode;
 
 namespace {
 
-// "Plans.2", or "Plans" where the row has no Id to tell.
+// "Plans.2", or "Plans" if the row has no Id or its Id is not known.
 std::string rowName(const Table& table, std::optional<std::int64_t> rowId, const ValueList& values) {
     if (table.singleRow())
         return table.name;
@@ -43,7 +43,7 @@ std::int64_t textSize(const Table& table, const Statement::Run& run, std::size_t
     return isText ? static_cast<std::int64_t>(run.text(static_cast<int>(column)).size()) : 0;
 }
 
-// With its size in front: no two rows have the same image.
+// The size in front makes sure that different rows have different images.
 void append(std::string& image, std::string_view cell) {
     image.append(std::to_string(cell.size())).append(1, ':').append(cell);
 }

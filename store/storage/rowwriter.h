@@ -6,7 +6,7 @@
 
 namespace store {
 
-// Appends the row that the run stands on, with the table's columns in their order.
+// Appends the run's current row, with the table's columns in their order.
 void appendRow(Rows& rows, const Table& table, const Statement::Run& run);
 
 } // namespace store

@@ -14,8 +14,8 @@ using Result = Safekeeping::Result;
 
 namespace {
 
-// Errors of COMMIT after which no frame of a commit can be in the log as a whole: nothing was written, or the
-// writing failed. After any other one the log may hold all of it.
+// Errors of COMMIT after which the log can't hold the whole commit: nothing was written, or a write failed.
+// After any other error the log may hold all of it.
 bool leavesNoCommit(int sqliteCode) {
     switch (sqliteCode & 0xff) {
     case SQLITE_BUSY:
@@ -36,9 +36,9 @@ Safekeeping::Safekeeping(const Schema& schema, DatabaseFile& file, Connections& 
 
 Result Safekeeping::beforeWriting() {
     retry();
-    // What the transaction writes to the log would hide that it was cut.
+    // If the log was cut, what the transaction writes to it would hide that.
     if (state_ == State::Sound && file_.logIsCut(connections_.checkpoints().logBytes()))
-        (void)look(); // nothing is written yet: it may well be opened anew
+        (void)look(); // nothing is written yet, so the database may be reopened
     return state_ == State::Sound ? Result() : refusal();
 }
 
@@ -53,7 +53,7 @@ Result Safekeeping::beforeCommit(const velta::NameList& touched) {
         return refusal();
     const Displaced found = displaced();
     noteDatabaseGone(found == Displaced::Database);
-    if (found == Displaced::Database) // it would be kept where no start looks for it
+    if (found == Displaced::Database) // the commit would go into a file that no later start opens
         return {code::storageFailed, "the database file was removed, moved or replaced: " + file_.path()};
     if (found == Displaced::LogCut) { // what this commit writes would hide that
         (void)rescue(found);
@@ -86,10 +86,10 @@ Result Safekeeping::lookAfterCommit() {
 }
 
 Result Safekeeping::afterFailedCommit(int sqliteCode, const Result& failure) noexcept {
-    state_ = State::Distrusted; // until this is through
+    state_ = State::Distrusted; // until the end of this function
     unknown_.swap(pending_);
     try {
-        // What is in memory no later start finds.
+        // No later start finds what is in memory.
         if (leavesNoCommit(sqliteCode) || file_.inMemory() || neutralise()) {
             state_ = State::Sound;
             unknown_.clear();
@@ -102,8 +102,8 @@ Result Safekeeping::afterFailedCommit(int sqliteCode, const Result& failure) noe
     }
 }
 
-// A commit that was written as a whole but not synced would be found at the next start. The frame of a small
-// commit takes the place of its first one, and those behind it then continue nothing.
+// The next start would find a commit that was written completely but not synced. A small commit overwrites
+// its first frame in the log; the checksums of the following frames then no longer continue it.
 bool Safekeeping::neutralise() {
     try {
         rewriteHeader(connections_.writer());
@@ -111,7 +111,8 @@ bool Safekeeping::neutralise() {
         report(std::string("a commit that failed can't be taken out of the log: ") + error.what());
         return false;
     }
-    (void)connections_.checkpoints().bringAll(); // the log can begin anew, and nothing is left of it
+    // Then the log starts over, and nothing of the failed commit is left.
+    (void)connections_.checkpoints().bringAll();
     return true;
 }
 
@@ -136,7 +137,7 @@ Displaced Safekeeping::displaced() {
     return found;
 }
 
-// Whether all that was committed is in the database afterwards.
+// Returns whether everything that was committed is in the database afterwards.
 bool Safekeeping::rescue(Displaced found) {
     report("the log of the database was removed, replaced or cut by another hand: " + file_.logPath());
     const bool safe = found == Displaced::Log && bringToSafety();
@@ -148,19 +149,19 @@ bool Safekeeping::rescue(Displaced found) {
     return safe;
 }
 
-// The log that SQLite has open goes into the database, whatever lies in the log's place.
+// Moves the log that SQLite has open into the database, whatever lies in its place by now.
 bool Safekeeping::bringToSafety() {
     try {
-        setLogAside(false); // at once: whatever ends this process, no start must find it
+        setLogAside(false); // first of all: even if this process is killed, no start must find that file
     } catch (const StorageError& error) {
         report(error.what());
     }
-    connections_.snapshots().closeAll(); // a reading would hold the log back
+    connections_.snapshots().closeAll(); // readings would hold the log back
     const int result = connections_.checkpoints().bringAll();
     if (result == SQLITE_OK)
         return true;
     if (result == SQLITE_IOERR_SHORT_READ || (result & 0xff) == SQLITE_CORRUPT)
-        return false; // it was cut, too
+        return false; // the log was also cut
     state_ = State::Endangered;
     reason_ = "the log can't be brought into it: " + connections_.lastCommit().textOf(result);
     nextTry_ = now_() + retryPace;
@@ -174,8 +175,8 @@ void Safekeeping::setLogAside(bool ownToo) {
         log::error("what lay in the place of the log is now " + aside);
 }
 
-// Of a log that was cut nothing is taken when the database holds some of it already: an older state of a page
-// could take the place of a younger one.
+// The log was cut. If the database holds a part of it already, nothing more of it must be used: it could
+// replace a page by an older state.
 void Safekeeping::lose() {
     mixed_ = connections_.checkpoints().isPartlyMoved();
     log::error("what the log of the database held since it was last brought into it is lost");
@@ -243,7 +244,7 @@ void Safekeeping::report(const std::string& failure) {
 }
 
 void Safekeeping::pendingChanged() noexcept {
-    std::move(pending_.begin(), pending_.end(), std::back_inserter(changed_)); // there is room for it
+    std::move(pending_.begin(), pending_.end(), std::back_inserter(changed_)); // room is reserved
     pending_.clear();
 }
 

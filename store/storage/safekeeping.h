@@ -12,14 +12,14 @@
 
 namespace store {
 
-// Sees to it that what was answered as committed is kept, whatever happens to the files and the disk, and
-// that what was refused is not.
+// Makes sure that a commit is kept if the client was told so, whatever happens to the files and the disk, and
+// that nothing is kept of one that was refused.
 class Safekeeping {
 public:
     using Result = velta::protocol::EResultCode;
     using Clock = std::chrono::steady_clock;
 
-    static constexpr auto retryPace = std::chrono::seconds(1); // of opening the database anew
+    static constexpr auto retryPace = std::chrono::seconds(1); // of attempts to reopen the database
 
     // All outlive it.
     Safekeeping(const Schema& schema, DatabaseFile& file, Connections& connections,
@@ -29,32 +29,32 @@ public:
     Result beforeWriting();
     // `touched` are the tables that the transaction has changed.
     Result beforeCommit(const velta::NameList& touched);
-    // SQLite has committed and synced: whether that is kept where the next start finds it. It allocates no
-    // memory as long as it is.
+    // SQLite has committed and synced: whether the next start will find the commit. Allocates no memory if it
+    // will.
     Result afterCommit() noexcept;
     // SQLite could not commit, for `failure`, and what it wrote was rolled back: makes sure that no later
     // start finds it committed.
     Result afterFailedCommit(int sqliteCode, const Result& failure) noexcept;
 
-    // Looks whether the files are where they were, and brings to safety what they held. False where the
-    // connections can't be used as they were.
+    // Checks whether the files are still in their places and, if not, rescues what they held. False if what
+    // is open can't be used any further: the database was reopened, or waits for that.
     bool look();
-    // Whether commits are refused, or their outcome unknown, for a reason that stands in the log already.
+    // Whether commits are refused or have an unknown outcome, for a reason that was logged already.
     bool isInTrouble() const { return databaseGone_ || state_ != State::Sound; }
-    // Opens a database anew that waits for it, when it is time.
+    // If the database waits to be reopened, tries that when it is time.
     void retry();
     // When retry() has something to do next.
     Clock::time_point nextDeadline() const;
-    // Tells of failures that were only counted so far.
+    // Logs the failures that were only counted so far.
     void flushLines() { failures_.flushAll(); }
-    // Tables that may have changed without a commit that was answered as such.
+    // Tables that may have changed although no client was told of a successful commit.
     velta::NameList takeChanged();
 
 private:
     enum class State {
         Sound,
-        Endangered, // the log was displaced, and is not in the database yet
-        Distrusted, // nobody knows what the disk holds, or the database could not be opened anew
+        Endangered, // the log was displaced, and is not moved into the database yet
+        Distrusted, // it is unknown what the disk holds, or the database could not be reopened
     };
 
     Result refusal() const;
@@ -79,9 +79,9 @@ private:
     std::string reason_; // why it is not sound
     Clock::time_point nextTry_;
     bool databaseGone_ = false;
-    bool mixed_ = false;      // the log must not be read when the database is opened anew
-    velta::NameList pending_; // touched by the commit that is under way
-    velta::NameList unknown_; // touched by one whose outcome is not known before the database is opened anew
+    bool mixed_ = false;      // the log must not be read when the database is reopened
+    velta::NameList pending_; // touched by the current commit
+    velta::NameList unknown_; // touched by a commit whose outcome is unknown until the database is reopened
     velta::NameList changed_;
     log::Repeats failures_;
 };

@@ -24,11 +24,11 @@ constexpr std::size_t nameLimit = 63;
 constexpr std::size_t columnLimit = 128;
 constexpr std::size_t mostTables = 1000;
 
-// What SQLite would take and the store would not heed. None of them can be a name with its type: SQLite
-// keeps the single words for itself, and no pair of words makes a column that we would take.
+// Clauses that SQLite would accept and the store would ignore. None of them can be a column's name and type:
+// the single words are reserved in SQLite, and no pair is a column that the store would accept.
 struct Phrase {
     const char* first;
-    const char* second; // null: any, or none
+    const char* second; // null: any word or none may follow
 
     std::string text() const { return second == nullptr ? first : std::string(first) + ' ' + second; }
 };
@@ -55,8 +55,8 @@ bool isName(const std::string& text) {
     return true;
 }
 
-// Lets CREATE TABLE through, and the entries in SQLite's own table that it makes. UNIQUE would make an index,
-// and CHECK read columns.
+// Permits CREATE TABLE and the entries that it makes in SQLite's own table. UNIQUE is refused because it
+// makes an index, CHECK because it reads columns.
 int allowCreateTable(void*, int action, const char* name, const char*, const char*, const char*) {
     switch (action) {
     case SQLITE_CREATE_TABLE:
@@ -105,7 +105,7 @@ void runOnlyCreateTable(Connection& scratch, const std::string& sql, const std::
     sqlite3_set_authorizer(scratch.handle(), nullptr, nullptr);
 }
 
-// The text of an SQL literal in single quotes, nothing when it is not one.
+// The text of an SQL literal in single quotes; none if it is no such literal.
 std::optional<std::string> unquoted(const std::string& sql) {
     if (sql.size() < 2 || sql.front() != '\'' || sql.back() != '\'')
         return std::nullopt;
@@ -224,7 +224,7 @@ void Schema::addFile(const std::string& path) {
     if (!S_ISREG(status.st_mode))
         refuse(path, "not a regular file");
     std::ifstream file(path, std::ios::binary);
-    std::string sql(sizeLimit + 1, '\0'); // one byte more than may be, to see that it is too much
+    std::string sql(sizeLimit + 1, '\0'); // one byte more than permitted, to notice a text that is too long
     file.read(sql.data(), static_cast<std::streamsize>(sql.size()));
     if (!file.is_open() || file.bad())
         refuse(path, "can't be read");

@@ -46,7 +46,7 @@ private:
     std::vector<Table> tables_;
 };
 
-// All that a client may be told of the table's columns.
+// All that a client can learn about the table's columns.
 std::vector<velta::protocol::ColumnDescription> describe(const Table& table);
 
 // The schema that is built in.

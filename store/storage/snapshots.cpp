@@ -21,7 +21,7 @@ void Snapshot::open() {
         connection_.open();
         connection_.execute("PRAGMA cache_size = -128"); // KiB; each page is read once
         connection_.touchFiles();
-        if (file_.displaced(0) == Displaced::Database) // then this is another one
+        if (file_.displaced(0) == Displaced::Database) // then the connection has opened another file
             throw StorageError("the database file was removed, moved or replaced: " + file_.path());
     } catch (...) {
         connection_.close();

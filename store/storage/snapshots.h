@@ -11,15 +11,14 @@
 
 namespace store {
 
-// A connection on which a long reading goes on while others commit: it sees the last commit of the moment in
-// which it was taken.
+// A connection for a long reading. It sees the last commit before its begin(), whatever others commit later.
 class Snapshot {
 public:
     // Throws StorageError.
     Snapshot(const DatabaseFile& file, const Schema& schema);
 
     TableReader& reader() { return reader_; }
-    // Opens its connection where that was closed. Throws StorageError.
+    // Opens the connection if it was closed. Throws StorageError.
     velta::protocol::EResultCode begin();
     void end();
     void close() { connection_.close(); }
@@ -34,7 +33,7 @@ private:
     Statement end_;
 };
 
-// The few snapshots that may be open at a time. An open one keeps the log from starting anew.
+// The few snapshots that may be open at a time. An open one keeps the write-ahead log from starting over.
 class Snapshots {
 public:
     static constexpr std::size_t most = 4;
@@ -50,15 +49,15 @@ public:
     };
     using Lease = std::unique_ptr<Snapshot, GiveBack>;
 
-    // Makes all connections now: the file is about to lose its name. Throws StorageError.
+    // Makes all connections now, because the file is about to lose its name. Throws StorageError.
     void connectAll();
     bool free() const;
     bool anyTaken() const;
-    // Whether one was given back since this was asked last.
+    // Whether one was given back since the last call.
     bool takeGivenBack() { return std::exchange(givenBack_, false); }
-    // Readings that go on get an error.
+    // Readings from a snapshot fail then.
     void closeAll();
-    // Nothing where none is free.
+    // The lease stays empty if no snapshot is free.
     velta::protocol::EResultCode take(Lease& lease);
 
 private:

@@ -15,7 +15,7 @@ struct Setting {
     int value;
 };
 
-// What a foreign hand put into the file does not run here.
+// Triggers and views that another program put into the file are not run.
 constexpr Setting settings[] = {
     {SQLITE_DBCONFIG_DEFENSIVE, 1},
     {SQLITE_DBCONFIG_ENABLE_TRIGGER, 0},
@@ -41,14 +41,14 @@ void Connection::open() {
     const int result = sqlite3_open_v2(path_.c_str(), &handle_, flags_, nullptr);
     if (result != SQLITE_OK) {
         const std::string reason = isOpen() ? sqlite3_errmsg(handle_) : "out of memory";
-        close(); // there is a handle even after a failure
+        close(); // SQLite gives a handle even after a failure
         throw StorageError(reason);
     }
     sqlite3_extended_result_codes(handle_, 1);
     for (const Setting& setting : settings)
         sqlite3_db_config(handle_, setting.option, setting.value, nullptr);
     try {
-        execute("PRAGMA cell_size_check = ON"); // or a damaged page may be read past its end
+        execute("PRAGMA cell_size_check = ON"); // otherwise SQLite might read past the end of a damaged page
     } catch (const StorageError&) {
         close();
         throw;
@@ -98,7 +98,7 @@ std::string Connection::textOf(int sqliteCode) const {
 }
 
 velta::protocol::EResultCode Connection::resultOf(int sqliteCode) const {
-    switch (sqliteCode & 0xff) { // the low byte is the kind, what stands above it details
+    switch (sqliteCode & 0xff) { // the low byte is the kind of error, the others are details
     case SQLITE_OK:
     case SQLITE_ROW:
     case SQLITE_DONE:
@@ -141,7 +141,7 @@ Statement::Run::Run(Statement& statement) : statement_(statement) {
 Statement::Run::~Run() {
     if (!isAlive() || !statement_.isPrepared())
         return;
-    sqlite3_reset(statement_.handle_); // repeats the error of the last step, which was seen there
+    sqlite3_reset(statement_.handle_); // it only repeats the error of the last step
     sqlite3_clear_bindings(statement_.handle_);
 }
 
@@ -176,7 +176,7 @@ std::string_view Statement::Run::text(int column) const {
         return {};
     const unsigned char* const text = sqlite3_column_text(statement_.handle_, column);
     if (text == nullptr && sqlite3_errcode(statement_.connection_.handle()) == SQLITE_NOMEM)
-        throw std::bad_alloc(); // it is no empty text
+        throw std::bad_alloc(); // null here does not mean an empty text
     if (text == nullptr)
         return {};
     return {reinterpret_cast<const char*>(text),

@@ -10,21 +10,21 @@
 
 #include <sqlite3.h>
 
-// A thin layer over SQLite: who owns what, and errors as result codes.
+// A thin layer over SQLite: owners of its handles, and its errors as result codes.
 namespace store {
 
-// What keeps the server from starting: a database or a schema that can't be used. The text is for a person.
+// A database or a schema can't be used, which keeps the server from starting. The text is for people.
 class StorageError : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
 
-// For a program of one thread, before its first connection: SQLite takes no locks against other threads then,
-// and does not count its memory.
+// For a program with one thread, to be called before its first connection: SQLite then takes no locks against
+// other threads, and does not count its memory.
 void expectOneThread();
 
-// It can be closed and opened anew under the statements that use it: their runs then end with an error, and
-// the next ones are prepared anew.
+// A connection that can be closed and reopened while there are statements for it. Their current runs then end
+// with an error, and the next run prepares the statement again.
 class Connection {
 public:
     enum class Begin { Open, Closed };
@@ -39,7 +39,7 @@ public:
     void open();
     void close();
     bool isOpen() const { return handle_ != nullptr; }
-    // Another one after each open() and close().
+    // A different number after each open() and close().
     std::uint64_t generation() const { return generation_; }
 
     sqlite3* handle() const { return handle_; }
@@ -48,7 +48,7 @@ public:
     // The first column of the first row as a number, as a text. Throw StorageError.
     std::int64_t number(const std::string& sql);
     std::string text(const std::string& sql);
-    // Opens the files of the database, while they have a name. Throws StorageError.
+    // Makes SQLite open the files of the database now, while they have a name. Throws StorageError.
     void touchFiles() { (void)number("SELECT count(*) FROM sqlite_schema"); }
     bool inTransaction() const { return isOpen() && sqlite3_get_autocommit(handle_) == 0; }
 
@@ -64,7 +64,7 @@ private:
     std::uint64_t generation_ = 0;
 };
 
-// SQL that is prepared when it runs for the first time and then kept. It ends before its connection.
+// SQL that is prepared when it first runs, and kept. The connection outlives it.
 class Statement {
 public:
     Statement(Connection& connection, std::string sql) : connection_(connection), sql_(std::move(sql)) {}
@@ -75,7 +75,8 @@ public:
     // SQLITE_OK, or the error that keeps it from being prepared.
     [[nodiscard]] int prepare();
 
-    // One run from the binding to the last row; its end makes the statement ready for the next.
+    // One run, from binding the parameters to the last row. Its destructor makes the statement ready for the
+    // next run.
     class Run {
     public:
         explicit Run(Statement& statement);
@@ -86,11 +87,11 @@ public:
         // Parameters count from 1; one that is not bound is NULL.
         void bind(int parameter, std::int64_t value);
         void bind(int parameter, std::string_view text);
-        // SQLITE_ROW, SQLITE_DONE, or the first error of preparing, binding or stepping. SQLITE_ABORT where
-        // the connection was closed meanwhile.
+        // SQLITE_ROW, SQLITE_DONE, or the first error of preparing, binding or stepping. SQLITE_ABORT if the
+        // connection was closed meanwhile.
         [[nodiscard]] int step();
 
-        // Columns count from 0. Where the last step found no row they are 0 and empty.
+        // Columns count from 0. If the last step found no row, the results are 0 and empty.
         std::int64_t number(int column) const;
         std::string_view text(int column) const;
 
@@ -105,7 +106,7 @@ public:
     };
 
 private:
-    // The connection closes what was prepared on it.
+    // A connection that closes finalizes its statements, so the handle counts only for this generation.
     bool isPrepared() const { return handle_ != nullptr && generation_ == connection_.generation(); }
 
     Connection& connection_;
@@ -114,7 +115,7 @@ private:
     std::uint64_t generation_ = 0; // of the connection that it was prepared on
 };
 
-// A name that the schema has checked, for use in SQL.
+// Puts a name that the schema has checked in quotes, for use in SQL.
 std::string quoted(const std::string& name);
 
 } // namespace store

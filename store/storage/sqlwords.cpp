@@ -13,14 +13,14 @@ bool isWordCharacter(char c) {
            c == '$' || static_cast<unsigned char>(c) >= 0x80;
 }
 
-// What closes a text or a name that begins with that character, 0 when none does.
+// The character that closes a text or a name which that character opens; 0 if it opens none.
 char closingQuote(char opening) {
     if (opening == '[')
         return ']';
     return opening == '\'' || opening == '"' || opening == '`' ? opening : '\0';
 }
 
-// The place behind the next `end`, the text's size when there is none.
+// The position after the next `end`, or the text's size if there is none.
 std::size_t behind(const std::string& sql, const std::string& end, std::size_t from) {
     const std::size_t found = sql.find(end, from);
     return found == std::string::npos ? sql.size() : found + end.size();

@@ -22,8 +22,7 @@ struct ConnectedTable {
     TableStatements statements;
 };
 
-// Reads rows through one connection, as that connection sees them. It ends before the connection and the
-// schema.
+// Reads rows through one connection, as that connection sees them. The connection and the schema outlive it.
 class TableReader {
 public:
     using Result = velta::protocol::EResultCode;

@@ -11,11 +11,11 @@ namespace store {
 
 inline constexpr std::int64_t tableLimit = 64 * 1024 * 1024; // bytes of cells of one table
 
-// Bytes that a cell takes on the wire, which is what the limit counts.
-inline constexpr std::int64_t cellOverhead = 5; // all of a number; a text has its own bytes behind
+// The limit counts the bytes of a cell on the wire.
+inline constexpr std::int64_t cellOverhead = 5; // a number takes no more; a text adds its own bytes
 
-// How many bytes of cells each table holds, by its index in the schema: in the last commit, and what the open
-// transaction adds.
+// How many bytes of cells each table holds: in the last commit, and what the open transaction adds. Tables go
+// by their index in the schema.
 class TableSizes {
 public:
     explicit TableSizes(std::int64_t limit) : limit_(limit) {}
@@ -25,7 +25,8 @@ public:
 
     // "64 MiB"
     std::string limitText() const;
-    // With what the open transaction adds. One that is too large already may stay as it is, or shrink.
+    // Whether the table may grow by that many bytes on top of what the open transaction has added. A table
+    // that is too large already may stay as it is, or shrink.
     bool mayGrow(std::size_t table, std::int64_t bytes) const;
     std::int64_t of(std::size_t table) const { return sizes_[table].committed + sizes_[table].added; }
 

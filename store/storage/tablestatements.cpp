@@ -22,7 +22,7 @@ std::string updateSql(const Table& table) {
     for (std::size_t i = 0; i < table.columns.size(); ++i) {
         const std::string name = quoted(table.columns[i].name);
         if (table.columns[i].name == idColumn && table.columns.size() > 1)
-            continue; // to set it, even to itself, would move the row
+            continue; // SQLite would move the row even if the Id is set to itself
         cells += (cells.empty() ? "" : ", ") + name + " = coalesce(" + parameter(i) + ", " + name + ')';
     }
     return "UPDATE " + quoted(table.name) + " SET " + cells +

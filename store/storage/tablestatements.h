@@ -8,8 +8,8 @@
 
 namespace store {
 
-// The statements of one table on one connection. A row is addressed by its row id, which is the Id where the
-// table has one; the single row of a table without has the row id 1.
+// The statements of one table on one connection. A row is addressed by its row id. That is its Id; in a
+// single-row table it is 1.
 //
 // Results have the columns in the schema's order.
 class TableStatements {
@@ -18,15 +18,15 @@ public:
 
     Statement& count() { return count_; }
     Statement& all() { return all_; }
-    Statement& byIndex() { return byIndex_; } // 1: the index from 0
-    Statement& byRowId() { return byRowId_; } // 1: the row id
-    // The row id of the first row with a key in that column. 1: the key
+    Statement& byIndex() { return byIndex_; } // parameter 1: the index from 0
+    Statement& byRowId() { return byRowId_; } // parameter 1: the row id
+    // The row id of the first row with a key in that column. Parameter 1: the key.
     Statement& find(std::size_t column);
-    // A column's parameter counts as the column does, from 1; an unbound one leaves the cell as it is, or
-    // gives a new row the default. Behind the last: the row id, which for update() must be bound.
+    // Parameter n is the nth column, counted from 1. Left unbound, it leaves the cell as it is, or gives a
+    // new row the default. The parameter after the last column is the row id; update() needs it.
     Statement& update() { return update_; }
     Statement& insert() { return insert_; }
-    Statement& remove() { return remove_; } // 1: the row id
+    Statement& remove() { return remove_; } // parameter 1: the row id
     Statement& highestRowId() { return highestRowId_; }
 
 private:

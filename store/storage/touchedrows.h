@@ -7,22 +7,22 @@
 
 namespace store {
 
-// Which rows a transaction wrote to, by the table's index in the schema. Bounded: of a table with very many
-// it only keeps that there were many.
+// Which rows a transaction wrote to, by the table's index in the schema. Its memory is bounded: of a table
+// with very many such rows it only notes that they were too many.
 class TouchedRows {
 public:
     struct Row {
         bool again = false;          // it was written to more than once
-        std::optional<bool> differs; // from before, after the last write that got through
+        std::optional<bool> differs; // from before, after the last successful write
     };
     struct OfTable {
         std::map<std::int64_t, Row> rows;
-        bool tooMany = false; // then there are no rows
+        bool tooMany = false; // `rows` is empty then
     };
 
     // A row that is about to be written to.
     void note(std::size_t table, std::int64_t rowId);
-    // The row that was noted is written, and that made it another one or did not.
+    // The noted row was written; `differs` says whether that changed a cell of it.
     void settle(std::size_t table, std::int64_t rowId, bool differs) noexcept;
 
     void clear() noexcept { tables_.clear(); }

@@ -49,7 +49,8 @@ Result Transaction::update(const std::string& table, const std::string& keyColum
         return result;
     if (Result result = checkCells(found->description, values, Id::Fixed); !result.ok())
         return result;
-    if (Result result = begin(); !result.ok()) // a search in front of it would lock the log for itself
+    // Before the search, which would take a lock on the log by itself.
+    if (Result result = begin(); !result.ok())
         return result;
     std::int64_t rowId = 0;
     if (Result result = reader_.findRow(*found, keyColumn, key, rowId); !result.ok())
@@ -181,7 +182,7 @@ Result Transaction::begin() {
         return result;
     if (Result result = safekeeping_.beforeWriting(); !result.ok())
         return result;
-    for (Statement* const end : {&commit_, &rollBack_}) // what must not fail for want of memory later
+    for (Statement* const end : {&commit_, &rollBack_}) // so that they can't fail for lack of memory later
         if (const int prepared = end->prepare(); prepared != SQLITE_OK)
             return reader_.resultOf(prepared);
     Statement::Run run(begin_);
@@ -199,7 +200,7 @@ Result Transaction::standing() {
 
 Result Transaction::write(Statement::Run& run) {
     Result result = reader_.resultOf(run.step());
-    // SQLite rolls the whole transaction back by itself after some errors.
+    // After some errors SQLite rolls back the whole transaction by itself.
     if (!result.ok() && !writer_.inTransaction())
         failure_ = result;
     return result;
@@ -210,12 +211,12 @@ Result Transaction::commit(velta::NameList& changed) {
     try {
         changed.clear();
         result = commitChanges(changed);
-    } catch (const std::bad_alloc&) { // in front of the commit: behind it nothing throws
+    } catch (const std::bad_alloc&) { // thrown before the commit: after it nothing throws
         result = code::outOfMemory;
     }
     if (!result.ok())
         changed.clear();
-    rollBack(); // ends what did not commit
+    rollBack(); // ends a transaction that did not commit
     return result;
 }
 
@@ -244,7 +245,7 @@ Result Transaction::notCommitted(int step) noexcept {
     try {
         failure = reader_.resultOf(step);
     } catch (const std::bad_alloc&) {
-        // as it stands
+        // then outOfMemory is the failure
     }
     rollBack();
     return safekeeping_.afterFailedCommit(step, failure);
@@ -252,7 +253,7 @@ Result Transaction::notCommitted(int step) noexcept {
 
 void Transaction::rollBack() noexcept {
     if (writer_.inTransaction()) {
-        Statement::Run run(rollBack_); // was prepared when the transaction began
+        Statement::Run run(rollBack_); // prepared when the transaction began
         (void)run.step();              // has no error that leaves the transaction open
     }
     writing_ = false;

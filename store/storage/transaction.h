@@ -25,7 +25,7 @@ public:
     Transaction(const Schema& schema, Connection& writer, TableReader& lastCommit, TableSizes& sizes,
                 Safekeeping& safekeeping);
 
-    // Reads rows with what was written to them.
+    // Reads rows including the transaction's own writes.
     TableReader& reader() { return reader_; }
 
     Result writeSingle(const std::string& table, std::uint32_t row, const velta::ValueList& values);
@@ -34,9 +34,9 @@ public:
     Result insert(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
     Result remove(const std::string& table, const std::string& keyColumn, const std::string& key);
 
-    // The transaction is over, whatever the result. `changed` gets the tables in which a cell is not as
-    // before; when there is none nothing is written. The code outcomeUnknown says that nobody knows whether
-    // it is kept; after any other failure nothing of it is.
+    // The transaction is over, whatever the result. `changed` gets the tables in which a cell differs from
+    // before; if there is none, nothing is written. With the code outcomeUnknown it can't be told whether the
+    // commit is kept; after any other failure nothing of it is.
     Result commit(velta::NameList& changed);
     void rollBack() noexcept;
 
@@ -66,7 +66,7 @@ private:
     Statement commit_;
     Statement rollBack_;
     bool writing_ = false;
-    std::uint64_t generation_ = 0; // of the connection on which it began
+    std::uint64_t generation_ = 0; // of the connection when the transaction began
     Result failure_;
 };
 

@@ -1,4 +1,4 @@
-// Any text as a file for `cfgctl load`.
+// Reads any text as a file for `cfgctl load`.
 #include "fuzz/input.h"
 #include "support/loadedtables.h"
 #include "tools/errors.h"

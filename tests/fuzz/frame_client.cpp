@@ -1,4 +1,4 @@
-// What a client makes of what a store sends.
+// A client decodes whatever a store may send.
 #include "fuzz/frames.h"
 #include "velta/protocol/message.h"
 #include "velta/protocol/wire.h"
@@ -28,7 +28,7 @@ void check(std::string_view message) {
     if (reply.kind == ReplyKind::Rows)
         checkRows(reply);
     fuzz::require(reply.kind != ReplyKind::Failed || !reply.result.ok(), "a failure has a code");
-    // Every number but 0 is a yes, and only that may differ.
+    // A flag may be any number but 0, and becomes 1: only such bytes may differ.
     const std::string again = encoded(reply);
     fuzz::require(again.size() == message.size(), "a reply encodes to its size");
     Reply second;

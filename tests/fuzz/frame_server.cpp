@@ -1,4 +1,4 @@
-// What a store makes of what a client sends.
+// A store decodes whatever a client may send.
 #include "fuzz/frames.h"
 #include "velta/protocol/message.h"
 

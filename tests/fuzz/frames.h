@@ -9,9 +9,9 @@
 
 namespace fuzz {
 
-// How the input of a frame decoder begins: its lowest bit says whether what follows are messages behind their
-// lengths of 16 bits, for which good frames are made here, or bytes as they stand. The next four bits say how
-// many bytes follow with the sizes of the pieces in which all that arrives.
+// How the input of a frame decoder begins. The lowest bit of its first byte says what follows: messages, each
+// after its length of 16 bits, which are put into correct frames here; or raw bytes. The next four bits are
+// the number of bytes that follow first: the sizes of the pieces in which the rest arrives.
 struct Arrival {
     explicit Arrival(Input& input) {
         const std::uint8_t first = input.byte();
@@ -35,7 +35,7 @@ struct Arrival {
     std::vector<std::size_t> pieces;
 };
 
-// Whether a length stands there that no frame has.
+// Whether the frame that begins there has an impossible length.
 inline bool isImpossible(const std::string& bytes, std::size_t from, std::size_t to) {
     if (to - from < velta::protocol::frameHeader)
         return false;

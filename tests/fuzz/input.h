@@ -48,7 +48,7 @@ private:
     std::size_t left_;
 };
 
-// What does not hold is a defect: the fuzzer keeps the input, a replay fails.
+// A condition that does not hold is a defect: the fuzzer keeps the input, and a replay fails.
 inline void require(bool holds, const char* what) {
     if (holds)
         return;

@@ -1,4 +1,4 @@
-// The probes on files with anything in them.
+// The probes read files with any content.
 #include "fuzz/input.h"
 #include "probes/multicaststreams.h"
 #include "probes/systemidle.h"
@@ -41,7 +41,7 @@ private:
     std::string path_;
 };
 
-// What is read of a text's lines.
+// The part of each line that the probes read.
 std::vector<std::string> linesOf(const std::string& text, std::size_t longest) {
     std::vector<std::string> lines;
     std::istringstream stream(text);
@@ -98,7 +98,7 @@ void checkCalls(const std::string& content) {
     require(outcome == expected, "calls are what the first number says");
 }
 
-// As 32 bits read it.
+// Reads the group as a machine with 32 bits does.
 bool isLocalGroup(const std::string& group) {
     const long long number =
         std::clamp<long long>(std::strtoll(group.c_str(), nullptr, 16), INT32_MIN, INT32_MAX);

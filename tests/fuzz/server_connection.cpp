@@ -21,7 +21,7 @@ using velta::protocol::Request;
 using velta::protocol::RequestKind;
 
 constexpr int stepsLimit = 40;
-constexpr int quietRounds = 4; // in which the largest answer gets through
+constexpr int quietRounds = 4; // after which even the largest answer is complete
 constexpr std::size_t serverReads = 16 * 1024;
 constexpr std::size_t longText = 4096;
 constexpr int largeRows = 8;
@@ -29,8 +29,8 @@ constexpr int largeRowsLimit = 3 * largeRows; // in one run
 
 store::ServerOptions smallOptions() {
     store::ServerOptions options;
-    options.places = {Observer::places - 1, 0, Observer::places - 1}; // so that one is turned away
-    options.transaction.silent = options.transaction.held;            // an observer does not see who is heard
+    options.places = {Observer::places - 1, 0, Observer::places - 1}; // so that one client is turned away
+    options.transaction.silent = options.transaction.held; // the observer does not know who was silent
     options.readings.piece = 4 * 1024;
     options.readings.kept = 64 * 1024;
     return options;
@@ -95,7 +95,7 @@ velta::ValueList cellsFrom(Input& input) {
     return cells;
 }
 
-// Of the kinds, each takes from the input what it carries.
+// Takes the fields that a request of the kind carries from the input.
 Request requestFrom(Input& input, RequestKind kind) {
     Request request = ask::plain(kind);
     switch (kind) {
@@ -174,7 +174,7 @@ private:
         LeaveAway,  // a part of that
         Close,
         FinishSending,
-        Listen, // to what comes, or not
+        Listen, // reads what comes, or stops reading
         PassTime,
         InsertLarge, // so that a few answers with them do not fit into a socket
         Describe,
@@ -323,7 +323,8 @@ private:
         observer_.look(house_.database);
     }
 
-    // Whatever was done: with all clients gone nobody owns a transaction, and the next client is served.
+    // Whatever was done: when all clients are gone, nobody owns the transaction, and the next client is
+    // served.
     void end() {
         for (std::size_t place = 0; place < Observer::places; ++place)
             observer_.leave(place);

@@ -19,7 +19,7 @@ public:
 
 private:
     int descriptor_;
-    int original_; // where it goes otherwise
+    int original_; // where the output went before
     int memory_;
 };
 

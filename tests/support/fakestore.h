@@ -23,8 +23,8 @@ struct Cell {
 
 velta::ValueList row(std::initializer_list<Cell> cells);
 
-// A configuration store in memory that writes down what was asked of it. It keeps the contract: no write
-// without a transaction, one transaction at a time, and what was written is gone when it isn't committed.
+// A configuration store in memory that records what was asked of it. It keeps the contract: no write without
+// a transaction, one transaction at a time, and writes that are not committed are lost.
 class FakeStore : public orv::cfg::common::IConfigClient {
 public:
     using EResultCode = velta::protocol::EResultCode;
@@ -37,7 +37,7 @@ public:
     int number(const std::string& table, std::size_t index, const std::string& column) const;
     void set(const std::string& table, std::size_t index, const Cell& cell);
 
-    // Every call fails with that code from now on, or only the nth one, counted from now on and from 1.
+    // From now on every call of the operation fails with that code, or only the nth one, counting from 1.
     void fail(Operation operation, int code) { failures_[operation] = Failure{code, 0}; }
     void failNth(Operation operation, unsigned nth, int code) { failures_[operation] = Failure{code, nth}; }
     void recover() { failures_.clear(); }
@@ -67,7 +67,7 @@ public:
 private:
     struct Failure {
         int code;
-        unsigned nth; // 0 is every one
+        unsigned nth; // 0: every one
     };
 
     int injectedFailure(Operation operation);

@@ -14,14 +14,14 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-// The headers and the rows of the kernel's files, to the blank.
+// The headers and the rows of the kernel's files, exact to the last blank.
 constexpr char ipCacheHeader[] = "Group    Origin   Iif     Pkts    Bytes    Wrong Oifs\n";
 constexpr char ip6CacheHeader[] = "Group                            Origin                           "
                                   "Iif      Pkts  Bytes     Wrong  Oifs\n";
 constexpr char ipVifHeader[] = "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags Local    Remote\n";
 constexpr char ip6VifHeader[] = "Interface      BytesIn  PktsIn  BytesOut PktsOut Flags\n";
 
-// That many outgoing interfaces, from index 0 on, each with a TTL of 1.
+// A row's text for that many outgoing interfaces, from index 0 on, each with a TTL of 1.
 inline std::string outputs(int count) {
     std::string text;
     for (int index = 0; index < count; ++index)
@@ -48,8 +48,8 @@ inline std::string vifTable(const std::string& header, const std::string& name, 
     return text;
 }
 
-// A file of the probes that is the test's own instead of the kernel's, until it goes. It is not there at
-// first.
+// Lets the probes read a file of the test's own instead of the kernel's, as long as this lives. The file is
+// missing at first.
 class ReplacedFile {
 public:
     ReplacedFile(const std::filesystem::path& path, const char*& probed)
@@ -70,7 +70,7 @@ private:
     const char* kernels_;
 };
 
-// All files that the probes read: as long as none is written, no call and no stream.
+// All files that the probes read. As long as none is written, there is no call and no stream.
 struct KernelFiles {
     void setCalls(const std::string& firstLine) const { sipCalls.write(firstLine + "\n"); }
     void setStream(bool running) const {
@@ -93,7 +93,8 @@ struct KernelFiles {
 class OpenedFiles {
 public:
     explicit OpenedFiles(const std::filesystem::path& directory) : events_(inotify_init1(IN_NONBLOCK)) {
-        // Equal events in a row would be one. Between two that open a file stands one that closes it.
+        // The kernel merges equal events in a row. Watching closes as well keeps two openings of a file
+        // apart.
         if (inotify_add_watch(events_, directory.c_str(), IN_OPEN | IN_CLOSE) < 0)
             std::abort();
     }
@@ -101,7 +102,7 @@ public:
     OpenedFiles(const OpenedFiles&) = delete;
     OpenedFiles& operator=(const OpenedFiles&) = delete;
 
-    // As often as they were opened since the last question.
+    // The names of the files opened since the last call, each as often as it was opened.
     std::multiset<std::string> openings() const {
         std::multiset<std::string> openings;
         char events[8192];

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-// What a file for `load` holds, kept whole: for tests alone.
+// The whole content of a file for `load`, in memory: only for tests.
 namespace fakes {
 
 struct LoadedTable {

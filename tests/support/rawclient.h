@@ -25,11 +25,11 @@ public:
 
     // How many bytes the kernel took.
     std::size_t sendBytes(const std::string& bytes) const;
-    // The sequence number that it went with.
+    // Returns the sequence number that it was sent with.
     std::uint32_t send(const velta::protocol::Request& request) { return sendAll({request}); }
-    // In one go; the number is the last one's.
+    // Sends all at once; returns the last one's sequence number.
     std::uint32_t sendAll(const std::vector<velta::protocol::Request>& requests);
-    // Reads what is there, not much more than so many bytes of it.
+    // Reads what has arrived, not much more than that many bytes.
     void receive(std::size_t most = SIZE_MAX);
     void disconnect();
     // From now on it only reads.

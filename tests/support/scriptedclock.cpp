@@ -27,7 +27,7 @@ constexpr const char* nameOfLocaltime = sixtyFourBesideThirtyTwo ? "__localtime6
 constexpr const char* nameOfLocaltimeR = sixtyFourBesideThirtyTwo ? "__localtime64_r" : "localtime_r";
 constexpr const char* nameOfMktime = sixtyFourBesideThirtyTwo ? "__mktime64" : "mktime";
 
-// The function that ours stands in front of.
+// The C library's function, which ours replaces.
 template <typename Function>
 Function* realOne(const char* name) {
     return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -45,7 +45,7 @@ void moveOn(microseconds step) {
     scriptedFraction = fraction - whole;
 }
 
-// Nothing where there is no time to be had.
+// None if the clock is to fail.
 std::optional<timespec> now() {
     timespec result{};
     if (source == Source::Real)

@@ -21,7 +21,7 @@ public:
     void set(std::chrono::microseconds sinceEpoch);
     // From now on each look at it moves it on by that much, after the look.
     void tick(std::chrono::microseconds step);
-    // From now on there is no time to be had.
+    // From now on the functions fail.
     void fail();
 };
 

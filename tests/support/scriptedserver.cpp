@@ -149,7 +149,7 @@ std::string ScriptedServer::usualAnswer(const Request& request) {
 void ScriptedServer::send(const std::string& bytes) {
     perform([&] {
         for (const Client& client : clients_)
-            (void)sendAll(client.socket, bytes); // a client that is gone is found out by the reading
+            (void)sendAll(client.socket, bytes); // if a client is gone, reading from it will tell
     });
 }
 
@@ -211,7 +211,7 @@ void ScriptedServer::perform(const std::function<void()>& task) {
     task_ = &task;
     eventfd_write(wake_, 1);
     if (!done_.wait_for(lock, patience, [this] { return task_ == nullptr; }))
-        std::abort(); // the thread still points into the caller's stack: there is no way on
+        std::abort(); // the thread still uses the caller's stack, so the program can't go on
 }
 
 void ScriptedServer::runTasks() {

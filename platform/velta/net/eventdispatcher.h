@@ -6,13 +6,13 @@
 
 namespace velta::net {
 
-// Waits for descriptors and calls back whoever asked for them. One thread.
+// Waits for descriptors and calls the callbacks that were registered for them. For one thread.
 class EventDispatcher {
 public:
     enum Interest : unsigned { Readable = 1, Writable = 2 };
 
-    // Called with the interests that are ready. A hang-up or an error counts as readable, so that the read
-    // that follows finds out. A callback may add and remove descriptors, its own included; a descriptor
+    // Called with the interests that are ready. A hang-up or an error counts as readable; the read that
+    // follows then reports it. A callback may add and remove descriptors, its own included; a descriptor
     // removed in a round is not called any more in that round.
     using Callback = std::function<void(unsigned ready)>;
 
@@ -22,10 +22,10 @@ public:
     EventDispatcher(const EventDispatcher&) = delete;
     EventDispatcher& operator=(const EventDispatcher&) = delete;
 
-    // The descriptor stays the caller's, who removes it before closing it. Throws std::system_error when the
-    // kernel refuses it.
+    // The descriptor stays the caller's, who calls remove() before closing it. Throws std::system_error when
+    // the kernel refuses it.
     void add(int descriptor, unsigned interest, Callback callback);
-    // Without any interest, only a hang-up or an error is told.
+    // With no interest, only a hang-up or an error is reported.
     void setInterest(int descriptor, unsigned interest);
     // Harmless for a descriptor that was never added.
     void remove(int descriptor);
@@ -33,7 +33,7 @@ public:
     // Waits until a descriptor is ready, a signal arrives, or the time is up, then calls back once for each
     // ready descriptor.
     void handleEvents(unsigned milliseconds);
-    // The next handleEvents() does not wait: there is something to do that no descriptor tells of.
+    // The next handleEvents() does not wait: there is something to do that no descriptor reports.
     void wake() { woken_ = true; }
 
 private:

@@ -37,13 +37,13 @@ FrameReader::Next FrameReader::next(std::string_view& message) {
     return Next::Message;
 }
 
-// Only here, once a read, what was given out is dropped: moving the rest up for each message would cost the
-// square of the number of small messages.
+// Messages that were given out are dropped only here, once a read: moving the remaining bytes after each
+// message would take quadratic time for many small messages.
 FrameReader::Next FrameReader::more() {
     buffer_.erase(0, used_);
     used_ = 0;
     if (buffer_.empty() && buffer_.capacity() > idleCapacity)
-        std::string().swap(buffer_); // assigning an empty text would keep the room
+        std::string().swap(buffer_); // assigning an empty text would keep the memory
     return Next::More;
 }
 

@@ -13,10 +13,10 @@ inline constexpr std::size_t frameHeader = 4;                       // bytes of 
 
 // Opens a frame at the end of `bytes`; endFrame() with the position that this returns closes it.
 std::size_t beginFrame(std::string& bytes);
-// Writes the length of all that was appended since. To send no more than the limit is the caller's care.
+// Writes the length of all that was appended since. The caller sees to it that it stays within the limit.
 void endFrame(std::string& bytes, std::size_t begin);
 
-// Cuts a stream of bytes into messages. It holds one frame at most and what came in behind it with the same
+// Cuts a stream of bytes into messages. It holds at most one frame, and what arrived after it with the same
 // read.
 class FrameReader {
 public:
@@ -29,7 +29,7 @@ public:
     void append(const char* bytes, std::size_t size) { buffer_.append(bytes, size); }
     // The message holds until the next call of append() or next().
     [[nodiscard]] Next next(std::string_view& message);
-    // Bytes of a frame that has not ended.
+    // Bytes that were not given out as a message yet.
     std::size_t pending() const { return buffer_.size() - used_; }
 
 private:

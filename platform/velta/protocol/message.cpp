@@ -10,7 +10,7 @@ namespace velta::protocol {
 
 namespace {
 
-// What a request carries behind its kind and sequence, in this order.
+// The fields that a request may have after its kind and sequence number, in this order.
 enum Field : unsigned {
     Magic = 1,
     Table = 2,
@@ -103,7 +103,7 @@ void writeDescriptions(Writer& writer, const std::vector<ColumnDescription>& col
     }
 }
 
-// A column of numbers has its limits, a column of texts has none.
+// Whether a numeric column has limits of its type, and a text column has none.
 bool isSound(const ColumnDescription& column) {
     if (!isNumber(column.type) && column.type != Value::Text)
         return false;

@@ -16,7 +16,7 @@
 namespace velta::protocol {
 
 inline constexpr std::uint32_t version = 1;
-inline constexpr std::uint32_t magic = 0x48524346; // "HRCF", stands in front of every greeting
+inline constexpr std::uint32_t magic = 0x48524346; // "HRCF", begins every greeting
 
 enum class RequestKind : std::uint8_t {
     Hello = 1,     // the first one; number: the client's version, key: its name
@@ -68,7 +68,7 @@ struct ColumnInfo {
     unsigned type = 0; // Value::TypeCode
 };
 
-// All that a store says of a column.
+// All that a store tells about a column.
 struct ColumnDescription {
     std::string name;
     unsigned type = 0; // Value::TypeCode
@@ -103,9 +103,9 @@ struct Reply {
 void encode(const Request& request, std::string& bytes);
 void encode(const Reply& reply, std::string& bytes);
 
-// False for a message that is not one: of an unknown kind, too short, too long, or with lengths that lie.
-// The cells of a Rows reply are checked as well. What stood in the request or reply before is gone. A Rows
-// reply points into `message`.
+// False for a malformed message: of an unknown kind, too short, too long, or with a length or count that the
+// remaining bytes can't hold. The cells of a Rows reply are checked as well. The previous content of the
+// request or reply is lost. A Rows reply points into `message`.
 [[nodiscard]] bool decode(std::string_view message, Request& request);
 [[nodiscard]] bool decode(std::string_view message, Reply& reply);
 

@@ -5,7 +5,7 @@
 
 namespace velta::protocol {
 
-// What a store operation came to. The numbers travel on the wire: they are never reused.
+// The results of store operations. The numbers are sent on the wire: they are never reused.
 namespace code {
 inline constexpr int success = 0;
 inline constexpr int failure = 1;
@@ -36,7 +36,7 @@ inline constexpr int outOfMemory = 25;
 inline constexpr int stopping = 26;
 } // namespace code
 
-// The result of every store operation: a code, and behind it what it is about ("unknown table: Wlan").
+// The result of every store operation: a code, and as detail what it is about ("unknown table: Wlan").
 class [[nodiscard]] EResultCode {
 public:
     EResultCode() = default;

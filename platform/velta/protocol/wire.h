@@ -9,7 +9,8 @@
 #include <string>
 #include <string_view>
 
-// How numbers, texts and cells stand in a message: network byte order, texts behind their length in bytes.
+// How numbers, texts and cells are encoded in a message: in network byte order; a text follows its length in
+// bytes.
 namespace velta::protocol {
 
 // Appends to a text of bytes that the caller owns.
@@ -28,14 +29,14 @@ private:
     std::string& bytes_;
 };
 
-// Takes a message apart. It never reads past the end: what is missing or can't be makes it fail for good,
-// and everything read afterwards is empty.
+// Decodes a message. It never reads past the end: missing or invalid bytes make it fail for good, and
+// everything read afterwards is empty.
 class Reader {
 public:
     explicit Reader(std::string_view bytes) : bytes_(bytes) {}
 
     bool ok() const { return ok_; }
-    // True when everything was read, and all of it made sense.
+    // True when the whole message was read and all of it was valid.
     bool complete() const { return ok_ && bytes_.empty(); }
     std::string_view rest() const { return bytes_; }
 
@@ -48,7 +49,7 @@ public:
     // Reads a count. Fails if the remaining bytes can't hold that many elements of at least so many bytes
     // each.
     std::uint32_t count(std::size_t leastBytesEach);
-    // Passes over one value.
+    // Skips one value.
     void skipValue();
     void fail();
 

@@ -11,7 +11,7 @@
 
 namespace fuzz {
 
-// A connection, with what was asked over it and is not answered yet, whatever way the bytes went.
+// A connection, and the requests on it that are not answered yet, however their bytes were sent.
 class Client {
 public:
     using Request = velta::protocol::Request;
@@ -20,10 +20,10 @@ public:
     Client(const std::string& path, bool oneTooMany)
         : tooMany(oneTooMany), connected(std::chrono::steady_clock::now()), raw_(path) {}
 
-    // As much of it as the kernel takes; that much is off the front.
+    // Sends as much as the kernel takes, and removes that from the front.
     void send(std::string& bytes);
     void finishSending();
-    // Whether something came, the end included.
+    // Whether something arrived; the end of the connection counts.
     bool receive();
 
     bool atEnd() const { return raw_.atEnd; }
@@ -35,7 +35,7 @@ public:
 
     std::deque<Request> asked;
     const bool tooMany;      // the server has to turn it away
-    bool broken = false;     // it sent what is no request
+    bool broken = false;     // it sent something that is no request
     bool finished = false;   // it sends no more
     bool deaf = false;       // it reads nothing for now
     std::string outbox;      // what it holds back

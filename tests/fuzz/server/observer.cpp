@@ -138,7 +138,7 @@ bool Observer::grantNext() {
         return false;
     require(!owner_, "a transaction has one owner");
     if (granted.size() > 1)
-        loseTrack(); // who had it first is not to be told
+        loseTrack(); // the order in which they had it is unknown
     else
         own(granted[0]);
     return true;
@@ -274,7 +274,7 @@ void Observer::judgeRefusedBegin(std::size_t place, const Request& request, cons
     clients_[place]->keepsPlaceUntil = request.number == 0 ? Time{} : now() + options_.transaction.kept;
 }
 
-// Then the free transaction may have to wait.
+// If so, the free transaction may be reserved for that client.
 bool Observer::anotherKeepsItsPlace(std::size_t place) const {
     for (std::size_t other = 0; other < places; ++other)
         if (other != place && clients_[other] && now() < clients_[other]->keepsPlaceUntil)
@@ -327,7 +327,7 @@ void Observer::checkDropped(const Client& client) const {
     require(client.asked.empty() || client.refused, "what was asked before the end is answered");
 }
 
-// All within one look: which version a reading saw can't be told, but one it must have been.
+// Within one look it is unknown which version a reading saw, but it must be one of them.
 void Observer::checkReadings() const {
     for (const Reading& reading : readings_)
         require(std::any_of(versions_.begin(), versions_.end(),
@@ -346,7 +346,7 @@ void Observer::checkNotices(std::size_t place, const Tables& before) {
     }
     require(told.empty() || !committers_.empty(), "without a commit there is no notice");
     if (std::exchange(client.subscribedNow, false))
-        return; // before or after the commit
+        return; // it may have subscribed before or after the commit
     const bool own = std::count(committers_.begin(), committers_.end(), place) != 0;
     for (const auto& [name, table] : committed_->tables) {
         const bool wanted = client.subscribed.count(name) != 0;

@@ -12,8 +12,8 @@
 
 namespace fuzz {
 
-// Holds what clients are answered against what the store promises: transactions come one at a time and are
-// all or nothing, their owner reads its own writes and everybody else the last commit.
+// Checks the answers to clients against what the store promises: there is one transaction at a time, it is
+// all or nothing, its owner reads its own writes, and everybody else reads the last commit.
 class Observer {
 public:
     static constexpr std::size_t places = 4;
@@ -23,9 +23,10 @@ public:
     Observer(Clients& clients, const store::ServerOptions& options, Version committed)
         : clients_(clients), options_(options), committed_(std::move(committed)) {}
 
-    // Something was done to the store, and it came to rest. Clients that it disconnected are gone afterwards.
+    // To be called when something was done to the store and it has come to rest. Drops clients that the store
+    // disconnected.
     void look(store::Database& database);
-    // The client goes away by itself.
+    // The client disconnects.
     void leave(std::size_t place);
     // From now on the order of events can't be told from outside: only what each client sees for itself
     // counts.

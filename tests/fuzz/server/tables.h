@@ -21,7 +21,7 @@ struct Shape {
     bool singleRow = false;
 };
 
-// A table as it should be, by plain means.
+// A table as it should be, in simple containers.
 struct Table {
     bool hasColumn(const std::string& column) const { return find(column).has_value(); }
     bool differsFrom(const Table& other) const;
@@ -29,7 +29,7 @@ struct Table {
     std::optional<std::int64_t> rowWith(const std::string& column, const std::string& key) const;
     // False when the column can't hold the value.
     [[nodiscard]] bool setCells(std::int64_t id, const velta::ValueList& values);
-    // A row of what the columns have where nobody says otherwise. False when there is one already.
+    // Adds a row with the columns' defaults. False if there is one with that Id already.
     [[nodiscard]] bool addRow(std::int64_t id);
 
     std::shared_ptr<const Shape> shape;
