@@ -16,7 +16,7 @@ namespace {
 
 constexpr const char* idColumn = "Id";
 
-// Rows of the same Id are brought together by whoever edits; two of them stay two.
+// Of several rows with the same Id, the first one.
 const ValueList* findById(const Tables::Rows& rows, int id) {
     const auto found =
         std::find_if(rows.begin(), rows.end(), [id](const ValueList& row) { return idOf(row) == id; });
@@ -116,12 +116,10 @@ void Tables::disconnect() {
 }
 
 EResultCode Tables::size(const std::string& table, unsigned& rows) {
-    const EResultCode allowed = before(Operation::Size, table);
-    if (!allowed.ok())
-        return allowed;
-    const Rows* const found = find(table);
-    if (found == nullptr)
-        return EResultCode(code::unknownTable, table);
+    const Rows* found = nullptr;
+    const EResultCode readable = read(Operation::Size, table, found);
+    if (!readable.ok())
+        return readable;
     rows = static_cast<unsigned>(found->size());
     return {};
 }
@@ -129,12 +127,10 @@ EResultCode Tables::size(const std::string& table, unsigned& rows) {
 EResultCode Tables::selectRow(const std::string& table, unsigned row, ValueList& values,
                               const velta::NameList& columns) {
     values.clear();
-    const EResultCode allowed = before(Operation::SelectRow, table);
-    if (!allowed.ok())
-        return allowed;
-    const Rows* const found = find(table);
-    if (found == nullptr)
-        return EResultCode(code::unknownTable, table);
+    const Rows* found = nullptr;
+    const EResultCode readable = read(Operation::SelectRow, table, found);
+    if (!readable.ok())
+        return readable;
     if (row >= found->size())
         return EResultCode(code::noSuchRow, table + ", row " + std::to_string(row));
     values = selected((*found)[row], columns);
@@ -144,12 +140,10 @@ EResultCode Tables::selectRow(const std::string& table, unsigned row, ValueList&
 EResultCode Tables::selectRowByKey(const std::string& table, const std::string& keyColumn,
                                    const std::string& key, ValueList& values) {
     values.clear();
-    const EResultCode allowed = before(Operation::SelectRowByKey, table);
-    if (!allowed.ok())
-        return allowed;
-    const Rows* const found = find(table);
-    if (found == nullptr)
-        return EResultCode(code::unknownTable, table);
+    const Rows* found = nullptr;
+    const EResultCode readable = read(Operation::SelectRowByKey, table, found);
+    if (!readable.ok())
+        return readable;
     const auto row = findByKey(*found, keyColumn, key);
     if (row == found->end())
         return EResultCode(code::noSuchRow, table + "." + key);
@@ -158,13 +152,10 @@ EResultCode Tables::selectRowByKey(const std::string& table, const std::string& 
 }
 
 EResultCode Tables::writeSingleRow(const std::string& table, unsigned row, const ValueList& values) {
-    const EResultCode allowed = before(Operation::WriteSingleRow, table);
-    if (!allowed.ok())
-        return allowed;
     Rows* rows = nullptr;
-    const EResultCode found = writable(table, rows);
-    if (!found.ok())
-        return found;
+    const EResultCode writable = write(Operation::WriteSingleRow, table, rows);
+    if (!writable.ok())
+        return writable;
     if (row != 0 || rows->size() != 1 || rows->front().hasValue(idColumn))
         return EResultCode(code::notSingleRow, table);
     rows->front() = with(rows->front(), values);
@@ -173,13 +164,10 @@ EResultCode Tables::writeSingleRow(const std::string& table, unsigned row, const
 
 EResultCode Tables::updateRow(const std::string& table, const std::string& keyColumn, const std::string& key,
                               const ValueList& values) {
-    const EResultCode allowed = before(Operation::UpdateRow, table);
-    if (!allowed.ok())
-        return allowed;
     Rows* rows = nullptr;
-    const EResultCode found = writable(table, rows);
-    if (!found.ok())
-        return found;
+    const EResultCode writable = write(Operation::UpdateRow, table, rows);
+    if (!writable.ok())
+        return writable;
     const auto row = findByKey(*rows, keyColumn, key);
     if (row == rows->end())
         return EResultCode(code::noSuchRow, table + "." + key);
@@ -197,7 +185,6 @@ EResultCode Tables::startTransaction() {
     return {};
 }
 
-// Over afterwards, whether that went well or not.
 EResultCode Tables::closeTransaction() {
     EResultCode allowed = before(Operation::Close);
     std::optional<TableMap> written = std::exchange(open_, std::nullopt);
@@ -238,7 +225,18 @@ const Tables::Rows* Tables::find(const std::string& table) const {
     return found != committed_.end() ? &found->second : nullptr;
 }
 
-EResultCode Tables::writable(const std::string& table, Rows*& rows) {
+EResultCode Tables::read(Operation operation, const std::string& table, const Rows*& rows) const {
+    const EResultCode allowed = before(operation, table);
+    if (!allowed.ok())
+        return allowed;
+    rows = find(table);
+    return rows != nullptr ? EResultCode() : EResultCode(code::unknownTable, table);
+}
+
+EResultCode Tables::write(Operation operation, const std::string& table, Rows*& rows) {
+    const EResultCode allowed = before(operation, table);
+    if (!allowed.ok())
+        return allowed;
     if (!open_)
         return code::noTransaction;
     const Rows* const current = find(table);

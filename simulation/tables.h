@@ -83,7 +83,10 @@ private:
 
     EResultCode before(Operation operation, const std::string& table = {}) const;
     const Rows* find(const std::string& table) const;
-    EResultCode writable(const std::string& table, Rows*& rows);
+    // The rows of a table for an operation that reads them, or that writes them within the transaction; or
+    // why it can't.
+    EResultCode read(Operation operation, const std::string& table, const Rows*& rows) const;
+    EResultCode write(Operation operation, const std::string& table, Rows*& rows);
     void note(const std::string& table, const Rows& before, const Rows& after, Changes& changes);
     void changed(const std::string& table);
 
