@@ -1,5 +1,6 @@
 #include "support/scriptedserver.h"
 
+#include "support/replykind.h"
 #include "velta/protocol/wire.h"
 
 #include <algorithm>
@@ -119,29 +120,10 @@ void ScriptedServer::answerAsUsual(RequestKind kind) {
 }
 
 std::string ScriptedServer::usualAnswer(const Request& request) {
-    switch (request.kind) {
-    case RequestKind::ReadTable:
-    case RequestKind::ReadRow:
-    case RequestKind::ReadKey:
+    const ReplyKind kind = replyKindTo(request.kind);
+    if (kind == ReplyKind::Rows)
         return rowsAnswer(request);
-    case RequestKind::Tables:
-        return frameOf(replyTo(request, ReplyKind::Tables));
-    case RequestKind::Columns:
-        return frameOf(replyTo(request, ReplyKind::Columns));
-    case RequestKind::Describe:
-        return frameOf(replyTo(request, ReplyKind::Description));
-    case RequestKind::Hello:
-    case RequestKind::Subscribe:
-    case RequestKind::Begin:
-    case RequestKind::Commit:
-    case RequestKind::Abort:
-    case RequestKind::WriteSingle:
-    case RequestKind::Update:
-    case RequestKind::Insert:
-    case RequestKind::Remove:
-        break;
-    }
-    Reply reply = replyTo(request);
+    Reply reply = replyTo(request, kind);
     reply.number = request.kind == RequestKind::Hello ? velta::protocol::version : 0;
     return frameOf(reply);
 }

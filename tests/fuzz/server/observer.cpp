@@ -1,6 +1,7 @@
 #include "fuzz/server/observer.h"
 
 #include "fuzz/input.h"
+#include "support/replykind.h"
 
 #include <algorithm>
 #include <utility>
@@ -15,32 +16,6 @@ namespace code = velta::protocol::code;
 namespace {
 
 constexpr std::uint32_t leaveOutOwn = 1;
-
-ReplyKind answerTo(RequestKind kind) {
-    switch (kind) {
-    case RequestKind::Tables:
-        return ReplyKind::Tables;
-    case RequestKind::Columns:
-        return ReplyKind::Columns;
-    case RequestKind::Describe:
-        return ReplyKind::Description;
-    case RequestKind::ReadTable:
-    case RequestKind::ReadRow:
-    case RequestKind::ReadKey:
-        return ReplyKind::Rows;
-    case RequestKind::Hello:
-    case RequestKind::Subscribe:
-    case RequestKind::Begin:
-    case RequestKind::Commit:
-    case RequestKind::Abort:
-    case RequestKind::WriteSingle:
-    case RequestKind::Update:
-    case RequestKind::Insert:
-    case RequestKind::Remove:
-        break;
-    }
-    return ReplyKind::Done;
-}
 
 bool isDone(const Answer& answer) {
     return answer.reply.kind == ReplyKind::Done;
@@ -167,7 +142,7 @@ void Observer::takeOne(std::size_t place) {
     client.asked.pop_front();
     client.waitsSince.reset();
     require(answer.reply.sequence == request.sequence, "answers come in the order of the requests");
-    require(answer.reply.kind == answerTo(request.kind) || answer.reply.kind == ReplyKind::Failed,
+    require(answer.reply.kind == fakes::replyKindTo(request.kind) || answer.reply.kind == ReplyKind::Failed,
             "an answer is of the kind that the request asks for");
     if (tracking_)
         judge(place, request, answer);
