@@ -49,11 +49,8 @@ Result Transaction::update(const std::string& table, const std::string& keyColum
         return result;
     if (Result result = checkCells(found->description, values, Id::Fixed); !result.ok())
         return result;
-    // Before the search, which would take a lock on the log by itself.
-    if (Result result = begin(); !result.ok())
-        return result;
     std::int64_t rowId = 0;
-    if (Result result = reader_.findRow(*found, keyColumn, key, rowId); !result.ok())
+    if (Result result = findRow(*found, keyColumn, key, rowId); !result.ok())
         return result;
     return writeCells(*found, rowId, values);
 }
@@ -94,10 +91,8 @@ Result Transaction::remove(const std::string& table, const std::string& keyColum
         return result;
     if (found->description.singleRow())
         return {code::singleRow, table + " keeps its row"};
-    if (Result result = begin(); !result.ok())
-        return result;
     std::int64_t rowId = 0;
-    if (Result result = reader_.findRow(*found, keyColumn, key, rowId); !result.ok())
+    if (Result result = findRow(*found, keyColumn, key, rowId); !result.ok())
         return result;
     std::int64_t bytes = 0;
     if (Result result = sizeOf(reader_, *found, rowId, bytes); !result.ok())
@@ -110,6 +105,14 @@ Result Transaction::remove(const std::string& table, const std::string& keyColum
     changes_.settle(*found, rowId, true);
     sizes_.add(found->index, -bytes);
     return {};
+}
+
+// The transaction begins before the search, which would take a lock on the log by itself.
+Result Transaction::findRow(ConnectedTable& table, const std::string& keyColumn, const std::string& key,
+                            std::int64_t& rowId) {
+    if (Result result = begin(); !result.ok())
+        return result;
+    return reader_.findRow(table, keyColumn, key, rowId);
 }
 
 Result Transaction::idFor(ConnectedTable& table, const velta::ValueList& values, std::int64_t& id) {

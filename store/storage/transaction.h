@@ -47,6 +47,8 @@ private:
     // Runs a statement that writes; remembers an error that ended the transaction.
     Result write(Statement::Run& run);
     Result writeCells(ConnectedTable& table, std::int64_t rowId, const velta::ValueList& values);
+    Result findRow(ConnectedTable& table, const std::string& keyColumn, const std::string& key,
+                   std::int64_t& rowId);
     // Keeps a table within its limit, with what a write adds to it.
     Result mayGrow(const ConnectedTable& table, std::int64_t bytes) const;
     Result nextId(ConnectedTable& table, std::int64_t& id);
