@@ -1,5 +1,7 @@
 #include "store/leftovers.h"
 
+#include "store/fileid.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <memory>
@@ -55,7 +57,7 @@ bool leadsTo(int at, const char* name, int descriptor) {
     struct stat named {};
     struct stat held {};
     return fstatat(at, name, &named, AT_SYMLINK_NOFOLLOW) == 0 && fstat(descriptor, &held) == 0 &&
-           named.st_dev == held.st_dev && named.st_ino == held.st_ino;
+           FileId(named) == FileId(held);
 }
 
 bool isOwn(int descriptor) {

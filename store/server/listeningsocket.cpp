@@ -125,8 +125,7 @@ void ListeningSocket::open(std::optional<gid_t> group) {
     struct stat status {};
     if (lstat(path_.c_str(), &status) != 0)
         failWithErrno(path_, "can't be looked at");
-    device_ = status.st_dev;
-    inode_ = status.st_ino;
+    file_ = FileId(status);
     if (group &&
         (lchown(path_.c_str(), static_cast<uid_t>(-1), *group) != 0 || chmod(path_.c_str(), 0660) != 0))
         failWithErrno(path_, "can't be given to the group");
@@ -138,13 +137,13 @@ std::string ListeningSocket::whyUnreachable() const {
     struct stat status {};
     if (lstat(path_.c_str(), &status) != 0)
         return errno == ENOENT ? "it was removed or moved away" : std::strerror(errno);
-    if (status.st_dev != device_ || status.st_ino != inode_)
+    if (FileId(status) != file_)
         return "something else is in its place, of " + userText(status.st_uid);
     return "";
 }
 
 void ListeningSocket::removePath() const {
-    if (inode_ != 0 && whyUnreachable().empty())
+    if (file_ && whyUnreachable().empty())
         (void)unlink(path_.c_str()); // if this fails, the next start finds a stale socket
 }
 

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "store/fileid.h"
+
 #include <optional>
 #include <string>
 
@@ -30,8 +32,7 @@ private:
 
     std::string path_;
     int descriptor_ = -1;
-    dev_t device_ = 0;
-    ino_t inode_ = 0;
+    std::optional<FileId> file_; // at the path, once the socket is bound
 };
 
 } // namespace store

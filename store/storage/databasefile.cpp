@@ -13,7 +13,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 namespace store {
@@ -50,10 +49,6 @@ bool look(const std::string& path, int flags, struct statx& status) {
     return statx(AT_FDCWD, path.c_str(), flags, STATX_INO | STATX_SIZE, &status) == 0;
 }
 
-bool isSame(const struct statx& status, dev_t device, ino_t inode) {
-    return makedev(status.stx_dev_major, status.stx_dev_minor) == device && status.stx_ino == inode;
-}
-
 bool isShorter(const struct statx& status, std::int64_t bytes) {
     return status.stx_size < static_cast<std::uint64_t>(bytes);
 }
@@ -84,8 +79,7 @@ void DatabaseFile::openLocked() {
         if (fstat(descriptor_, &status) != 0 || !S_ISREG(status.st_mode))
             throw StorageError("database " + path_ + " is not a regular file");
         checkOwner(status, "database " + path_);
-        device_ = status.st_dev;
-        inode_ = status.st_ino;
+        file_ = FileId(status);
         if (flock(descriptor_, LOCK_EX | LOCK_NB) != 0)
             throw StorageError("database " + path_ + " is in use by another server");
         const std::string real = realPath(path_);
@@ -123,14 +117,13 @@ void DatabaseFile::recordCompanions() {
         struct statx status {};
         if (!look(companion->path, 0, status))
             throw StorageError("database " + path_ + ": " + companion->path + ": " + std::strerror(errno));
-        companion->device = makedev(status.stx_dev_major, status.stx_dev_minor);
-        companion->inode = status.stx_ino;
+        companion->file = FileId(status);
     }
 }
 
 bool DatabaseFile::isInPlace() const {
     struct statx status {};
-    return look(path_, 0, status) && isSame(status, device_, inode_);
+    return look(path_, 0, status) && FileId(status) == file_;
 }
 
 Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
@@ -140,8 +133,8 @@ Displaced DatabaseFile::displaced(std::int64_t logBytes) const {
         return Displaced::Database;
     struct statx log {};
     struct statx index {};
-    const bool there = look(log_.path, 0, log) && isSame(log, log_.device, log_.inode) &&
-                       look(index_.path, 0, index) && isSame(index, index_.device, index_.inode);
+    const bool there = look(log_.path, 0, log) && FileId(log) == log_.file && look(index_.path, 0, index) &&
+                       FileId(index) == index_.file;
     if (!there)
         return Displaced::Log;
     return isShorter(log, logBytes) ? Displaced::LogCut : Displaced::Nothing;
@@ -154,7 +147,7 @@ bool DatabaseFile::logIsCut(std::int64_t logBytes) const {
 
 std::string DatabaseFile::setLogAside(bool ownToo) const {
     struct statx status {};
-    if (!look(log_.path, AT_SYMLINK_NOFOLLOW, status) || (!ownToo && isSame(status, log_.device, log_.inode)))
+    if (!look(log_.path, AT_SYMLINK_NOFOLLOW, status) || (!ownToo && FileId(status) == log_.file))
         return {};
     std::string aside = log_.path + ".aside";
     for (int i = 1; look(aside, AT_SYMLINK_NOFOLLOW, status); ++i)

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "store/fileid.h"
 #include "store/leftovers.h"
 
 #include <array>
@@ -7,8 +8,6 @@
 #include <memory>
 #include <string>
 #include <vector>
-
-#include <sys/types.h>
 
 namespace store {
 
@@ -63,8 +62,7 @@ private:
     // A path, and which file was found there.
     struct Found {
         std::string path;
-        dev_t device = 0;
-        ino_t inode = 0;
+        FileId file;
     };
 
     void openLocked();
@@ -72,8 +70,7 @@ private:
     bool isInPlace() const;
 
     std::string path_;
-    dev_t device_ = 0;
-    ino_t inode_ = 0;
+    FileId file_;
     std::unique_ptr<ScratchFolder> scratch_; // of a file in memory
     int descriptor_ = -1;
     Found log_;
