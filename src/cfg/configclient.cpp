@@ -76,10 +76,10 @@ EResultCode ConfigClient::startTransaction() {
     Request request = requests::of(RequestKind::Begin);
     request.number = transactionWait_;
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply);
+    const EResultCode result = ask(std::move(request), reply);
     if (result.ok())
         setTransactionOpen(true);
-    return noted(result);
+    return result;
 }
 
 EResultCode ConfigClient::closeTransaction() {
@@ -93,37 +93,33 @@ EResultCode ConfigClient::abortTransaction() {
 
 // Whatever the answer is, this client has no transaction afterwards.
 EResultCode ConfigClient::endTransaction(RequestKind how) {
-    Request request = requests::of(how);
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply);
+    const EResultCode result = ask(requests::of(how), reply);
     setTransactionOpen(false);
-    return noted(result);
+    return result;
 }
 
 EResultCode ConfigClient::tables(std::vector<velta::protocol::TableInfo>& tables) {
-    Request request = requests::of(RequestKind::Tables);
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply, ReplyKind::Tables);
+    const EResultCode result = ask(requests::of(RequestKind::Tables), reply, ReplyKind::Tables);
     tables = std::move(reply.tables);
-    return noted(result);
+    return result;
 }
 
 EResultCode ConfigClient::columns(const std::string& table,
                                   std::vector<velta::protocol::ColumnInfo>& columns) {
-    Request request = requests::of(RequestKind::Columns, table);
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply, ReplyKind::Columns);
+    const EResultCode result = ask(requests::of(RequestKind::Columns, table), reply, ReplyKind::Columns);
     columns = std::move(reply.columns);
-    return noted(result);
+    return result;
 }
 
 EResultCode ConfigClient::describe(const std::string& table,
                                    std::vector<velta::protocol::ColumnDescription>& columns) {
-    Request request = requests::of(RequestKind::Describe, table);
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply, ReplyKind::Description);
+    const EResultCode result = ask(requests::of(RequestKind::Describe, table), reply, ReplyKind::Description);
     columns = std::move(reply.descriptions);
-    return noted(result);
+    return result;
 }
 
 EResultCode ConfigClient::readTable(const std::string& table, Snapshot& rows) {
@@ -163,10 +159,14 @@ EResultCode ConfigClient::readOneRow(Request request, const velta::NameList& col
 EResultCode ConfigClient::write(Request request, std::uint32_t* id) {
     snapshots_.erase(request.table);
     Reply reply;
-    const EResultCode result = connection_.exchange(request, reply);
+    const EResultCode result = ask(std::move(request), reply);
     if (result.ok() && id != nullptr)
         *id = reply.number;
-    return noted(result);
+    return result;
+}
+
+EResultCode ConfigClient::ask(Request request, Reply& reply, ReplyKind expected) {
+    return noted(connection_.exchange(request, reply, expected));
 }
 
 EResultCode ConfigClient::noted(EResultCode result) {

@@ -64,6 +64,8 @@ private:
                            velta::ValueList& values);
     EResultCode write(velta::protocol::Request request, std::uint32_t* id = nullptr);
     EResultCode endTransaction(velta::protocol::RequestKind how);
+    EResultCode ask(velta::protocol::Request request, velta::protocol::Reply& reply,
+                    velta::protocol::ReplyKind expected = velta::protocol::ReplyKind::Done);
     EResultCode noted(EResultCode result);
     void setTransactionOpen(bool open);
 
