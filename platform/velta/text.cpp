@@ -2,10 +2,29 @@
 
 #include "orv/utf8.h"
 
+#include <algorithm>
 #include <charconv>
 #include <system_error>
 
 namespace velta {
+
+namespace {
+
+constexpr std::int64_t lastHour = 23;
+
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
+
+// Takes ":00" to ":59" off the front of the text. False if it does not begin so.
+bool takeSixtieth(std::string_view& text) {
+    if (text.size() < 3 || text[0] != ':' || text[1] < '0' || text[1] > '5' || !isDigit(text[2]))
+        return false;
+    text.remove_prefix(3);
+    return true;
+}
+
+} // namespace
 
 std::optional<std::int64_t> wholeNumber(std::string_view text) {
     std::int64_t number = 0;
@@ -14,6 +33,19 @@ std::optional<std::int64_t> wholeNumber(std::string_view text) {
     if (error != std::errc() || rest != end)
         return std::nullopt;
     return number;
+}
+
+bool isTimeOfDay(std::string_view text) {
+    if (text.empty() || text == "24:00" || text == "24:00:00")
+        return true;
+    const std::size_t digits = text.find(':');
+    if (digits == 0 || digits > 2 ||
+        !std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits), isDigit))
+        return false;
+    if (wholeNumber(text.substr(0, digits)).value_or(lastHour + 1) > lastHour)
+        return false;
+    text.remove_prefix(digits);
+    return takeSixtieth(text) && (text.empty() || takeSixtieth(text)) && text.empty();
 }
 
 std::optional<Character> firstCharacter(std::string_view text) {

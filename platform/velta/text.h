@@ -13,6 +13,10 @@ namespace velta {
 // text, or the number has over 64 bits.
 std::optional<std::int64_t> wholeNumber(std::string_view text);
 
+// Whether the text is empty or a time of day: an hour, two digits of a minute and, if there is a second, two
+// digits of it ("8:30", "08:30:00"). The latest time is 24:00.
+bool isTimeOfDay(std::string_view text);
+
 // Whether the text is strict UTF-8: no overlong forms, no halves of surrogate pairs, nothing above U+10FFFF.
 // A zero byte is a character like any other.
 bool isUtf8(std::string_view text);

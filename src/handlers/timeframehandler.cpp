@@ -7,7 +7,6 @@
 #include "probes/systemidle.h"
 
 #include <algorithm>
-#include <climits>
 #include <cstdint>
 #include <utility>
 
@@ -19,12 +18,7 @@ using velta::ValueList;
 
 namespace {
 
-constexpr unsigned defaultRepeatInterval = 180;       // seconds
 constexpr unsigned transactionRetryInterval = 100000; // microseconds
-
-int intervalOf(unsigned seconds) {
-    return static_cast<int>(std::min<unsigned>(seconds != 0 ? seconds : defaultRepeatInterval, INT_MAX));
-}
 
 // The comparison of two plans is one-sided: either one may have what the other lacks.
 bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
@@ -51,7 +45,7 @@ TimeframeHandler::TimeframeHandler(unsigned repeatInterval, bool debug, System& 
     : system_(system),
       log_("timefrmhdl", "timeframehandler"),
       states_(log_),
-      repeatInterval_(intervalOf(repeatInterval)) {
+      repeatInterval_(repeatIntervalOf(repeatInterval)) {
     log_.setVerbose(debug);
 }
 

@@ -2,6 +2,9 @@
 
 #include "handlers/dbm.h"
 
+#include <algorithm>
+#include <climits>
+
 namespace orv::horad {
 
 using velta::ValueList;
@@ -30,6 +33,11 @@ TimePlanEntry entryFrom(const ValueList& row) {
 }
 
 } // namespace
+
+int repeatIntervalOf(unsigned asked) {
+    constexpr unsigned usual = 180; // seconds
+    return static_cast<int>(std::min<unsigned>(asked != 0 ? asked : usual, INT_MAX));
+}
 
 std::optional<Timeframes> TimeframeReader::read() {
     unsigned rows = 0;

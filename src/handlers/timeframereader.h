@@ -20,6 +20,9 @@ enum WindowMode {
     InWindowWhenIdle = 3, // only while the user's time plan is active and the system idle
 };
 
+// The seconds between two runs that fall due, as they are asked for; 0 stands for 180.
+int repeatIntervalOf(unsigned asked);
+
 // The time frames by their Id.
 using Timeframes = std::map<int, std::unique_ptr<Timeframe>>;
 

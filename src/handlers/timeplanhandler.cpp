@@ -2,6 +2,7 @@
 
 #include "handlers/dbm.h"
 #include "handlers/onecell.h"
+#include "handlers/timeplanrow.h"
 #include "handlers/transaction.h"
 #include "handlers/writefailure.h"
 #include "log.h"
@@ -17,35 +18,6 @@ using velta::ValueList;
 using velta::protocol::EResultCode;
 
 namespace {
-
-struct DayColumns {
-    const char* start;
-    const char* stop;
-};
-
-constexpr DayColumns dayColumns[WeekSlots::days] = {
-    {dbm::TimePlan_StartMon, dbm::TimePlan_StopMon}, {dbm::TimePlan_StartTue, dbm::TimePlan_StopTue},
-    {dbm::TimePlan_StartWed, dbm::TimePlan_StopWed}, {dbm::TimePlan_StartThu, dbm::TimePlan_StopThu},
-    {dbm::TimePlan_StartFri, dbm::TimePlan_StopFri}, {dbm::TimePlan_StartSat, dbm::TimePlan_StopSat},
-    {dbm::TimePlan_StartSun, dbm::TimePlan_StopSun},
-};
-
-TimePlan planFrom(const ValueList& row) {
-    TimePlan plan(row.getValue(dbm::Id).getInteger(), row.getValue(dbm::TimePlan_Name).getText(),
-                  row.getValue(dbm::TimePlan_Status).getInteger() != 0);
-    plan.setMarked(row.getValue(dbm::TimePlan_Activate).getInteger() != 0);
-    for (std::size_t day = 0; day < WeekSlots::days; ++day)
-        plan.setDay(day, TimePlanTime(row.getValue(dayColumns[day].start).getText()),
-                    TimePlanTime(row.getValue(dayColumns[day].stop).getText()));
-    return plan;
-}
-
-// The key of a row: three characters and no more. Ids of more than three digits are not supported, 1234
-// addresses the row 123. C1: sic
-std::string keyOf(int id) {
-    constexpr std::size_t keyLength = 3;
-    return std::to_string(id).substr(0, keyLength);
-}
 
 std::string textOf(const TimePlan& plan) {
     std::ostringstream text;
@@ -125,7 +97,7 @@ void TimePlanHandler::checkTimePlans(IConfigClient& client) {
 
 void TimePlanHandler::checkPlan(IConfigClient& client, const std::string& table, bool inSlot,
                                 TimePlan& plan) {
-    const bool wanted = inSlot == plan.marked();
+    const bool wanted = wantedStatus(plan, inSlot);
     if (wanted == plan.status() || !writeStatus(client, table, plan.id(), wanted))
         return;
     plan.setStatus(wanted);
@@ -144,7 +116,7 @@ bool TimePlanHandler::writeStatus(IConfigClient& client, const std::string& tabl
         logStartFailure(transaction.started());
         return false;
     }
-    const EResultCode updated = client.updateRow(table, dbm::Id, keyOf(id), values);
+    const EResultCode updated = client.updateRow(table, dbm::Id, statusKeyOf(id), values);
     if (!updated.ok())
         logWriteFailure(updated);
     (void)transaction.commit(); // the next reading brings back what the store then holds

@@ -10,20 +10,6 @@ using velta::Value;
 
 namespace {
 
-constexpr std::int64_t lastHour = 23;
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-
-// Takes ":00" to ":59" off the front of the text. False if it does not begin so.
-bool takeSixtieth(std::string_view& text) {
-    if (text.size() < 3 || text[0] != ':' || text[1] < '0' || text[1] > '5' || !isDigit(text[2]))
-        return false;
-    text.remove_prefix(3);
-    return true;
-}
-
 std::string_view textAt(const Statement::Run& run, int column) {
     return run.text(column).substr(0, textLimit);
 }
@@ -37,19 +23,6 @@ std::int64_t numberAt(Value::TypeCode type, const Statement::Run& run, int colum
 
 bool fits(const velta::Range& range, std::int64_t number) {
     return number >= range.least && number <= range.most;
-}
-
-bool isTimeOfDay(std::string_view text) {
-    if (text.empty() || text == "24:00" || text == "24:00:00")
-        return true;
-    const std::size_t digits = text.find(':');
-    if (digits == 0 || digits > 2 ||
-        !std::all_of(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(digits), isDigit))
-        return false;
-    if (velta::wholeNumber(text.substr(0, digits)).value_or(lastHour + 1) > lastHour)
-        return false;
-    text.remove_prefix(digits);
-    return takeSixtieth(text) && (text.empty() || takeSixtieth(text)) && text.empty();
 }
 
 bool acceptable(Value::TypeCode type, const Value& value) {
@@ -76,7 +49,7 @@ bool isWithin(const ColumnKind& kind, const Value& value) {
     case Kind::Text:
         return true;
     case Kind::Time:
-        return isTimeOfDay(value.getText());
+        return velta::isTimeOfDay(value.getText());
     }
     return false;
 }

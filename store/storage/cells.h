@@ -18,9 +18,6 @@ inline constexpr std::size_t textLimit = 4096; // bytes of one cell
 inline constexpr std::int64_t leastId = 1; // of a new row
 
 bool fits(const velta::Range& range, std::int64_t number);
-// Whether the text is empty or a time of day: an hour, two digits of a minute and, if there is a second, two
-// digits of it ("8:30", "08:30:00"). The latest time is 24:00.
-bool isTimeOfDay(std::string_view text);
 
 // Whether a cell of that type can hold the value.
 bool acceptable(velta::Value::TypeCode type, const velta::Value& value);

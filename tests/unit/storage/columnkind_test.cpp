@@ -1,4 +1,3 @@
-#include "store/storage/cells.h"
 #include "store/storage/columnkind.h"
 #include "store/storage/database.h"
 #include "support/temporarydirectory.h"
@@ -13,17 +12,6 @@ using store::Kind;
 using testing::IsEmpty;
 using velta::ValueList;
 namespace code = velta::protocol::code;
-
-TEST(TimeOfDay, IsEmptyOrHasTwoDigitsBehindEachColon) {
-    for (const char* text :
-         {"", "8:30", "08:30", "0:00", "00:00", "23:59", "23:59:59", "8:30:00", "24:00", "24:00:00"})
-        EXPECT_TRUE(store::isTimeOfDay(text)) << text;
-    for (const char* text :
-         {"2230",  "0330",   "8",     "8:",       ":30",     "8:3",        "8:60",  "24:01", "24:00:01",
-          "25:00", "008:30", "8:30:", "8:30:0",   "8:30:60", "8:30:00:00", " 8:30", "8:30 ", "-1:30",
-          "+8:30", "8h30",   "a:30",  "8:30:00x", "24:00:0", "99:99",      "8.30"})
-        EXPECT_FALSE(store::isTimeOfDay(text)) << text;
-}
 
 TEST(ColumnKind, IsReadFromTheDeclaredType) {
     const std::pair<const char*, const char*> cases[] = {

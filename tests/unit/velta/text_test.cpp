@@ -83,6 +83,17 @@ TEST(Utf8, MayBeEmpty) {
 }
 
 } // namespace
+TEST(TimeOfDay, IsEmptyOrHasTwoDigitsBehindEachColon) {
+    for (const char* text :
+         {"", "8:30", "08:30", "0:00", "00:00", "23:59", "23:59:59", "8:30:00", "24:00", "24:00:00"})
+        EXPECT_TRUE(velta::isTimeOfDay(text)) << text;
+    for (const char* text :
+         {"2230",  "0330",   "8",     "8:",       ":30",     "8:3",        "8:60",  "24:01", "24:00:01",
+          "25:00", "008:30", "8:30:", "8:30:0",   "8:30:60", "8:30:00:00", " 8:30", "8:30 ", "-1:30",
+          "+8:30", "8h30",   "a:30",  "8:30:00x", "24:00:0", "99:99",      "8.30"})
+        EXPECT_FALSE(velta::isTimeOfDay(text)) << text;
+}
+
 TEST(OnOneLine, ControlsBecomeBlanksAndOtherBytesQuestionMarks) {
     EXPECT_EQ(velta::onOneLine("a\nb\x1b[2J\x7f"), "a b [2J ");
     EXPECT_EQ(velta::onOneLine("\xc2\x9b"
