@@ -1,0 +1,90 @@
+#include "tools/horactl/weekframes.h"
+
+#include "handlers/timeframereader.h"
+#include "log.h"
+#include "orv/sysloglevel.h"
+#include "simulation/machine.h"
+#include "timeplan/localmoment.h"
+#include "tools/horactl/weekdays.h"
+#include "tools/horactl/wlanstate.h"
+#include "tools/text.h"
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+
+namespace tools::horactl {
+
+using orv::horad::Timeframe;
+using orv::horad::TimePlanFlex;
+using orv::simulation::Machine;
+using orv::simulation::Tables;
+
+namespace {
+
+constexpr std::size_t longestText = 60;
+
+std::time_t secondsOf(Timeframe::TimePoint moment) {
+    return static_cast<std::time_t>(
+        std::chrono::duration_cast<std::chrono::seconds>(moment.time_since_epoch()).count());
+}
+
+// The horad that lives on these tables tells of bad rows; this reading of them is silent.
+orv::horad::Log silentLog() {
+    constexpr const char* module = "horactlweek";
+    orv::horad::Log log(module, "weekframes");
+    ORV_Sysloglevel_changeTracelevel(module, 0);
+    return log;
+}
+
+// The windows of the user's time plan begin and end with minutes.
+std::vector<Span> activeSpans(const TimePlanFlex& plan, const Span& span) {
+    constexpr std::time_t minute = 60;
+    std::vector<Span> spans;
+    for (std::time_t begin = span.begin; begin < span.end;) {
+        const std::time_t end = std::min(begin - begin % minute + minute, span.end);
+        const auto moment = orv::horad::LocalMoment::at(begin);
+        if (moment && plan.isActive(*moment)) {
+            if (!spans.empty() && spans.back().end == begin)
+                spans.back().end = end;
+            else
+                spans.push_back({begin, end});
+        }
+        begin = end;
+    }
+    return spans;
+}
+
+} // namespace
+
+std::vector<WeekPicture::Frame> framesOf(const Household& household, const Span& span) {
+    Tables tables;
+    for (const auto& [name, rows] : household.tables)
+        tables.edit(name, rows);
+    const orv::horad::Log log = silentLog();
+    Machine machine(span.begin * Machine::second);
+    constexpr int anyInterval = 1;
+    const auto read = orv::horad::TimeframeReader(tables, log, anyInterval, machine).read();
+    std::vector<WeekPicture::Frame> frames;
+    if (!read)
+        return frames;
+    for (const auto& [id, frame] : *read) {
+        const Span whole = {secondsOf(frame->start()), secondsOf(frame->end()) + 1}; // the end belongs to it
+        const std::optional<Span> part = clipped(whole, span);
+        if (!part)
+            continue;
+        const auto plan = frame->timePlan();
+        const bool restricted =
+            frame->mode() == orv::horad::InWindowWhenIdle && plan != nullptr && plan->size() > 0;
+        frames.push_back({id,
+                          rowName(cut(printable(frame->name()), longestText), frame->id()),
+                          cut(printable(frame->text()), longestText),
+                          *part,
+                          restricted,
+                          restricted ? activeSpans(*plan, *part) : std::vector<Span>{*part},
+                          {}});
+    }
+    return frames;
+}
+
+} // namespace tools::horactl
