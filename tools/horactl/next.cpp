@@ -62,10 +62,7 @@ std::string asText(const std::vector<Event>& events, const Question& question, s
     return aligned(lines);
 }
 
-std::string presentText(const Question& question) {
-    Forecast forecast(question.household, {question.present, question.repeatDelay, false},
-                      circumstancesOf(question, {}));
-    forecast.settle();
+std::string presentText(const Question& question, const Forecast& forecast) {
     const WlanState wlan = wlanStateOf(forecast.tables());
     return "now " + timeForPerson(question.present) + "   WLAN " + (wlan.on ? "on" : "off") + ": " +
            wlan.explanation() + "\n";
@@ -74,20 +71,21 @@ std::string presentText(const Question& question) {
 } // namespace
 
 std::string nextCommand(const Question& question, std::size_t most, std::int64_t within) {
-    const std::size_t read = question.json ? most : 2 * most + 1; // a line of a person's may tell two
-    std::vector<Event> events;
-    {
-        Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
-                          circumstancesOf(question, {}));
-        events = nextEvents(forecast, question.present, question.present + within, read);
+    const std::time_t end = question.present + within;
+    Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
+                      circumstancesOf(question, {}));
+    if (question.json) {
+        std::string lines;
+        for (const Event& event : nextEvents(forecast, question.present, end, most))
+            lines += serialise(asJson(event)) + "\n";
+        return lines;
     }
-    if (!question.json)
-        return presentText(question) + (events.empty() ? "nothing happens within " + spanText(within) + "\n"
-                                                       : asText(events, question, most));
-    std::string lines;
-    for (const Event& event : events)
-        lines += serialise(asJson(event)) + "\n";
-    return lines;
+    forecast.settle(); // what horad puts right at its start is what a person calls the present
+    const std::string present = presentText(question, forecast);
+    const std::size_t read = 2 * most + 1; // a line may tell two
+    const std::vector<Event> events = nextEvents(forecast, question.present, end, read);
+    return present + (events.empty() ? "nothing happens within " + spanText(within) + "\n"
+                                     : asText(events, question, most));
 }
 
 } // namespace tools::horactl
