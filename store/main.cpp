@@ -1,4 +1,5 @@
 #include "orv/daemon.h"
+#include "orv/error.h"
 #include "orv/lackofmemory.h"
 #include "store/log.h"
 #include "store/options.h"
@@ -143,6 +144,8 @@ void run(const store::Options& options, DaemonMode& daemon) {
     if (options.daemon)
         ORV_Daemon_closeInheritedDescriptors();
     store::log::open(options.verbose, options.daemon);
+    orv::error::DefaultAssertHook assertions;
+    assertions.setSyslog(options.daemon);
     store::expectOneThread();
     store::Schema schema = readSchema(options);
     if (options.daemon)

@@ -11,6 +11,9 @@ namespace {
 // noticeLimit is faulty.
 constexpr std::size_t unmergedNotices = 1000;
 constexpr std::size_t noticeLimit = 128 * 1024; // bytes of memory
+constexpr std::size_t longestName = 63;         // bytes of a table's name, in the store's schema
+static_assert(unmergedNotices * (sizeof(std::string) + longestName) < noticeLimit,
+              "duplicates alone do not make a peer faulty");
 
 } // namespace
 

@@ -15,11 +15,11 @@ using velta::protocol::Request;
 
 namespace {
 
-// The most requests that wait for answers. The store keeps that many answers for a client before it stops
-// reading.
-constexpr std::size_t window = 512;
-// Bytes of requests that go out together.
-constexpr std::size_t batch = 32 * 1024;
+constexpr std::size_t window = 512;      // requests without an answer, at most
+constexpr std::size_t batch = 32 * 1024; // bytes of requests that go out together
+constexpr std::size_t bytesOfDone = velta::protocol::frameHeader + 9; // kind, sequence and number
+constexpr std::size_t keptByStore = 64 * 1024; // bytes of answers to a client, before the store stops reading
+static_assert(window * bytesOfDone <= keptByStore, "the store reads on while requests are sent");
 
 } // namespace
 

@@ -11,6 +11,10 @@ namespace {
 // Bytes of memory for one table's rows. The store lets no table grow beyond 64 MiB of cells, but a table that
 // is larger already stays readable, and a row's position can take more memory than its cells.
 constexpr std::size_t tableLimit = 256 * 1024 * 1024;
+constexpr std::size_t storeLimit = 64 * 1024 * 1024; // bytes of cells
+constexpr std::size_t leastCell = 5;                 // bytes of a cell, and of the shortest row
+static_assert(tableLimit > storeLimit + storeLimit / leastCell * sizeof(std::size_t),
+              "every table that the store lets grow can be read");
 
 } // namespace
 

@@ -26,6 +26,7 @@ bool WeekSlots::fits(const TimePlanTime& time) {
 }
 
 WeekSlots::ClockTime WeekSlots::pack(const TimePlanTime& time) {
+    static_assert(sizeof(ClockSlot) == 6, "a slot takes six bytes");
     return ClockTime{static_cast<std::uint8_t>(time.hour()), static_cast<std::uint8_t>(time.minute()),
                      static_cast<std::uint8_t>(time.second())};
 }

@@ -1,5 +1,7 @@
 #include "store/server/output.h"
 
+#include "orv/error.h"
+
 namespace store {
 
 namespace {
@@ -29,6 +31,7 @@ std::string_view Output::front() const {
 }
 
 void Output::drop(std::size_t bytes) {
+    ORV_ASSERT(!pieces_.empty() && bytes <= front().size());
     sent_ += bytes;
     size_ -= bytes;
     if (sent_ < pieces_.front().size())

@@ -1,8 +1,12 @@
 #include "store/server/places.h"
 
+#include "orv/error.h"
 #include "store/users.h"
 
 namespace store {
+
+static_assert(Places::Limits().kept + Places::Limits().oneUser < Places::Limits().all,
+              "a user that has all it may have leaves places to others");
 
 const char* Places::refusal(const Peer& peer) const {
     if (taken_ >= limits_.all)
@@ -17,8 +21,10 @@ const char* Places::refusal(const Peer& peer) const {
 }
 
 void Places::giveBack(uid_t user) {
+    const auto found = byUser_.find(user);
+    ORV_ASSERT(taken_ > 0 && found != byUser_.end());
     --taken_;
-    if (const auto found = byUser_.find(user); --found->second == 0)
+    if (--found->second == 0)
         byUser_.erase(found);
 }
 

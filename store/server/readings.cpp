@@ -1,5 +1,8 @@
 #include "store/server/readings.h"
 
+#include "orv/error.h"
+#include "velta/protocol/frame.h"
+
 #include <algorithm>
 #include <new>
 #include <utility>
@@ -8,6 +11,9 @@ namespace store {
 
 namespace code = velta::protocol::code;
 using Result = Database::Result;
+
+static_assert(Readings::Limits().piece <= velta::protocol::frameLimit / 4,
+              "the row with which a piece ends still fits into the message (see schema.cpp)");
 
 Answer Readings::begin(Session& session, std::uint32_t sequence, const std::string& table,
                        Database::View view) {
@@ -19,6 +25,7 @@ Answer Readings::begin(Session& session, std::uint32_t sequence, const std::stri
         const std::uint32_t total = rows.count;
         return Answer::piece(std::move(rows), total, true);
     }
+    ORV_ASSERT(!has(session.id())); // a session is paused while it has a reading
     Reading& reading =
         readings_.emplace(session.id(), Reading{&session, sequence, table, view, nullptr, {}, 0, {}})
             .first->second;

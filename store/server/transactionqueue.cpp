@@ -1,10 +1,19 @@
 #include "store/server/transactionqueue.h"
 
+#include "orv/error.h"
+
 #include <algorithm>
 #include <tuple>
 #include <utility>
 
 namespace store {
+
+static_assert(TransactionQueue::Limits().silent < TransactionQueue::Limits().held,
+              "a silent owner does not use up the time of one that works");
+static_assert(TransactionQueue::Limits().reserved < TransactionQueue::Limits().kept,
+              "a place outlasts the time for which the transaction is reserved for it");
+static_assert(TransactionQueue::Limits().reserved > std::chrono::seconds(2),
+              "a client that asks in every turn of horad's loop finds its reservation");
 
 void TransactionQueue::join(ClientId client, Clock::time_point now) {
     known_[client] = {now, now, 0, false};
@@ -64,6 +73,7 @@ bool TransactionQueue::admitIfNext(ClientId client, Clock::time_point now) {
 }
 
 void TransactionQueue::own(Places::iterator place, Clock::time_point now) {
+    ORV_ASSERT(!owner_ && known_.count(place->turn.client) != 0);
     owner_ = place->turn.client;
     heldSince_ = heardAt_ = now;
     places_.erase(place);
@@ -81,6 +91,7 @@ std::optional<TransactionQueue::Turn> TransactionQueue::takeTimedOut(Clock::time
 }
 
 void TransactionQueue::release(Clock::time_point now) {
+    ORV_ASSERT(owner_);
     countHold(now);
     owner_.reset();
 }

@@ -11,6 +11,8 @@ namespace {
 constexpr std::uint64_t enough = 200;
 // After an incomplete checkpoint, the next one is made when the log has grown by this many pages.
 constexpr std::uint64_t furtherPages = 50;
+static_assert(Checkpoints::longLog < Checkpoints::tooLongLog,
+              "new snapshots wait before open ones have to end");
 constexpr std::int64_t logHeader = 32;   // bytes
 constexpr std::int64_t frameHeader = 24; // bytes
 

@@ -3,6 +3,7 @@
 #include "store/storage/sqlwords.h"
 #include "velta/text.h"
 
+#include <iterator>
 #include <string_view>
 
 namespace store {
@@ -19,7 +20,6 @@ struct KindEntry {
     const char* nameOfType;
 };
 
-// In the order of the enumeration.
 constexpr KindEntry kinds[] = {
     {Kind::Switch, "SWITCH", Value::Switch, "SWITCH"},
     {Kind::Integer, "INTEGER", Value::Integer, "INTEGER"},
@@ -28,6 +28,14 @@ constexpr KindEntry kinds[] = {
     // SQLite would convert the text "0330" in a column declared as TIME to the number 330.
     {Kind::Time, "TIME", Value::Text, "TEXT"},
 };
+
+constexpr bool areInOrder() {
+    for (std::size_t i = 0; i < std::size(kinds); ++i)
+        if (kinds[i].kind != static_cast<Kind>(i))
+            return false;
+    return std::size(kinds) == static_cast<std::size_t>(Kind::Time) + 1;
+}
+static_assert(areInOrder(), "a kind is the index of its entry");
 
 const KindEntry& entryOf(Kind kind) {
     return kinds[static_cast<std::size_t>(kind)];

@@ -4,6 +4,8 @@
 #include "store/storage/introspection.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/sqlwords.h"
+#include "store/storage/tablesizes.h"
+#include "velta/protocol/frame.h"
 #include "velta/text.h"
 
 #include <cerrno>
@@ -23,6 +25,16 @@ constexpr std::size_t sizeLimit = 1024 * 1024; // bytes of one schema text
 constexpr std::size_t nameLimit = 63;
 constexpr std::size_t columnLimit = 128;
 constexpr std::size_t mostTables = 1000;
+
+// What is said about one table, or about all of them, fits into one message. A piece of a reading ends behind
+// the row that exceeds the piece's size (see readings.cpp), so such a row takes three quarters of a message.
+constexpr std::size_t nameBytes = sizeof(std::uint32_t) + nameLimit;
+constexpr std::size_t cellBytes = static_cast<std::size_t>(cellOverhead) + textLimit;
+constexpr std::size_t kindBytes = 32; // of a described column: the type, the kind, the least and the most
+constexpr std::size_t messageLimit = velta::protocol::frameLimit;
+static_assert(columnLimit * (nameBytes + cellBytes) < messageLimit / 4 * 3, "a row fits into a message");
+static_assert(columnLimit * (nameBytes + kindBytes + cellBytes) < messageLimit, "so does a described table");
+static_assert(mostTables * (nameBytes + 1) < messageLimit, "so does a list of all tables");
 
 // Clauses that SQLite would accept and the store would ignore. None of them can be a column's name and type:
 // the single words are reserved in SQLite, and no pair is a column that the store would accept.

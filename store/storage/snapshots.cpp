@@ -1,5 +1,7 @@
 #include "store/storage/snapshots.h"
 
+#include "orv/error.h"
+
 #include <algorithm>
 
 namespace store {
@@ -44,6 +46,7 @@ void Snapshot::end() {
 }
 
 void Snapshots::GiveBack::operator()(Snapshot* snapshot) const {
+    ORV_ASSERT(owner->places_[place].taken && owner->places_[place].snapshot.get() == snapshot);
     snapshot->end();
     owner->places_[place].taken = false;
     owner->givenBack_ = true;

@@ -1,5 +1,6 @@
 #include "store/storage/transaction.h"
 
+#include "orv/error.h"
 #include "store/storage/cells.h"
 #include "store/storage/rowcheck.h"
 #include "store/storage/valuecheck.h"
@@ -228,6 +229,7 @@ Result Transaction::commitChanges(velta::NameList& changed) {
         return result;
     if (Result result = changes_.addChangedTables(changed); !result.ok() || changed.empty())
         return result;
+    ORV_ASSERT(writing_); // only writes change tables
     if (Result result = safekeeping_.beforeCommit(changed); !result.ok())
         return result;
     int step = SQLITE_OK;

@@ -44,6 +44,9 @@ constexpr RequestShape requestShapes[] = {
     {RequestKind::Describe, Table},
 };
 
+static_assert(std::size(requestShapes) == static_cast<std::size_t>(RequestKind::Describe),
+              "each kind of request has a shape");
+
 const RequestShape* shapeOf(std::uint8_t kind) {
     for (const RequestShape& shape : requestShapes)
         if (static_cast<std::uint8_t>(shape.kind) == kind)

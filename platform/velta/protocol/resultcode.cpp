@@ -1,5 +1,7 @@
 #include "velta/protocol/resultcode.h"
 
+#include <iterator>
+
 namespace velta::protocol {
 
 namespace {
@@ -38,6 +40,8 @@ constexpr CodeText codeTexts[] = {
     {code::outOfMemory, "out of memory"},
     {code::stopping, "the program is about to end"},
 };
+
+static_assert(std::size(codeTexts) == code::stopping + 1, "each code has a text");
 
 std::string textOf(int code) {
     for (const CodeText& entry : codeTexts)
