@@ -42,8 +42,9 @@ public:
 
     void setClock(Microseconds clock) { clockAhead_ = clock - passed_; }
     // Its uptime begins anew.
-    void restart() { startedAt_ = passed_; }
-    void setUptime(Microseconds uptime) { startedAt_ = passed_ - uptime; }
+    void restart() { setUptime(0); }
+    // It was started so many seconds ago.
+    void setUptime(unsigned seconds) { startedAt_ = passed_ - seconds * second; }
 
 private:
     Microseconds passed_ = 0;

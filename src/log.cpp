@@ -1,13 +1,19 @@
 #include "log.h"
 
-#include <algorithm>
-#include <chrono>
 #include <cstddef>
 #include <cstdio>
 #include <list>
 #include <string>
+#include <utility>
 
 namespace orv::horad {
+
+// The platform can't be asked for a module's trace level, so that what was set is kept here.
+struct LogModule {
+    std::string name;
+    const ORV_Sysloglevel_Modul* handle;
+    bool verbose;
+};
 
 namespace {
 
@@ -32,7 +38,34 @@ void writeLine(const LogOrigin& origin, const char* text) {
     level.write(origin.module, origin.source, level.sourceLine, text);
 }
 
-Repeats* countedRepeats = nullptr; // while somebody counts them
+// There is one for each name, and the names are few.
+std::list<LogModule>& modules() {
+    static std::list<LogModule> known;
+    return known;
+}
+
+LogModule& find(const char* name) {
+    for (LogModule& module : modules())
+        if (module.name == name)
+            return module;
+    return modules().emplace_back(LogModule{name, nullptr, false});
+}
+
+LogSink* logSink = nullptr;               // while somebody takes the lines
+CountedRepeats* countedRepeats = nullptr; // while somebody counts them
+
+// Where lines end up that are neither counted nor a signal handler's.
+void deliver(const LogOrigin& origin, const char* text) {
+    if (logSink == nullptr) {
+        writeLine(origin, text);
+        return;
+    }
+    for (const LogModule& module : modules())
+        if (module.handle == origin.module) {
+            logSink->take(origin.level, module.name, text);
+            return;
+        }
+}
 
 // What the signal handlers log through: they can't ask for the instance, whose first call takes a lock.
 const ORV_Sysloglevel_Modul* signalModule = nullptr;
@@ -44,23 +77,8 @@ const char* nameProgram() {
 
 } // namespace
 
-// The platform can't be asked for a module's trace level, so that what was set is kept here.
-struct Log::Module {
-    std::string name;
-    const ORV_Sysloglevel_Modul* handle;
-    bool verbose;
-};
-
 Log::Log(const char* module, const char* source) : module_(&find(module)), source_(source) {
     module_->handle = ORV_Sysloglevel_registerModul(module);
-}
-
-// There is one for each name, and the names are few.
-Log::Module& Log::find(const char* name) {
-    static std::list<Module> modules;
-    const auto known = std::find_if(modules.begin(), modules.end(),
-                                    [name](const Module& module) { return module.name == name; });
-    return known != modules.end() ? *known : modules.emplace_back(Module{name, nullptr, false});
 }
 
 void Log::setVerbose(bool verbose) const {
@@ -112,9 +130,9 @@ void Log::write(LogLevel level, const char* format, std::va_list arguments) cons
         text[0] = '\0';
     const LogOrigin origin = {level, handle(), source_};
     if (countedRepeats != nullptr)
-        countedRepeats->put(origin, text, std::chrono::steady_clock::now());
+        countedRepeats->put(origin, text);
     else
-        writeLine(origin, text);
+        deliver(origin, text);
 }
 
 Logger& Logger::instance() {
@@ -142,17 +160,21 @@ void Logger::debugFromSignal(const char* text) {
     writeLine({LogLevel::Debug, signalModule, daemonSource}, text);
 }
 
-CountedRepeats::CountedRepeats() : repeats_(writeLine) {
-    countedRepeats = &repeats_;
+RedirectedLog::RedirectedLog(LogSink& sink) {
+    logSink = &sink;
+}
+
+RedirectedLog::~RedirectedLog() {
+    logSink = nullptr;
+}
+
+CountedRepeats::CountedRepeats(Clock clock) : repeats_(deliver), clock_(std::move(clock)) {
+    countedRepeats = this;
 }
 
 CountedRepeats::~CountedRepeats() {
     countedRepeats = nullptr;
     repeats_.tellAll();
-}
-
-void CountedRepeats::tell() {
-    repeats_.tell(std::chrono::steady_clock::now());
 }
 
 } // namespace orv::horad

@@ -4,13 +4,18 @@
 #include "orv/sysloglevel.h"
 #include "repeats.h"
 
+#include <chrono>
 #include <cstdarg>
+#include <functional>
+#include <string>
 
 namespace orv::horad {
 
 // Trace levels of a log module, see orv/sysloglevel.h.
 inline constexpr unsigned normalTracelevel = 113;
 inline constexpr unsigned verboseTracelevel = 1023; // all levels, debug included
+
+struct LogModule;
 
 // A way into the log: a module, which others may share, and the name of the source file that its lines carry.
 // It is small and can be copied; copies write to the same module.
@@ -35,12 +40,9 @@ protected:
     const ORV_Sysloglevel_Modul* handle() const;
 
 private:
-    struct Module;
-
-    static Module& find(const char* name);
     void write(LogLevel level, const char* format, std::va_list arguments) const;
 
-    Module* module_; // lives as long as the process
+    LogModule* module_; // lives as long as the process
     const char* source_;
 };
 
@@ -62,20 +64,45 @@ private:
     Logger();
 };
 
+// Takes the lines of the log, for a program that lets horad live in a simulation.
+class LogSink {
+public:
+    // The text as it was logged: whatever control characters it has are still in it.
+    virtual void take(LogLevel level, const std::string& module, const char* text) = 0;
+
+protected:
+    ~LogSink() = default;
+};
+
+// While one lives, all lines but those of signal handlers go to the sink and nowhere else. It outlives this
+// object. One at a time.
+class RedirectedLog {
+public:
+    explicit RedirectedLog(LogSink& sink);
+    ~RedirectedLog();
+    RedirectedLog(const RedirectedLog&) = delete;
+    RedirectedLog& operator=(const RedirectedLog&) = delete;
+};
+
 // While one lives, lines that repeat are counted, all but those of signal handlers: see repeats.h. One at a
 // time. What is still counted at its end is told then.
 class CountedRepeats {
 public:
-    CountedRepeats();
+    using Clock = std::function<Repeats::TimePoint()>;
+
+    // The clock never goes back. A simulation gives its own: the time that passed in it.
+    explicit CountedRepeats(Clock clock = std::chrono::steady_clock::now);
     ~CountedRepeats();
     CountedRepeats(const CountedRepeats&) = delete;
     CountedRepeats& operator=(const CountedRepeats&) = delete;
 
+    void put(const LogOrigin& origin, const char* text) { repeats_.put(origin, text, clock_()); }
     // Tells what is due. The loop calls it once an iteration.
-    void tell();
+    void tell() { repeats_.tell(clock_()); }
 
 private:
     Repeats repeats_;
+    Clock clock_;
 };
 
 } // namespace orv::horad

@@ -50,7 +50,7 @@ Forecast::Forecast(const Household& household, const Start& start, const Circums
         tables_.edit(name, rows);
     setNumber(dbm::Reboot, 0, dbm::Reboot_Trigger, 0); // one that was triggered before is over
     tables_.onCommit([this](const Tables::Changes& changes) { committed(changes); });
-    machine_.setUptime(circumstances.uptime * Machine::second);
+    machine_.setUptime(static_cast<unsigned>(circumstances.uptime));
     schedule(circumstances);
 }
 

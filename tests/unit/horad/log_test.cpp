@@ -2,6 +2,7 @@
 #include "support/capturedlog.h"
 
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
@@ -123,6 +124,76 @@ TEST_F(Log, LinesOfSignalHandlersAreNeverCounted) {
     for (int i = 0; i < 10; ++i)
         Logger::warningFromSignal("Received SIGPIPE");
     EXPECT_THAT(log_.lines(), testing::SizeIs(10));
+}
+
+TEST_F(Log, RepeatsAreCountedByTheClockThatIsGiven) {
+    orv::horad::Repeats::TimePoint now;
+    orv::horad::CountedRepeats repeats([&now] { return now; });
+    for (int i = 0; i < 5; ++i)
+        Logger::instance().info("again");
+    now += std::chrono::seconds(59);
+    repeats.tell();
+    EXPECT_THAT(log_.lines(), testing::SizeIs(3));
+    log_.clear();
+    now += std::chrono::seconds(1);
+    repeats.tell();
+    EXPECT_THAT(log_.lines(), ElementsAre("info horad: repeated 2 times: again"));
+    log_.clear();
+    Logger::instance().info("again"); // a minute later
+    EXPECT_THAT(log_.lines(), ElementsAre("info horad: again"));
+}
+
+// Keeps what it takes, with the number of the level and the module.
+class KeepingSink : public orv::horad::LogSink {
+public:
+    void take(orv::horad::LogLevel level, const std::string& module, const char* text) override {
+        lines.push_back(std::to_string(static_cast<int>(level)) + " " + module + ": " + text);
+    }
+
+    std::vector<std::string> lines;
+};
+
+TEST_F(Log, ASinkTakesWhatTheLogLetsThroughAndNothingIsWritten) {
+    KeepingSink sink;
+    const orv::horad::Log other("other", "source");
+    {
+        const orv::horad::RedirectedLog redirected(sink);
+        logOnEveryLevel();
+        Logger::instance().setVerbose(true);
+        logOnEveryLevel();
+        other.warning("two\nlines");
+        other.debug("nothing");
+        EXPECT_THAT(log_.lines(), IsEmpty());
+    }
+    const std::vector<std::string> taken = sink.lines;
+    EXPECT_THAT(taken, ElementsAre("0 horad: error 1", "1 horad: warning 2", "2 horad: info 3",
+                                   "0 horad: error 1", "1 horad: warning 2", "2 horad: info 3",
+                                   "3 horad: debug 4", "1 other: two\nlines"));
+    Logger::instance().info("later");
+    EXPECT_EQ(sink.lines, taken);
+    EXPECT_THAT(log_.lines(), ElementsAre("info horad: later"));
+}
+
+TEST_F(Log, ASinkTakesWhatIsToldOfRepeats) {
+    KeepingSink sink;
+    const orv::horad::RedirectedLog redirected(sink);
+    {
+        const orv::horad::CountedRepeats repeats;
+        for (int i = 0; i < 5; ++i)
+            Logger::instance().info("again");
+        EXPECT_THAT(sink.lines, testing::SizeIs(3));
+    }
+    EXPECT_THAT(sink.lines, testing::SizeIs(4));
+    EXPECT_EQ(sink.lines.back(), "2 horad: repeated 2 times: again");
+    EXPECT_THAT(log_.lines(), IsEmpty());
+}
+
+TEST_F(Log, LinesOfSignalHandlersGoToNoSink) {
+    KeepingSink sink;
+    const orv::horad::RedirectedLog redirected(sink);
+    Logger::warningFromSignal("Received SIGPIPE");
+    EXPECT_THAT(sink.lines, IsEmpty());
+    EXPECT_THAT(log_.lines(), ElementsAre("warning horad: Received SIGPIPE"));
 }
 
 TEST_F(Log, ThereIsOneLogger) {

@@ -45,6 +45,20 @@ TEST(Machine, ARestartBeginsTheUptimeAnewAndLeavesTheClock) {
     EXPECT_EQ(machine.time(), 1008);
 }
 
+TEST(Machine, WasStartedWhenItsUptimeSaysAndTheClockStays) {
+    constexpr unsigned hundredDays = 100 * 86400;
+    Machine machine(1000 * second);
+    machine.sleep(7'000'000);
+    machine.setUptime(hundredDays);
+    EXPECT_EQ(machine.uptime(), hundredDays);
+    machine.sleep(1'000'000);
+    EXPECT_EQ(machine.uptime(), hundredDays + 1);
+    EXPECT_EQ(machine.time(), 1008);
+    EXPECT_EQ(machine.passed(), 8 * second);
+    machine.restart();
+    EXPECT_EQ(machine.uptime(), 0U);
+}
+
 TEST(Machine, EventsHappenInTheOrderOfTheirMomentsAndOfTheirComing) {
     Machine machine(0);
     std::string order;
