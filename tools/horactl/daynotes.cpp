@@ -14,22 +14,6 @@ void tellRest(DayNotes::Lines& lines, std::size_t count, const char* what) {
         lines.push_back("and " + std::to_string(count - mostOfAKind) + " more " + what);
 }
 
-// The longest piece of a span that none of these moments cuts.
-Span longestBetween(const Span& span, const std::vector<std::time_t>& moments) {
-    Span longest = {span.begin, span.begin};
-    std::time_t begin = span.begin;
-    const auto end = [&](std::time_t moment) {
-        if (moment - begin > longest.end - longest.begin)
-            longest = {begin, moment};
-        begin = moment;
-    };
-    for (const std::time_t moment : moments)
-        if (contains(span, moment))
-            end(moment);
-    end(span.end);
-    return longest;
-}
-
 } // namespace
 
 void DayNotes::mark(Lines& lines, std::time_t moment, const std::string& text) const {

@@ -2,12 +2,15 @@
 
 #include "handlers/dbm.h"
 #include "tools/horactl/events.h"
+#include "tools/horactl/localtime.h"
 #include "tools/horactl/weekdays.h"
 #include "tools/horactl/weekframes.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/text.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstdlib>
 #include <iterator>
 #include <map>
 #include <set>
@@ -169,6 +172,11 @@ Household withoutEvents(Household household) {
     return household;
 }
 
+std::string briefChange(std::time_t at) {
+    const std::int64_t by = offsetOf(at) - offsetOf(at - 1);
+    return "clock " + spanText(std::abs(by)) + (by < 0 ? " back" : " forward");
+}
+
 // A slot's begin or end.
 struct Edge {
     std::time_t at;
@@ -229,7 +237,7 @@ WeekPicture pictureOf(const Household& household, unsigned repeatDelay, std::tim
     for (const std::string& table : household.planTables)
         addOverlaps(picture, table);
     for (const Event& change : clockChanges(week.begin, week.end - 1))
-        picture.clockChanges.push_back({change.time, change.why});
+        picture.clockChanges.push_back({change.time, change.why, briefChange(change.time)});
     return picture;
 }
 

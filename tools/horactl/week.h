@@ -48,7 +48,8 @@ struct WeekPicture {
     };
     struct ClockChange {
         std::time_t at;
-        std::string text; // for a person
+        std::string text;  // for a person
+        std::string brief; // where there is little room: "clock 1 h back"
     };
 
     std::vector<Span> days;             // from local midnight to local midnight

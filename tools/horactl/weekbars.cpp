@@ -54,8 +54,7 @@ public:
         : picture_(picture), style_(style), scale_(longestOf(picture.days), style.width - labelCells) {}
 
     std::string draw() {
-        const std::vector<Span>& days = picture_.days;
-        line(dateTextWithYear(days.front()) + " to " + dateTextWithYear(days.back()) + ", " + zoneName());
+        line(weekText(picture_) + ", " + zoneName());
         line("");
         block("WLAN", [&](const Span& day) { wlanDay(day); });
         for (const std::string& table : tablesWithPlans(picture_))

@@ -54,6 +54,21 @@ std::optional<Span> clipped(const Span& span, const Span& to) {
     return part.begin < part.end ? std::optional(part) : std::nullopt;
 }
 
+Span longestBetween(const Span& span, std::vector<std::time_t> moments) {
+    std::sort(moments.begin(), moments.end());
+    moments.push_back(span.end);
+    Span longest = {span.begin, span.begin};
+    std::time_t begin = span.begin;
+    for (const std::time_t moment : moments) {
+        if (moment < begin || moment > span.end)
+            continue;
+        if (moment - begin > longest.end - longest.begin)
+            longest = {begin, moment};
+        begin = moment;
+    }
+    return longest;
+}
+
 std::vector<HourMark> hourMarks(const Span& day, int step) {
     constexpr std::time_t stride = 15 * secondsOfMinute; // divides every change of an offset
     std::vector<HourMark> marks;
@@ -67,13 +82,17 @@ std::vector<HourMark> hourMarks(const Span& day, int step) {
     return marks;
 }
 
+long offsetOf(std::time_t moment) {
+    std::tm local{};
+    return localtime_r(&moment, &local) != nullptr ? local.tm_gmtoff : 0;
+}
+
 bool hasClockChange(const Span& day) {
     constexpr std::time_t stride = 3600; // a change lasts longer than that
-    const std::string first = offsetText(day.begin);
     for (std::time_t moment = day.begin; moment < day.end; moment += stride)
-        if (offsetText(moment) != first)
+        if (offsetOf(moment) != offsetOf(day.begin))
             return true;
-    return offsetText(day.end - 1) != first;
+    return offsetOf(day.end - 1) != offsetOf(day.begin);
 }
 
 std::string dateText(const Span& day) {

@@ -20,6 +20,9 @@ inline bool contains(const Span& span, std::time_t moment) {
     return moment >= span.begin && moment < span.end;
 }
 
+// The longest piece of a span that none of these moments cuts.
+Span longestBetween(const Span& span, std::vector<std::time_t> moments);
+
 // A full hour of a day.
 struct HourMark {
     std::time_t at;
@@ -29,6 +32,8 @@ struct HourMark {
 // Each hour of the day that divides by `step`, and both its ends. An hour that comes twice is there twice.
 std::vector<HourMark> hourMarks(const Span& day, int step);
 
+// How far local time is ahead of UTC, in seconds.
+long offsetOf(std::time_t moment);
 // Whether the offset from UTC changes in that day.
 bool hasClockChange(const Span& day);
 

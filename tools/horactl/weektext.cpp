@@ -18,6 +18,14 @@ std::vector<std::string> tablesWithPlans(const WeekPicture& picture) {
     return tables;
 }
 
+std::string weekText(const WeekPicture& picture) {
+    return dateTextWithYear(picture.days.front()) + " to " + dateTextWithYear(picture.days.back());
+}
+
+std::string wlanText(const WeekPicture::Wlan& piece) {
+    return std::string(piece.on ? "WLAN on: " : "WLAN off: ") + piece.why;
+}
+
 std::string nameOf(const WeekPicture::Plan& plan) {
     return plan.name.empty() ? rowName(plan.table, plan.id) : plan.name;
 }

@@ -12,6 +12,10 @@ namespace tools::horactl {
 // The followed tables that have a plan, in their order.
 std::vector<std::string> tablesWithPlans(const WeekPicture& picture);
 
+// "Mon 23 Nov 2026 to Sun 29 Nov 2026".
+std::string weekText(const WeekPicture& picture);
+// "WLAN on: WlanTimePlans.2 Weekend".
+std::string wlanText(const WeekPicture::Wlan& piece);
 // "Night", or "WlanTimePlans.2" where it has no name.
 std::string nameOf(const WeekPicture::Plan& plan);
 // "WlanTimePlans.2 Night: off in its slots".
