@@ -2,9 +2,9 @@
 
 #include "handlers/dbm.h"
 #include "handlers/servicestates.h"
-#include "log.h"
 
 #include <algorithm>
+#include <chrono>
 #include <utility>
 
 namespace tools::horactl {
@@ -45,7 +45,11 @@ Forecast::Forecast(const Household& household, const Start& start, const Circums
     : start_(start),
       service_(circumstances.service),
       planTables_(household.planTables),
-      machine_(start.at * Machine::second) {
+      machine_(start.at * Machine::second),
+      redirectedLog_(*this),
+      repeats_(
+          [this] { return orv::horad::Repeats::TimePoint(std::chrono::microseconds(machine_.passed())); }) {
+    orv::horad::Logger::instance().setVerbose(start.verbose);
     for (const auto& [name, rows] : household.tables)
         tables_.edit(name, rows);
     setNumber(dbm::Reboot, 0, dbm::Reboot_Trigger, 0); // one that was triggered before is over
@@ -115,6 +119,7 @@ bool Forecast::begin(Microseconds last) {
 
 void Forecast::iterate() {
     life_->horad.iterate(life_->link);
+    repeats_.tell();
     ++iterations_;
     if (std::exchange(rebooting_, false))
         reboot();
@@ -152,6 +157,11 @@ void Forecast::startService(const std::string& table, int id) {
         setNumber(table, id, dbm::Service_Result, result);
         setNumber(table, id, dbm::Service_Status, orv::horad::ServiceDone);
     });
+}
+
+void Forecast::take(orv::horad::LogLevel level, const std::string& module, const char* text) {
+    if (onLine_)
+        onLine_(machine_.time(), level, module, text);
 }
 
 // Somebody else writes; nothing where the row is not there.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "horad.h"
+#include "log.h"
 #include "simulation/machine.h"
 #include "simulation/memorylink.h"
 #include "simulation/tables.h"
@@ -59,7 +60,7 @@ struct Start {
 // a reboot, the router is up again a minute later, with a new horad.
 //
 // One at a time: the probes' files are those of the process.
-class Forecast {
+class Forecast : private orv::horad::LogSink {
 public:
     static constexpr std::int64_t rebootDuration = 60; // seconds
 
@@ -72,8 +73,14 @@ public:
     Forecast(const Forecast&) = delete;
     Forecast& operator=(const Forecast&) = delete;
 
+    // A line of horad's log, and what the clock showed.
+    using OnLine = std::function<void(std::time_t time, orv::horad::LogLevel level, const std::string& module,
+                                      const std::string& text)>;
+
     // Told of each commit that changed something. tables() holds it by then.
     void onCommit(OnCommit handler) { onCommit_ = std::move(handler); }
+    // Told of the lines that horad logs; nobody is at first. Lines that repeat are counted, as horad does.
+    void onLine(OnLine handler) { onLine_ = std::move(handler); }
 
     // Lets horad live until that moment, as a clock shows it that was never set, or until `goOn` says no
     // after an iteration.
@@ -99,14 +106,19 @@ private:
     void startService(const std::string& table, int id);
     void setNumber(const std::string& table, int id, const char* column, int number);
 
+    void take(orv::horad::LogLevel level, const std::string& module, const char* text) override;
+
     Start start_;
     Service service_;
     std::list<std::string> planTables_;
     LineFiles line_;
     orv::simulation::Machine machine_;
     orv::simulation::Tables tables_;
+    orv::horad::RedirectedLog redirectedLog_;
+    orv::horad::CountedRepeats repeats_;
     std::unique_ptr<Life> life_;
     OnCommit onCommit_;
+    OnLine onLine_;
     int calls_ = 0; // that run at the same time
     int streams_ = 0;
     std::uint64_t iterations_ = 0;

@@ -4,6 +4,7 @@
 #include "tools/cells.h"
 #include "tools/horactl/events.h"
 #include "tools/horactl/localtime.h"
+#include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/table.h"
 
@@ -74,6 +75,8 @@ std::string nextCommand(const Question& question, std::size_t most, std::int64_t
     const std::time_t end = question.present + within;
     Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
                       circumstancesOf(question, {}));
+    if (question.verbose)
+        showLog(forecast);
     if (question.json) {
         std::string lines;
         for (const Event& event : nextEvents(forecast, question.present, end, most))

@@ -6,6 +6,7 @@
 #include "tools/cells.h"
 #include "tools/horactl/events.h"
 #include "tools/horactl/localtime.h"
+#include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/table.h"
 #include "tools/text.h"
@@ -91,7 +92,7 @@ std::time_t secondsIn(const ValueList& frame, const char* column) {
     return static_cast<std::uint32_t>(frame.getValue(column).getInteger()); // unsigned, up to 2106
 }
 
-std::string framesText(const Question& question, const Tables& tables) {
+std::string framesText(const Tables& tables) {
     std::string text;
     for (const ValueList& frame : tables.rows(dbm::TimeFrame)) {
         const std::string service = printable(frame.getValue(dbm::TimeFrame_Servicetable).getText()) + "." +
@@ -102,7 +103,6 @@ std::string framesText(const Question& question, const Tables& tables) {
                 timeForPerson(secondsIn(frame, dbm::TimeFrame_End)) +
                 ", runs so far: " + frame.getValue(dbm::TimeFrame_RunCounter).getText() + "\n";
     }
-    (void)question;
     return text.empty() ? "" : "\nTime frames\n" + text;
 }
 
@@ -150,7 +150,7 @@ std::string asText(const Question& question, Forecast& forecast, const Line& lin
         {"Reboot", rebootText(question, settled, changes)},
         {"Line", lineText(question, line)}};
     return timeForPerson(question.present) + "\n" + aligned(lines) + plansText(question, settled, changes) +
-           framesText(question, settled);
+           framesText(settled);
 }
 
 } // namespace
@@ -159,6 +159,8 @@ std::string nowCommand(const Question& question) {
     const Line line = lineOf(question);
     Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
                       circumstancesOf(question, line));
+    if (question.verbose)
+        showLog(forecast);
     forecast.settle();
     return question.json ? serialise(asJson(question, forecast.tables())) + "\n"
                          : asText(question, forecast, line);

@@ -3,6 +3,7 @@
 #include "timeplan/isotime.h"
 #include "tools/cells.h"
 #include "tools/horactl/localtime.h"
+#include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/output.h"
 #include "tools/text.h"
@@ -41,6 +42,15 @@ public:
 
     void write(std::time_t time, const Tables& tables, const Tables::Change& change) {
         put(json_ ? serialise(asJson(time, tables, change)) : asText(time, tables, change));
+    }
+
+    void log(std::time_t time, orv::horad::LogLevel level, const std::string& module,
+             const std::string& text) {
+        put(json_ ? serialise(ordered_json{{"time", orv::horad::isoTime(time)},
+                                           {"level", nameOf(level)},
+                                           {"module", module},
+                                           {"log", text}})
+                  : logLine(time, level, module, text));
     }
 
     void put(const std::string& line) {
@@ -97,6 +107,9 @@ void simulateCommand(const Question& question, std::time_t from, std::int64_t se
         for (const Tables::Change& change : changes)
             report.write(time, forecast.tables(), change);
     });
+    if (question.verbose)
+        forecast.onLine([&](std::time_t time, orv::horad::LogLevel level, const std::string& module,
+                            const std::string& text) { report.log(time, level, module, text); });
     forecast.runUntil(from + seconds, [&] {
         report.progress(forecast.now());
         return true;
