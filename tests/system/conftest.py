@@ -26,3 +26,11 @@ def store(house):
     """A house with a configuration store that serves from memory."""
     house.server = house.cfgserver()
     return house
+
+
+@pytest.fixture
+def log(house):
+    """The system log of the house."""
+    syslog = house.syslog()
+    yield syslog
+    syslog.close()

@@ -52,13 +52,6 @@ def flipped(house):
     return sum(row["TimePlanStatus"] for row in json.loads(house.cfgctl("dump", TABLE))[TABLE])
 
 
-@pytest.fixture
-def log(house):
-    syslog = house.syslog()
-    yield syslog
-    syslog.close()
-
-
 @pytest.mark.parametrize("speak", [mute, greeted, in_a_reading], ids=lambda speak: speak.__name__)
 def test_a_store_that_is_mute_from_the_start(house, speak):
     silence = Silence(house, speak)

@@ -10,15 +10,8 @@ import subprocess
 import pytest
 
 from house import SOCKET
+from refusals import refused_cfgctl as refused
 from wire import DONE, FAILED, Client
-
-
-def refused(house, *arguments, input=None):
-    """What a refused command says: one line."""
-    status, out, err = house.run("cfgctl", *arguments, input=input)
-    assert (status, out) == (1, ""), (status, out, err)
-    assert err.startswith("cfgctl: ") and len(err.splitlines()) == 1, err
-    return err
 
 
 def test_tables_lists_what_the_store_has(store):

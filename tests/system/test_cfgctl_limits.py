@@ -15,16 +15,10 @@ from pathlib import Path
 import pytest
 
 from house import BIN, wait_until
+from refusals import refused_cfgctl as refused
 from wire import DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, TEXT, Client, frame, text
 
 SOCKET = "/tmp/scripted.socket"
-
-
-def refused(house, *arguments, input=None):
-    status, out, err = house.run("cfgctl", *arguments, input=input)
-    assert (status, out) == (1, ""), (status, out, err)
-    assert err.startswith("cfgctl: ") and len(err.splitlines()) == 1, err
-    return err
 
 
 def listener(house, backlog=8):

@@ -32,13 +32,6 @@ def read(house, path):
         return file.read()
 
 
-@pytest.fixture
-def log(house):
-    syslog = house.syslog()
-    yield syslog
-    syslog.close()
-
-
 def test_the_foreground_has_no_pid_file_and_sigterm_kills_at_once(store):
     horad = store.horad(*ARGUMENTS)
     horad.err.wait("Initial reading of config")

@@ -7,6 +7,8 @@ import struct
 
 import pytest
 
+from refusals import refused
+
 DATABASE = "/tmp/store.db"
 PAGE = 4096
 
@@ -21,12 +23,6 @@ def overwrite(house, offset, raw):
     with open(house.path(DATABASE), "r+b") as file:
         file.seek(offset)
         file.write(raw)
-
-
-def refused(house, *arguments):
-    status, out, err = house.run(*arguments)
-    assert (status, out) == (1, "") and len(err.splitlines()) == 1, (status, out, err)
-    return err
 
 
 def stopped_database(house, *arguments):

@@ -6,15 +6,9 @@ import socket
 import pytest
 
 from house import SOCKET, untouched, wait_until
+from refusals import refused_cfgctl as refused
 
 TRACE = "/tmp/trace"
-
-
-def refused(house, *arguments):
-    """What a cfgctl that gets nowhere says."""
-    status, out, err = house.run("cfgctl", *arguments)
-    assert (status, out) == (1, "") and len(err.splitlines()) == 1, (status, out, err)
-    return err
 
 
 def start_traced(house):
