@@ -68,7 +68,7 @@ void addMissing(Household& household) {
     }
 }
 
-// Whether a store's table is one that this reading needs.
+// Takes what a horad needs out of a store.
 class StoreReading {
 public:
     StoreReading(ConfigClient& client, const std::list<std::string>& planTables)

@@ -1,6 +1,7 @@
 #include "tools/horactl/why.h"
 
 #include "handlers/dbm.h"
+#include "handlers/timeplanrow.h"
 #include "handlers/wlandecision.h"
 #include "timeplan/isotime.h"
 #include "tools/cells.h"
@@ -73,15 +74,17 @@ Explanation explainWlan(const Question& question) {
     return why;
 }
 
+// What the row says for the weekday of that moment.
 std::string slotOf(const ValueList& plan, std::time_t moment) {
-    constexpr const char* days[] = {"Sun", "Mon", "Tue", "Wed", "Thu", "Fri", "Sat"};
+    constexpr const char* days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
     const std::optional<LocalTime> local = localTimeOf(moment);
     if (!local)
         return "";
-    const std::string day = days[weekDayOf(*local)];
-    const std::string start = plan.getValue("Start" + day).getText();
-    const std::string stop = plan.getValue("Stop" + day).getText();
-    return day + ": " + (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
+    const auto day = static_cast<std::size_t>((weekDayOf(*local) + 6) % 7); // from Monday on, which is 0
+    const std::string start = plan.getValue(orv::horad::dayColumnsOf(day).start).getText();
+    const std::string stop = plan.getValue(orv::horad::dayColumnsOf(day).stop).getText();
+    return std::string(days[day]) + ": " +
+           (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
 }
 
 Explanation explainPlan(const Question& question, const std::string& table, const ValueList& stored) {
