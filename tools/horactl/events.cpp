@@ -4,6 +4,7 @@
 #include "handlers/servicestates.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/wlanstate.h"
+#include "tools/text.h"
 
 #include <algorithm>
 #include <iterator>
@@ -51,6 +52,15 @@ Event serviceEvent(std::time_t time, const Tables::Change& change, const Forecas
     return event;
 }
 
+Event rebootEvent(std::time_t time, const Tables& tables, const Tables::Change& change) {
+    return {time,
+            Event::What::Reboot,
+            change.after.getText(),
+            {dbm::AutoReboot},
+            "AutoReboot at " + printable(tables.text(dbm::AutoReboot, dbm::AutoReboot_Time)) +
+                ", exact to a minute"};
+}
+
 } // namespace
 
 const char* nameOf(Event::What what) {
@@ -73,7 +83,7 @@ void EventReader::readOne(std::time_t time, const Tables::Change& change, const 
     else if (change.table == dbm::WlanGlobals && change.column == dbm::WlanGlobals_WlanEnable)
         take_(wlanEvent(time, forecast_.tables(), change));
     else if (change.table == dbm::Reboot)
-        take_({time, Event::What::Reboot, change.after.getText(), {dbm::AutoReboot}, "auto reboot"});
+        take_(rebootEvent(time, forecast_.tables(), change));
     else if (change.column == dbm::Service_Status)
         take_(serviceEvent(time, change, changes));
 }

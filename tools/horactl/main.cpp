@@ -8,6 +8,7 @@
 #include "orv/sysloglevel.h"
 #include "tools/commandline.h"
 #include "tools/errors.h"
+#include "tools/horactl/check.h"
 #include "tools/horactl/circumstances.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/next.h"
@@ -143,6 +144,12 @@ int printWhy(Question& question, const Arguments& arguments) {
     return exitDone;
 }
 
+int printCheck(Question& question, const Arguments&) {
+    const std::vector<Finding> findings = check(question.household, {question.present, question.repeatDelay});
+    tools::print(question.json ? findingsAsJson(findings) : findingsAsText(findings));
+    return findings.empty() ? exitDone : exitFound;
+}
+
 int printWeek(Question& question, const Arguments& arguments) {
     const std::time_t from = arguments.from ? timeIn(*arguments.from, question.present) : question.present;
     weekCommand(question, from, arguments.svg, arguments.html);
@@ -194,6 +201,7 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     week->add_option("--svg", arguments.svg);
     week->add_option("--html", arguments.html);
     add("why", printWhy)->add_option("SUBJECT", arguments.subject)->required();
+    add("check", printCheck);
     CLI::App* const simulate = add("simulate", printSimulation);
     simulate->add_option("--from", arguments.from);
     simulate->add_option("--for", arguments.duration);

@@ -74,7 +74,7 @@ std::string presentText(const Question& question, const Forecast& forecast) {
 std::string nextCommand(const Question& question, std::size_t most, std::int64_t within) {
     const std::time_t end = question.present + within;
     Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
-                      circumstancesOf(question, {}));
+                      circumstancesOf(question, lineOf(question), LineRuns::OverSoon));
     if (question.verbose)
         showLog(forecast);
     if (question.json) {

@@ -158,7 +158,7 @@ std::string asText(const Question& question, Forecast& forecast, const Line& lin
 std::string nowCommand(const Question& question) {
     const Line line = lineOf(question);
     Forecast forecast(question.household, {question.present, question.repeatDelay, question.verbose},
-                      circumstancesOf(question, line));
+                      circumstancesOf(question, line, LineRuns::OverSoon));
     if (question.verbose)
         showLog(forecast);
     forecast.settle();

@@ -46,15 +46,16 @@ std::int64_t uptimeOf(const Question& question) {
     return question.real ? orv::System::real().uptime() : Circumstances().uptime;
 }
 
-Circumstances circumstancesOf(const Question& question, const Line& line) {
+Circumstances circumstancesOf(const Question& question, const Line& line, LineRuns runs) {
+    constexpr std::int64_t aMinute = 60;
     constexpr std::int64_t aYear = std::int64_t{366} * 24 * 3600;
-    const Span always{question.present, question.present + aYear};
+    const Span span{question.present, question.present + (runs == LineRuns::OverSoon ? aMinute : aYear)};
     Circumstances circumstances;
     circumstances.uptime = uptimeOf(question);
     if (line.call)
-        circumstances.calls.push_back(always);
+        circumstances.calls.push_back(span);
     if (line.stream)
-        circumstances.streams.push_back(always);
+        circumstances.streams.push_back(span);
     return circumstances;
 }
 

@@ -33,7 +33,12 @@ struct Line {
 Line lineOf(const Question& question);
 // The uptime that counts, in seconds.
 std::int64_t uptimeOf(const Question& question);
-// The same, with what runs on the line going on for as long as anybody asks.
-Circumstances circumstancesOf(const Question& question, const Line& line);
+
+// How long what runs on the line now is taken to go on.
+enum class LineRuns {
+    OverSoon, // a minute: who asks what comes next can't wait for it
+    GoesOn,   // as long as anybody asks: who asks why nothing happens is told of it
+};
+Circumstances circumstancesOf(const Question& question, const Line& line, LineRuns runs);
 
 } // namespace tools::horactl

@@ -14,7 +14,7 @@ constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600; // seconds
 Settled::Settled(const Question& question)
     : present_(question.present),
       forecast_(question.household, {question.present, question.repeatDelay, false},
-                circumstancesOf(question, lineOf(question))) {
+                circumstancesOf(question, lineOf(question), LineRuns::GoesOn)) {
     const EventReader reader(forecast_, [this](const Event& event) { events_.push_back(event); });
     forecast_.settle();
 }

@@ -29,7 +29,7 @@ void writeFile(const std::string& name, const std::string& content) {
 void weekCommand(const Question& question, std::time_t from, const std::optional<std::string>& svgFile,
                  const std::optional<std::string>& htmlFile) {
     const WeekPicture picture = pictureOf(question.household, question.repeatDelay, from, question.present,
-                                          circumstancesOf(question, {}));
+                                          circumstancesOf(question, lineOf(question), LineRuns::OverSoon));
     if (svgFile)
         writeFile(*svgFile, svgOf(picture));
     if (htmlFile)
