@@ -1,3 +1,4 @@
+#include "tools/loadsource.h"
 #include "unit/horactl/checkedhousehold.h"
 
 #include <gmock/gmock.h>
@@ -123,6 +124,16 @@ TEST_F(SaneHousehold, RebootOnSundaysBeforeTheFamilyWakes) {
     set("AutoReboot", {{"Enable", 1}, {"WeekDay", 7}, {"Time", "04:00"}});
     addDaily("WlanTimePlans", 1, 0, "23:00", "06:00");
     EXPECT_THAT(places(), IsEmpty()) << findingsAsText(findings());
+}
+
+TEST_F(SaneHousehold, OneThatIsShippedAsASample) {
+    LoadSource source(SAMPLE_HOUSEHOLD);
+    household = readDump(source, {});
+    ASSERT_FALSE(household.rows("WlanTimePlans").empty());
+    for (const char* const zone : {"Europe/Berlin", "America/New_York", "Australia/Lord_Howe"}) {
+        inZone(zone);
+        EXPECT_THAT(places(), IsEmpty()) << zone << '\n' << findingsAsText(findings());
+    }
 }
 
 TEST_F(CheckHouseholds, TellTheirFindingsInTheOrderOfTheTables) {
