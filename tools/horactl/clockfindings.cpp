@@ -50,11 +50,12 @@ struct Night {
 // Nothing where no week is without a change in these hours.
 std::optional<Night> nightAround(std::time_t change) {
     constexpr int weeksToLook = 26;
+    constexpr std::int64_t aWeek = 7 * aDay;
     const Stretch hours = {change - around, change + around};
     const std::int64_t before = shownAt(change - 1) - (change - 1);
     const std::int64_t after = shownAt(change) - change;
     for (int week = 1; week <= weeksToLook; ++week) {
-        const std::int64_t distance = week * WeekSlots::days * aDay;
+        const std::int64_t distance = week * aWeek;
         const std::int64_t shownBegin = hours.begin + before + distance;
         const std::time_t begin = shownBegin - (shownAt(hours.begin + distance) - (hours.begin + distance));
         const Stretch ordinary = {begin, begin + hours.end + after - hours.begin - before};

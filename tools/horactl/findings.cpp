@@ -72,7 +72,7 @@ Inquiry::Inquiry(const Household& checked, const CheckInput& about) : household(
 }
 
 std::string valueOf(const ValueList& row, const char* column) {
-    const velta::Value value = row.getValue(column);
+    const velta::Value& value = row.getValue(column);
     return value.type() == velta::Value::Counter
                ? std::to_string(static_cast<std::uint32_t>(value.getInteger()))
                : value.getText();

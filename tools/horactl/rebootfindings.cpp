@@ -26,7 +26,7 @@ constexpr int days = 22; // three slots of a weekly reboot
 constexpr std::int64_t aDay = 86400;
 constexpr unsigned longUp = 100 * aDay; // seconds
 
-ValueList cell(const char* column, velta::Value value) {
+ValueList cell(const char* column, const velta::Value& value) {
     ValueList cells;
     cells.add(column, value);
     return cells;
@@ -81,7 +81,7 @@ std::string daysOf(const std::vector<std::time_t>& moments) {
         return "never";
     if (weekDays.size() > 1)
         return "every day";
-    return std::string("on ") + nameOfDay(static_cast<std::size_t>(*weekDays.begin() + 6)) + 's';
+    return std::string("on ") + nameOfDay(static_cast<std::size_t>(*weekDays.begin()) + 6) + 's';
 }
 
 class RebootFindings {
