@@ -82,7 +82,7 @@ std::size_t BarScale::cellAt(const Span& day, std::time_t moment) const {
 }
 
 BarLine::BarLine(const BarScale& scale, const Span& day, const BarStyle& style)
-    : scale_(scale), day_(day), style_(style), room_(scale.cells()), cells_(room_) {}
+    : scale_(scale), day_(day), style_(style), cells_(scale.cells()) {}
 
 BarLine::Cells BarLine::cellsOf(const Span& span) const {
     const std::size_t from = std::min(scale_.cellAt(day_, span.begin), scale_.cellsOf(day_) - 1);
@@ -125,21 +125,26 @@ void BarLine::write(std::size_t from, const std::string& text) {
     std::size_t cell = from;
     for (std::string& character : charactersOf(text)) {
         if (cell == cells_.size())
-            cells_.emplace_back();
+            return;
         cells_[cell++] = {std::move(character), Ink::Name, Ink::None};
     }
 }
 
-void BarLine::note(const Span& beside, const std::string& text) {
+bool BarLine::note(const Span& beside, const std::string& text) {
+    constexpr std::size_t aWord = 12;
     const Cells cells = cellsOf(beside);
     const std::string shown = shownIn(style_, text);
-    const std::size_t behind = room_ - std::min(room_, cells.to + 1);
-    if (width(shown) <= behind || behind + 1 >= cells.from) {
+    const std::size_t before = cells.from > 0 ? cells.from - 1 : 0;
+    const std::size_t behind = cells.to + 1 < cells_.size() ? cells_.size() - cells.to - 1 : 0;
+    if (std::max(before, behind) < std::min(width(shown), aWord))
+        return false;
+    if (width(shown) <= behind || behind >= before) {
         write(cells.to + 1, cut(shown, behind));
-        return;
+    } else {
+        const std::string fitting = cut(shown, before);
+        write(before - width(fitting), fitting);
     }
-    const std::string before = cut(shown, cells.from - 1);
-    write(cells.from - 1 - width(before), before);
+    return true;
 }
 
 std::string BarLine::text() const {

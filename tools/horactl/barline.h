@@ -47,8 +47,8 @@ public:
     void mark(std::time_t moment, Ink ink);
     // In the span, where it has room for one of them: the first that fits. False where none does.
     bool label(const Span& span, const std::vector<std::string>& labels);
-    // Beside that span, on the side where there is room, else cut.
-    void note(const Span& beside, const std::string& text);
+    // Beside that span, on the side where there is room, else cut. False where hardly a word has room.
+    bool note(const Span& beside, const std::string& text);
 
     // Without blanks at its end.
     std::string text() const;
@@ -72,8 +72,7 @@ private:
     const BarScale& scale_;
     Span day_;
     BarStyle style_;
-    std::size_t room_; // cells of the longest day
-    std::vector<Cell> cells_;
+    std::vector<Cell> cells_; // of the longest day
 };
 
 // The character of an ink, for a legend.

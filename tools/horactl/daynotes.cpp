@@ -2,6 +2,7 @@
 
 #include "tools/horactl/weekdays.h"
 #include "tools/horactl/weektext.h"
+#include "tools/text.h"
 
 namespace tools::horactl {
 
@@ -19,8 +20,7 @@ void tellRest(DayNotes::Lines& lines, std::size_t count, const char* what) {
 void DayNotes::mark(Lines& lines, std::time_t moment, const std::string& text) const {
     BarLine line(scale_, day_, style_);
     line.mark(moment, Ink::Mark);
-    line.note({moment, moment}, text);
-    lines.push_back(line.text());
+    tell(lines, line, {moment, moment}, text);
 }
 
 DayNotes::Lines DayNotes::marks() const {
@@ -47,8 +47,7 @@ DayNotes::Lines DayNotes::overlaps(const std::string& table) const {
             continue;
         BarLine line(scale_, day_, style_);
         line.draw({*part, Ink::Overlap, {}});
-        line.note(*part, overlapText(picture_, overlap));
-        lines.push_back(line.text());
+        tell(lines, line, *part, overlapText(picture_, overlap));
     }
     tellRest(lines, count, "overlaps");
     return lines;
@@ -60,13 +59,13 @@ DayNotes::Lines DayNotes::frames() const {
     for (const WeekPicture::Frame& frame : picture_.frames) {
         const auto part = clipped(frame.span, day_);
         if (part && ++count <= mostOfAKind)
-            lines.push_back(frameLine(frame, *part));
+            tellFrame(lines, frame, *part);
     }
     tellRest(lines, count, "time frames");
     return lines;
 }
 
-std::string DayNotes::frameLine(const WeekPicture::Frame& frame, const Span& part) const {
+void DayNotes::tellFrame(Lines& lines, const WeekPicture::Frame& frame, const Span& part) const {
     BarLine line(scale_, day_, style_);
     line.draw({part, Ink::Closed, {}});
     for (const Span& open : frame.open)
@@ -78,9 +77,18 @@ std::string DayNotes::frameLine(const WeekPicture::Frame& frame, const Span& par
     for (const std::time_t start : frame.starts)
         if (contains(day_, start))
             line.mark(start, Ink::Start);
-    if (!inside)
-        line.note(part, text);
-    return line.text();
+    if (inside)
+        lines.push_back(line.text());
+    else
+        tell(lines, line, part, text);
+}
+
+// On a line of its own where there is no room beside what it is about.
+void DayNotes::tell(Lines& lines, BarLine& line, const Span& about, const std::string& text) const {
+    const bool beside = line.note(about, text);
+    lines.push_back(line.text());
+    if (!beside)
+        lines.push_back(cut(shownIn(style_, text), scale_.cells()));
 }
 
 } // namespace tools::horactl

@@ -27,7 +27,8 @@ public:
 
 private:
     void mark(Lines& lines, std::time_t moment, const std::string& text) const;
-    std::string frameLine(const WeekPicture::Frame& frame, const Span& part) const;
+    void tellFrame(Lines& lines, const WeekPicture::Frame& frame, const Span& part) const;
+    void tell(Lines& lines, BarLine& line, const Span& about, const std::string& text) const;
 
     const WeekPicture& picture_;
     const BarScale& scale_;

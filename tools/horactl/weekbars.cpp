@@ -71,7 +71,11 @@ public:
 private:
     using DrawDay = std::function<void(const Span& day)>;
 
-    void line(const std::string& text) { text_ += text + "\n"; }
+    void line(std::string text) {
+        while (!text.empty() && text.back() == ' ')
+            text.pop_back();
+        text_ += text + "\n";
+    }
 
     void block(const std::string& title, const DrawDay& drawDay) {
         std::string shownRuler;
