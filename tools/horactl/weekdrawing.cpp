@@ -1,6 +1,8 @@
 #include "tools/horactl/weekdrawing.h"
 
 #include "handlers/dbm.h"
+#include "tools/horactl/daymarks.h"
+#include "tools/horactl/drawinglegend.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/markup.h"
 #include "tools/horactl/slotlanes.h"
@@ -46,7 +48,7 @@ public:
             title();
         for (const Span& day : picture_.days)
             drawDay(day);
-        legend();
+        y_ = drawLegend(front_, {layout_.left, y_, layout_.width - layout_.left - right / 2, 0});
         const std::string size = shortNumber(layout_.width) + " " + shortNumber(y_);
         const std::string name = std::string("week ") + layout_.name;
         return "<svg xmlns=\"http://www.w3.org/2000/svg\" role=\"img\"" + attribute("class", name) +
@@ -58,14 +60,6 @@ public:
     }
 
 private:
-    // What stands above a day, and a line down through it.
-    struct Mark {
-        std::time_t at;
-        std::string text;
-        const char* look;
-        const char* textLook;
-    };
-
     double xOf(const Span& day, std::time_t moment) const {
         const auto passed = static_cast<double>(std::clamp(moment, day.begin, day.end) - day.begin);
         return layout_.left + passed * (layout_.width - layout_.left - right) / static_cast<double>(longest_);
@@ -89,7 +83,7 @@ private:
         }
         ruler(day);
         const double top = y_;
-        const std::vector<Mark> marks = marksOf(day);
+        const std::vector<DayMark> marks = marksOf(picture_, day);
         const std::vector<double> markLines = placeMarks(day, marks);
         const double bars = y_;
         if (layout_.datesBeside)
@@ -126,50 +120,23 @@ private:
         y_ += rulerHeight;
     }
 
-    std::vector<Mark> marksOf(const Span& day) const {
-        std::vector<Mark> marks;
-        for (const WeekPicture::ClockChange& change : picture_.clockChanges)
-            if (contains(day, change.at))
-                marks.push_back({change.at, change.brief, "clock", "dim"});
-        for (const std::time_t reboot : picture_.reboots)
-            if (contains(day, reboot))
-                marks.push_back({reboot, rebootText(day, reboot), "reboot", "rebootName"});
-        if (picture_.present && contains(day, *picture_.present))
-            marks.push_back(
-                {*picture_.present, "now, " + clockText(day, *picture_.present), "now", "nowName"});
-        return marks;
-    }
-
     // Each in the first row in which it stands in nobody's way. Gives the y from which its line goes down.
-    std::vector<double> placeMarks(const Span& day, const std::vector<Mark>& marks) {
-        struct Taken {
-            double from, to;
-        };
-        std::vector<std::vector<Taken>> rows;
+    std::vector<double> placeMarks(const Span& day, const std::vector<DayMark>& marks) {
+        MarkRows rows(layout_.width - right / 2);
         std::vector<double> lines;
-        for (const Mark& mark : marks) {
+        for (const DayMark& mark : marks) {
             const double x = xOf(day, mark.at);
-            const double length = likelyWidth(mark.text, textSize) + 12;
-            const bool fits = x + length < layout_.width - right / 2;
-            const Taken taken = fits ? Taken{x - 6, x + length} : Taken{x - length, x + 6};
-            const auto free = [&](const std::vector<Taken>& row) {
-                return std::none_of(row.begin(), row.end(), [&](const Taken& other) {
-                    return taken.from < other.to && other.from < taken.to;
-                });
-            };
-            const auto row = std::find_if(rows.begin(), rows.end(), free);
-            const auto place = static_cast<std::size_t>(row - rows.begin());
-            if (row == rows.end())
-                rows.emplace_back();
-            rows[place].push_back(taken);
-            lines.push_back(y_ + static_cast<double>(place) * markHeight + 4);
-            if (fits)
-                front_.text(x + 7, lines.back() + 7, mark.textLook, mark.text);
+            const MarkRows::Place place = rows.placeFor(x, likelyWidth(mark.text, textSize));
+            const double base = y_ + static_cast<double>(place.row) * markHeight + 11;
+            constexpr double aside = 7;
+            if (place.behind)
+                front_.text(x + aside, base, mark.textLook, mark.text);
             else
-                front_.textEndingAt(x - 7, lines.back() + 7, mark.textLook, mark.text);
-            front_.triangle(x, lines.back() + 7, mark.look);
+                front_.textEndingAt(x - aside, base, mark.textLook, mark.text);
+            front_.triangle(x, base, mark.look);
+            lines.push_back(base - aside);
         }
-        y_ += static_cast<double>(rows.size()) * markHeight;
+        y_ += static_cast<double>(rows.count()) * markHeight;
         return lines;
     }
 
@@ -286,49 +253,6 @@ private:
             return;
         if (const auto over = clipped({day.begin, *picture_.present}, day))
             front_.box(boxOf(day, *over, top, y_ - top), "past");
-    }
-
-    void legend() {
-        struct Item {
-            const char* look;
-            const char* text;
-        };
-        constexpr Item items[] = {
-            {"on", "WLAN on, by the plan named in it"},
-            {"off", "WLAN off"},
-            {"activating", "slot of a plan that activates"},
-            {"deactivating", "slot of one that deactivates"},
-            {"overlapEdge", "plans overlap"},
-            {"frameOpen", "time frame"},
-            {"frame", "closed by the user's time plan"},
-        };
-        constexpr double sample = 22;
-        constexpr double between = 18;
-        constexpr double height = 18;
-        double x = layout_.left;
-        for (const Item& item : items) {
-            const double needed = sample + 6 + likelyWidth(item.text, textSize);
-            if (x > layout_.left && x + needed > layout_.width - right / 2) {
-                x = layout_.left;
-                y_ += height;
-            }
-            front_.box({x, y_, sample, 11}, item.look);
-            front_.text(x + sample + 6, y_ + 10, "dim", item.text);
-            x += needed + between;
-        }
-        legendOfStart(x);
-        y_ += height + 6;
-    }
-
-    void legendOfStart(double x) {
-        constexpr const char* text = "start of its service";
-        constexpr double height = 18;
-        if (x + 20 + likelyWidth(text, textSize) > layout_.width) {
-            x = layout_.left;
-            y_ += height;
-        }
-        front_.diamond(x + 6, y_ + 6, "start", "");
-        front_.text(x + 18, y_ + 10, "dim", text);
     }
 
     const WeekPicture& picture_;
