@@ -129,6 +129,12 @@ TEST_F(CheckWlan, AlmostAllTheTimeIsNotAllTheTime) {
     EXPECT_THAT(places(), IsEmpty());
 }
 
+TEST_F(CheckWlan, OneSecondOfSilenceIsEnoughForAnEarlierPlan) {
+    addDaily("WlanTimePlans", 1, 1, "07:00", "10:00");
+    addDaily("WlanTimePlans", 2, 0, "08:00:00", "07:59:58");
+    EXPECT_THAT(places(), IsEmpty());
+}
+
 TEST_F(CheckWlan, PlanThatLaterOnesContradictWheneverItSpeaks) {
     addDaily("WlanTimePlans", 1, 1, "08:00", "10:00");
     addDaily("WlanTimePlans", 2, 0, "07:00", "09:00");
