@@ -2,6 +2,7 @@
 #include "support/scriptedclock.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/week.h"
+#include "tools/horactl/weekframes.h"
 #include "unit/horactl/weekhouse.h"
 
 #include <cstdint>
@@ -215,7 +216,7 @@ TEST_F(Week, AFrameThatHoradLeavesOutOrThatIsOverIsNotThere) {
     add(house, "TimeFrame", {{"WindowMode", "1"}, {"TimeFrameStart", end}, {"TimeFrameEnd", begin}});
     add(house, "TimeFrame", {{"WindowMode", "1"}, {"TimeFrameStart", "0"}, {"TimeFrameEnd", past}});
     add(house, "TimeFrame", {{"WindowMode", "1"}, {"TimeFrameStart", "0"}, {"TimeFrameEnd", "0"}});
-    EXPECT_THAT(week({2026, 11, 23}).frames, IsEmpty());
+    EXPECT_THAT(framesOf(house, {at({2026, 11, 23}), at({2026, 11, 30})}), IsEmpty());
 }
 
 TEST_F(Week, NamesArePrintableAndCut) {
