@@ -69,7 +69,7 @@ constexpr const char* usage =
   -s, --socket SOCKET       Where the store listens (/tmp/cfgserver.socket)
   -f, --file FILE           Tables as "cfgctl dump" wrote them, instead of a store ("-" is standard input)
   -t, --table TABLE         A table of time plans, as horad has it (those of the horad that runs here, or all)
-  -r, --repeatdelay SECONDS Between two runs of a service, as horad has it
+  -r, --repeatdelay SECONDS Between two runs of a service (that of the horad that runs here, or 180)
       --at TIME             The present for every command
   -v, --verbose             Log lines of horad, at their own time
       --json                Print JSON, an object a line
