@@ -45,7 +45,9 @@ void MemoryLink::lose() {
 void MemoryLink::wait(unsigned milliseconds) {
     const Machine::Microseconds end = machine_.passed() + Machine::Microseconds{milliseconds} * 1000;
     lostWhileWaiting_ = false;
-    const auto noticed = [this] { return connected_ && deliveries_.mayWake() && tables_.hasNotices(); };
+    const auto noticed = [this] {
+        return connected_ && deliveries_.mayWake() && tables_.hasNotices(subscribed_);
+    };
     while (machine_.passed() < end && !lostWhileWaiting_ && !noticed())
         machine_.passUntilNextEvent(end);
 }
@@ -54,7 +56,8 @@ void MemoryLink::deliver() {
     if (!connected_ && !connect())
         return;
     for (const std::string& table : tables_.takeNotices())
-        deliveries_.changed(table);
+        if (subscribed_.count(table) != 0)
+            deliveries_.changed(table);
     deliveries_.deliver();
 }
 
@@ -65,7 +68,8 @@ bool MemoryLink::connect() {
     if (initialized_)
         connectedAgainAt_ = machine_.passed();
     (void)tables_.takeNotices(); // of what went on before there was a connection
-    (void)deliveries_.tables();  // all of them are subscribed to: the tables tell of all
+    const velta::NameList followed = deliveries_.tables();
+    subscribed_ = {followed.begin(), followed.end()};
     deliveries_.everythingChanged();
     if (onConnect_)
         onConnect_();

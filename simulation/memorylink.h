@@ -7,6 +7,7 @@
 
 #include <functional>
 #include <optional>
+#include <set>
 #include <string>
 
 namespace orv::simulation {
@@ -55,6 +56,7 @@ private:
     Machine& machine_;
     Tables& tables_;
     cfg::Deliveries deliveries_;
+    std::set<std::string> subscribed_; // the tables of which the store would tell
     Tables::Fault fault_;
     Listener onOperation_;
     std::function<void()> onConnect_;

@@ -110,6 +110,11 @@ std::set<std::string> Tables::takeNotices() {
     return std::exchange(notices_, {});
 }
 
+bool Tables::hasNotices(const std::set<std::string>& tables) const {
+    return std::any_of(notices_.begin(), notices_.end(),
+                       [&](const std::string& table) { return tables.count(table) != 0; });
+}
+
 void Tables::disconnect() {
     open_.reset();
     notices_.clear();
@@ -159,6 +164,7 @@ EResultCode Tables::writeSingleRow(const std::string& table, unsigned row, const
     if (row != 0 || rows->size() != 1 || rows->front().hasValue(idColumn))
         return EResultCode(code::notSingleRow, table);
     rows->front() = with(rows->front(), values);
+    remember(table, rows->front(), values);
     return {};
 }
 
@@ -172,6 +178,7 @@ EResultCode Tables::updateRow(const std::string& table, const std::string& keyCo
     if (row == rows->end())
         return EResultCode(code::noSuchRow, table + "." + key);
     *row = with(*row, values);
+    remember(table, *row, values);
     return {};
 }
 
@@ -182,6 +189,7 @@ EResultCode Tables::startTransaction() {
     if (open_)
         return code::transactionOpen;
     open_.emplace();
+    written_.clear();
     return {};
 }
 
@@ -197,6 +205,7 @@ EResultCode Tables::closeTransaction() {
         note(table, committed_[table], rows, changes);
         committed_[table] = std::move(rows);
     }
+    bringIntoOrder(changes);
     if (onCommit_)
         onCommit_(changes);
     return allowed;
@@ -246,6 +255,11 @@ EResultCode Tables::write(Operation operation, const std::string& table, Rows*& 
     return {};
 }
 
+void Tables::remember(const std::string& table, const ValueList& row, const ValueList& cells) {
+    for (const auto& [column, value] : cells)
+        written_.try_emplace(Cell(table, idOf(row), column), written_.size());
+}
+
 void Tables::note(const std::string& table, const Rows& before, const Rows& after, Changes& changes) {
     ORV_ASSERT(before.size() == after.size()); // the client has no operation that adds or removes a row
     for (std::size_t row = 0; row < before.size(); ++row)
@@ -255,6 +269,15 @@ void Tables::note(const std::string& table, const Rows& before, const Rows& afte
                     Change{table, idOf(after[row]), column, before[row].getValue(column), value});
     if (before != after)
         changed(table);
+}
+
+void Tables::bringIntoOrder(Changes& changes) const {
+    const auto place = [this](const Change& change) {
+        const auto found = written_.find(Cell(change.table, change.id, change.column));
+        return found != written_.end() ? found->second : written_.size();
+    };
+    std::stable_sort(changes.begin(), changes.end(),
+                     [&](const Change& one, const Change& other) { return place(one) < place(other); });
 }
 
 void Tables::changed(const std::string& table) {

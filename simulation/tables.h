@@ -8,6 +8,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <tuple>
 #include <vector>
 
 namespace orv::simulation {
@@ -28,7 +29,7 @@ public:
     // goes through: the answer is what got lost.
     using Fault = std::function<EResultCode(Operation operation, const std::string& table)>;
 
-    // One cell that a commit changed.
+    // One cell that a commit changed; several stand in the order in which they were first written.
     struct Change {
         std::string table;
         int id; // of its row; 0 in a table without "Id"
@@ -61,6 +62,8 @@ public:
     // The tables that changed since the last call, each once, the client's own commits included.
     std::set<std::string> takeNotices();
     bool hasNotices() const { return !notices_.empty(); }
+    // Of one of these tables.
+    bool hasNotices(const std::set<std::string>& tables) const;
     // The client's connection is lost: its transaction is rolled back, and nobody tells it what has changed.
     void disconnect();
 
@@ -80,6 +83,7 @@ public:
 
 private:
     using TableMap = std::map<std::string, Rows>;
+    using Cell = std::tuple<std::string, int, std::string>; // table, row and column
 
     EResultCode before(Operation operation, const std::string& table = {}) const;
     const Rows* find(const std::string& table) const;
@@ -87,11 +91,14 @@ private:
     // why it can't.
     EResultCode read(Operation operation, const std::string& table, const Rows*& rows) const;
     EResultCode write(Operation operation, const std::string& table, Rows*& rows);
+    void remember(const std::string& table, const velta::ValueList& row, const velta::ValueList& cells);
     void note(const std::string& table, const Rows& before, const Rows& after, Changes& changes);
+    void bringIntoOrder(Changes& changes) const;
     void changed(const std::string& table);
 
     TableMap committed_;
-    std::optional<TableMap> open_; // the tables that the open transaction wrote, as it sees them
+    std::optional<TableMap> open_;        // the tables that the open transaction wrote, as it sees them
+    std::map<Cell, std::size_t> written_; // the order of what it wrote
     std::set<std::string> notices_;
     std::uint64_t version_ = 0;
     std::map<std::string, std::uint64_t> versions_;

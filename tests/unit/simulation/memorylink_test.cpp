@@ -113,6 +113,15 @@ TEST_F(MemoryLinkTest, AChangeThatCameBeforeTheWaitEndsItAtOnce) {
     EXPECT_EQ(machine.passed(), 0);
 }
 
+TEST_F(MemoryLinkTest, AChangeOfATableThatNobodyFollowsEndsNoWait) {
+    connected();
+    tables.edit("Elsewhere", settings(2));
+    link.wait(iteration);
+    EXPECT_EQ(machine.passed(), 2 * second);
+    link.deliver();
+    EXPECT_TRUE(reader.told.empty());
+}
+
 TEST_F(MemoryLinkTest, ALostConnectionEndsTheWaitOnceAndNothingWorks) {
     connected();
     link.setReachable(false);

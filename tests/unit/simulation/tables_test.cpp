@@ -98,6 +98,20 @@ TEST_F(TablesTest, ACommitIsToldWithTheCellsThatItChanged) {
     EXPECT_EQ(tables.takeNotices(), (std::set<std::string>{"Plans"}));
 }
 
+TEST_F(TablesTest, ACommitIsToldInTheOrderOfItsWrites) {
+    ASSERT_TRUE(tables.startTransaction().ok());
+    ASSERT_TRUE(tables.writeSingleRow("Settings", 0, cell("Enable", 1)).ok());
+    ASSERT_TRUE(tables.updateRow("Plans", "Id", "2", cell("Status", 1)).ok());
+    ASSERT_TRUE(tables.updateRow("Plans", "Id", "1", cell("Status", 1)).ok());
+    ASSERT_TRUE(tables.writeSingleRow("Settings", 0, cell("Enable", 2)).ok());
+    ASSERT_TRUE(tables.closeTransaction().ok());
+    ASSERT_EQ(last.size(), 3U);
+    EXPECT_EQ(last[0].table, "Settings");
+    EXPECT_EQ(last[0].after.getInteger(), 2);
+    EXPECT_EQ(last[1].id, 2);
+    EXPECT_EQ(last[2].id, 1);
+}
+
 TEST_F(TablesTest, ACommitThatChangesNothingMarksNothing) {
     const std::uint64_t version = tables.version();
     ASSERT_TRUE(commitStatus("2", 0).ok());
