@@ -4,6 +4,7 @@
 #include "handlers/timeplanrow.h"
 #include "handlers/wlandecision.h"
 #include "timeplan/isotime.h"
+#include "timeplan/timeplantime.h"
 #include "tools/cells.h"
 #include "tools/errors.h"
 #include "tools/horactl/events.h"
@@ -24,6 +25,7 @@ namespace tools::horactl {
 
 namespace dbm = orv::horad::dbm;
 using nlohmann::ordered_json;
+using orv::horad::TimePlanTime;
 using orv::horad::WlanAction;
 using orv::horad::WlanVote;
 using orv::simulation::idOf;
@@ -66,25 +68,44 @@ Explanation explainWlan(const Question& question) {
     why.conditions.push_back({"AlwaysEnable is off", !always, always ? "1" : "0", "0"});
     why.conditions.push_back(
         {"the WLAN is not as wanted", enabled != wlan.wanted, onOff(enabled), onOff(wlan.wanted)});
-    why.next = settled.next(isWlan);
+    const bool hasPlans = !settled.tables().rows(dbm::WlanTimePlans).empty();
+    const bool flickers = !why.acts && settled.did(isWlan);
+    if (!always && hasPlans)
+        why.next = settled.next(isWlan);
     why.summary = std::string("WLAN is ") + (wlan.on ? "ON" : "OFF") + ": " + wlan.explanation();
     if (why.acts)
         why.notes.push_back(std::string("the store says ") + onOff(enabled) +
                             ": a horad that starts now switches it");
+    if (flickers)
+        why.notes.emplace_back(
+            "a plan's status in the store is old: a horad that starts now switches the WLAN "
+            "for a moment, until it has put the status right");
     return why;
 }
 
-// What the row says for the weekday of that moment.
-std::string slotOf(const ValueList& plan, std::time_t moment) {
+// What the row says for that weekday, counted from Monday, which is 0.
+std::string slotOf(const std::string& start, const std::string& stop, std::size_t day) {
     constexpr const char* days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
+    return std::string(days[day]) + ": " +
+           (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
+}
+
+// What it says for the weekday of that moment, and in front of it what goes on from the day before.
+std::string slotsOf(const ValueList& plan, std::time_t moment) {
+    constexpr std::size_t week = 7; // days
     const std::optional<LocalTime> local = localTimeOf(moment);
     if (!local)
         return "";
-    const auto day = static_cast<std::size_t>((weekDayOf(*local) + 6) % 7); // from Monday on, which is 0
-    const std::string start = plan.getValue(orv::horad::dayColumnsOf(day).start).getText();
-    const std::string stop = plan.getValue(orv::horad::dayColumnsOf(day).stop).getText();
-    return std::string(days[day]) + ": " +
-           (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
+    const std::size_t today = (static_cast<std::size_t>(weekDayOf(*local)) + week - 1) % week;
+    const std::size_t yesterday = (today + week - 1) % week;
+    std::string text;
+    for (const std::size_t day : {yesterday, today}) {
+        const std::string start = plan.getValue(orv::horad::dayColumnsOf(day).start).getText();
+        const std::string stop = plan.getValue(orv::horad::dayColumnsOf(day).stop).getText();
+        if (day == today || TimePlanTime(stop) < TimePlanTime(start))
+            text += (text.empty() ? "" : ", ") + slotOf(start, stop, day);
+    }
+    return text;
 }
 
 Explanation explainPlan(const Question& question, const std::string& table, const ValueList& stored) {
@@ -104,7 +125,7 @@ Explanation explainPlan(const Question& question, const std::string& table, cons
     why.decides = "slot";
     why.conditions = {
         {"inside a slot", active == activates, timeForPerson(question.present),
-         slotOf(stored, question.present)},
+         slotsOf(stored, question.present)},
         {"Activate", activates, activates ? "1" : "0", "1 is active in the slots, 0 outside of them"},
         {"the status is not as wanted", was != active, was ? "1" : "0", active ? "1" : "0"}};
     why.next = settled.next(isIts);

@@ -71,6 +71,24 @@ Name nameOf(TimeframeObstacle obstacle) {
     return Startable;
 }
 
+// Whether time alone may take it away: a service that runs and what is on the line are taken to go on.
+bool passesWithTime(TimeframeObstacle obstacle) {
+    switch (obstacle) {
+    case TimeframeObstacle::NotBegun:
+    case TimeframeObstacle::NotDue:
+    case TimeframeObstacle::OutsidePlan:
+        return true;
+    case TimeframeObstacle::None:
+    case TimeframeObstacle::Succeeded:
+    case TimeframeObstacle::Running:
+    case TimeframeObstacle::Over:
+    case TimeframeObstacle::RunsUsedUp:
+    case TimeframeObstacle::LineBusy:
+        return false;
+    }
+    return false;
+}
+
 const char* textOf(ServiceState state) {
     switch (state) {
     case ServiceState::Unknown:
@@ -148,6 +166,13 @@ std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
     };
 }
 
+std::optional<std::time_t> nextStart(const Question& question, const std::string& frame) {
+    return Settled(question).next([&frame](const Event& event) {
+        return event.what == Event::What::Service &&
+               std::find(event.rows.begin(), event.rows.end(), frame) != event.rows.end();
+    });
+}
+
 Explanation leftOut(const std::string& subject, const ValueList& row) {
     Explanation why;
     why.subject = subject;
@@ -184,10 +209,8 @@ Explanation explainFrame(const Question& question, int id) {
     why.decides = names[nameOf(obstacle)];
     why.summary = why.acts ? subject + " starts " + printable(rowName(frame->name(), frame->id())) + " now"
                            : "No start: \"" + why.decides + "\" is not met";
-    why.next = Settled(question).next([&subject](const Event& event) {
-        return event.what == Event::What::Service &&
-               std::find(event.rows.begin(), event.rows.end(), subject) != event.rows.end();
-    });
+    if (passesWithTime(obstacle))
+        why.next = nextStart(question, subject);
     why.notes = {"a horad that runs already may wait for the frame's next execution time"};
     return why;
 }

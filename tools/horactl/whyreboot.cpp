@@ -79,14 +79,17 @@ Explanation explainReboot(const Question& question) {
     const Settings settings(row != nullptr ? *row : ValueList());
     Explanation why;
     why.subject = "reboot";
-    why.conditions = conditionsOf(question, settings, lineOf(question));
+    const Line line = lineOf(question);
+    why.conditions = conditionsOf(question, settings, line);
     const auto stops = std::find_if(why.conditions.begin(), why.conditions.end(),
                                     [](const Condition& condition) { return !condition.met; });
     why.acts = stops == why.conditions.end();
     why.decides = (why.acts ? why.conditions.back() : *stops).name;
     why.summary = why.acts ? "The router would reboot now, within a minute"
                            : "No reboot now: \"" + why.decides + "\" is not met";
-    why.next = Settled(question).next([](const Event& event) { return event.what == Event::What::Reboot; });
+    if (settings.enabled && !settings.time.empty() && !line.call) // else time alone changes nothing
+        why.next =
+            Settled(question).next([](const Event& event) { return event.what == Event::What::Reboot; });
     why.notes = {
         "a reboot is exact to a minute only: horad looks at it every 50 seconds, and nobody knows when "
         "the running one does",
