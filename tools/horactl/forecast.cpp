@@ -66,8 +66,9 @@ void Forecast::schedule(const Circumstances& circumstances) {
     for (const Span& stream : circumstances.streams)
         scheduleSpan(stream, streams_, &LineFiles::setStream);
     for (const ClockStep& step : circumstances.clockSteps)
-        machine_.at(passedAt(step.at),
-                    [this, by = step.by] { machine_.setClock(machine_.now() + by * Machine::second); });
+        if (step.at >= start_.at) // an earlier one has been: the clock shows the start already
+            machine_.at(passedAt(step.at),
+                        [this, by = step.by] { machine_.setClock(machine_.now() + by * Machine::second); });
 }
 
 // Spans may overlap: the line is busy until the last one ends.

@@ -114,11 +114,11 @@ private:
     LineFiles line_;
     orv::simulation::Machine machine_;
     orv::simulation::Tables tables_;
+    OnCommit onCommit_;
+    OnLine onLine_; // lines that are counted are told at the very end
     orv::horad::RedirectedLog redirectedLog_;
     orv::horad::CountedRepeats repeats_;
     std::unique_ptr<Life> life_;
-    OnCommit onCommit_;
-    OnLine onLine_;
     int calls_ = 0; // that run at the same time
     int streams_ = 0;
     std::uint64_t iterations_ = 0;
