@@ -42,12 +42,19 @@ Event wlanEvent(std::time_t time, const Tables& tables, const Tables::Change& ch
     return event;
 }
 
+bool isOfService(const Tables& tables, int frame, const Tables::Change& service) {
+    return tables.text(dbm::TimeFrame, dbm::TimeFrame_Servicetable, frame) == service.table &&
+           tables.number(dbm::TimeFrame, dbm::TimeFrame_ServicetableId, frame) == service.id;
+}
+
 // Its frames are those whose runs were counted with it.
-Event serviceEvent(std::time_t time, const Tables::Change& change, const Forecast::Changes& changes) {
+Event serviceEvent(std::time_t time, const Tables& tables, const Tables::Change& change,
+                   const Forecast::Changes& changes) {
     Event event{
         time, Event::What::Service, change.after.getText(), {}, rowName(change.table, change.id) + " starts"};
     for (const Tables::Change& other : changes)
-        if (other.table == dbm::TimeFrame && other.column == dbm::TimeFrame_RunCounter)
+        if (other.table == dbm::TimeFrame && other.column == dbm::TimeFrame_RunCounter &&
+            isOfService(tables, other.id, change))
             event.rows.push_back(rowName(other.table, other.id));
     return event;
 }
@@ -85,7 +92,7 @@ void EventReader::readOne(std::time_t time, const Tables::Change& change, const 
     else if (change.table == dbm::Reboot)
         take_(rebootEvent(time, forecast_.tables(), change));
     else if (change.column == dbm::Service_Status)
-        take_(serviceEvent(time, change, changes));
+        take_(serviceEvent(time, forecast_.tables(), change, changes));
 }
 
 std::vector<Event> clockChanges(std::time_t from, std::time_t to) {
