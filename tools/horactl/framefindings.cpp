@@ -8,6 +8,7 @@
 #include "timeplan/timeframe.h"
 #include "tools/horactl/findings.h"
 #include "tools/horactl/localtime.h"
+#include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
 
 #include <algorithm>
@@ -210,6 +211,7 @@ private:
 
     Inquiry& inquiry_;
     Findings& findings_;
+    SilentLog silence_;
     Machine machine_;
     int interval_; // seconds
     orv::horad::Log log_ = orv::horad::Log("timefrmhdl", "timeframehandler");

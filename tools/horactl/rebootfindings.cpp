@@ -6,6 +6,7 @@
 #include "tools/horactl/forecast.h"
 #include "tools/horactl/linefiles.h"
 #include "tools/horactl/localtime.h"
+#include "tools/horactl/loglines.h"
 
 #include <algorithm>
 #include <optional>
@@ -49,6 +50,7 @@ std::vector<std::time_t> rebootsWith(const ValueList& settings, std::time_t from
     Machine machine(std::int64_t{from} * Machine::second);
     machine.setUptime(longUp);
     const LineFiles line;
+    const SilentLog silence;
     std::vector<std::time_t> moments;
     bool rebooting = false;
     tables.onCommit([&](const orv::simulation::Tables::Changes&) {

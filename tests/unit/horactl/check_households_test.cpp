@@ -1,7 +1,9 @@
+#include "support/capturedlog.h"
 #include "tools/loadsource.h"
 #include "unit/horactl/checkedhousehold.h"
 
 #include <gmock/gmock.h>
+#include <unistd.h>
 
 namespace tools::horactl::testing {
 
@@ -143,6 +145,15 @@ TEST_F(CheckHouseholds, TellTheirFindingsInTheOrderOfTheTables) {
     add("WlanTimePlans", 1, {});
     EXPECT_THAT(places(), ::testing::ElementsAre("TimePlans.1 StartMon", "WlanTimePlans.1 Activate",
                                                  "TimeFrame.1 WindowMode", "AutoReboot Time"));
+}
+
+TEST_F(CheckHouseholds, AreSearchedWithoutLinesOfHoradsLog) {
+    addDaily("WlanTimePlans", 1, 0, "02:15", "02:45");
+    add("TimeFrame", 1, {{"WindowMode", 7}});
+    set("AutoReboot", {{"Enable", 1}, {"Time", "0330"}});
+    const fakes::CapturedOutput errors(STDERR_FILENO);
+    EXPECT_FALSE(findings().empty());
+    EXPECT_EQ(errors.text().substr(0, 200), "");
 }
 
 const Finding sample = {"TimePlans.1", "StartMon", "8\x1b[2J", "it is \"8\"", "8:00"};

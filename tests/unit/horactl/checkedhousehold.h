@@ -1,6 +1,5 @@
 #pragma once
 
-#include "log.h"
 #include "simulation/schema.h"
 #include "tools/horactl/check.h"
 
@@ -36,10 +35,6 @@ inline velta::ValueList rowOf(const std::string& table, int id, const Cells& cel
     }
     return row;
 }
-
-struct Silence : orv::horad::LogSink {
-    void take(orv::horad::LogLevel, const std::string&, const char*) override {}
-};
 
 // A new store in Berlin, and what is put into it.
 class CheckTest : public ::testing::Test {
@@ -93,10 +88,6 @@ protected:
 
     Household household;
     CheckInput input{present, 0};
-
-private:
-    Silence silence_;
-    orv::horad::RedirectedLog log_{silence_};
 };
 
 } // namespace tools::horactl::testing
