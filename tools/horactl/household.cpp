@@ -148,6 +148,7 @@ public:
 
     void table(const std::string& name, bool list) override {
         finishTable();
+        name_ = name;
         list_ = list;
         shape_ = findShape(name);
         if (shape_ == nullptr && isFollowed(name))
@@ -188,8 +189,9 @@ private:
             cells.add(column, cellOf(shape_, column, cell));
             hasId = hasId || column == idColumn;
         }
-        if (list_ && hasId && !ids_.insert(idOf(cells)).second)
-            throw Refused("Id " + std::to_string(idOf(cells)) + " stands there twice");
+        const int id = orv::simulation::idOf(cells);
+        if (list_ && hasId && !ids_.insert(id).second)
+            throw Refused("Id " + std::to_string(id) + " stands there twice");
         if (list_ && !hasId)
             withoutId_.push_back(rows_->size());
         return shape_ != nullptr ? orv::simulation::with(shape_->newRow(), cells) : cells;
@@ -197,12 +199,18 @@ private:
 
     // Rows without an Id come behind all others, as `cfgctl load` adds them.
     void finishTable() {
-        std::uint32_t next = ids_.empty() ? 1 : *ids_.rbegin() + 1;
+        std::int64_t next = ids_.empty() ? 1 : std::max<std::int64_t>(*ids_.rbegin(), 0) + 1;
         for (const std::size_t index : withoutId_) {
+            if (next > INT32_MAX)
+                throw Refused("table " + name_ + ": no Id is left for a row without one");
             ValueList id;
             id.add(idColumn, cellFromNumber({idColumn, Value::Integer}, next++));
             (*rows_)[index] = orv::simulation::with((*rows_)[index], id);
         }
+        if (list_ && rows_ != nullptr) // in Id order, as a store has them
+            std::stable_sort(rows_->begin(), rows_->end(), [](const ValueList& one, const ValueList& other) {
+                return orv::simulation::idOf(one) < orv::simulation::idOf(other);
+            });
         withoutId_.clear();
         ids_.clear();
         rows_ = nullptr;
@@ -220,10 +228,11 @@ private:
     }
 
     Household household_;
+    std::string name_; // of the table that is read, as all below
     const TableShape* shape_ = nullptr;
     bool list_ = false;
     Rows* rows_ = nullptr;
-    std::set<std::uint32_t> ids_; // of the table
+    std::set<int> ids_;
     std::vector<std::size_t> withoutId_;
 };
 

@@ -90,6 +90,11 @@ std::string slotOf(const std::string& start, const std::string& stop, std::size_
            (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
 }
 
+// Equal ends are a whole day; 00:00:00 to 00:00:00 is no slot.
+bool goesOnTomorrow(const TimePlanTime& start, const TimePlanTime& stop) {
+    return stop <= start && start.isSet();
+}
+
 // What it says for the weekday of that moment, and in front of it what goes on from the day before.
 std::string slotsOf(const ValueList& plan, std::time_t moment) {
     constexpr std::size_t week = 7; // days
@@ -102,7 +107,7 @@ std::string slotsOf(const ValueList& plan, std::time_t moment) {
     for (const std::size_t day : {yesterday, today}) {
         const std::string start = plan.getValue(orv::horad::dayColumnsOf(day).start).getText();
         const std::string stop = plan.getValue(orv::horad::dayColumnsOf(day).stop).getText();
-        if (day == today || TimePlanTime(stop) < TimePlanTime(start))
+        if (day == today || goesOnTomorrow(TimePlanTime(start), TimePlanTime(stop)))
             text += (text.empty() ? "" : ", ") + slotOf(start, stop, day);
     }
     return text;

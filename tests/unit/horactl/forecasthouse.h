@@ -2,6 +2,7 @@
 
 #include "support/scriptedclock.h"
 #include "tools/horactl/forecast.h"
+#include "tools/horactl/question.h"
 #include "unit/horactl/weekhouse.h"
 
 #include <ctime>
@@ -63,6 +64,14 @@ inline Lines writesOf(const Household& household, std::int64_t seconds,
     record(forecast, writes);
     forecast.runUntil(noon + seconds);
     return writes;
+}
+
+// Of tables from elsewhere, at noon.
+inline Question questionOf(const Household& household) {
+    Question question;
+    question.household = household;
+    question.present = noon;
+    return question;
 }
 
 } // namespace tools::horactl::testing
