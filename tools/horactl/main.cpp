@@ -125,11 +125,18 @@ int printSimulation(Question& question, const Arguments& arguments) {
     return exitDone;
 }
 
-Household readHousehold(const Arguments& arguments, const std::list<std::string>& planTables) {
-    if (arguments.file) {
-        tools::LoadSource source(*arguments.file);
+Household readFile(const std::string& path, const std::list<std::string>& planTables) {
+    try {
+        tools::LoadSource source(path);
         return readDump(source, planTables);
+    } catch (const tools::Refused& refused) {
+        throw tools::Refused((path == "-" ? "standard input" : path) + ": " + refused.what());
     }
+}
+
+Household readHousehold(const Arguments& arguments, const std::list<std::string>& planTables) {
+    if (arguments.file)
+        return readFile(*arguments.file, planTables);
     const std::string socket = arguments.socket.value_or(storeSocket);
     orv::cfg::Connection connection(socket, programName, tools::answerTimeout);
     tools::connect(connection, socket);
