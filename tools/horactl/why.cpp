@@ -29,7 +29,6 @@ using orv::horad::TimePlanTime;
 using orv::horad::WlanAction;
 using orv::horad::WlanVote;
 using orv::simulation::idOf;
-using orv::simulation::Tables;
 using velta::ValueList;
 
 namespace {
