@@ -183,18 +183,19 @@ static_assert(std::size(zoneCases) >= 20);
 constexpr std::time_t newYear2023 = 1672531200; // in UTC
 constexpr std::time_t newYear2024 = 1704067200;
 
-TEST_F(EventsTest, ClockChangesAreFoundToTheSecond) {
-    for (const ZoneCase& one : zoneCases) {
-        zone.set(one.zone);
-        const std::vector<Event> events = clockChanges(newYear2023, newYear2024);
-        ASSERT_EQ(events.size(), 2U) << one.zone;
-        EXPECT_EQ(events[0].time, one.first) << one.zone;
-        EXPECT_EQ(events[0].to, one.firstOffset) << one.zone;
-        EXPECT_EQ(events[1].time, one.second) << one.zone;
-        EXPECT_EQ(events[1].to, one.secondOffset) << one.zone;
-        EXPECT_THAT(events[0].rows, IsEmpty());
-        EXPECT_EQ(events[0].what, Event::What::Clock);
-    }
+TEST_F(EventsTest, ClockChangesAreFoundToTheSecondWhereverTheSearchBegins) {
+    for (const ZoneCase& one : zoneCases)
+        for (const std::time_t later : {0, 1, 5, 12347}) {
+            zone.set(one.zone);
+            const std::vector<Event> events = clockChanges(newYear2023 + later, newYear2024);
+            ASSERT_EQ(events.size(), 2U) << one.zone;
+            EXPECT_EQ(events[0].time, one.first) << one.zone << ' ' << later;
+            EXPECT_EQ(events[0].to, one.firstOffset) << one.zone;
+            EXPECT_EQ(events[1].time, one.second) << one.zone << ' ' << later;
+            EXPECT_EQ(events[1].to, one.secondOffset) << one.zone;
+            EXPECT_THAT(events[0].rows, IsEmpty());
+            EXPECT_EQ(events[0].what, Event::What::Clock);
+        }
 }
 
 TEST_F(EventsTest, ClockChangesAreLookedForBehindTheBeginningUpToTheEnd) {

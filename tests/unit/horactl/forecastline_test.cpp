@@ -295,6 +295,14 @@ TEST_F(ForecastLog, LinesThatRepeatAreCounted) {
                                    "+120 info timefrmhdl: repeated 3 times: system not idle, reschedule"));
 }
 
+TEST_F(ForecastLog, WhatIsCountedIsToldAMinuteLater) {
+    addFrame(3);
+    Circumstances circumstances;
+    circumstances.streams = fromNoon({{0, 35}});
+    EXPECT_THAT(of("repeated", logOf(false, 120, circumstances)),
+                ElementsAre("+92 info timefrmhdl: repeated 1 time: system not idle, reschedule"));
+}
+
 } // namespace
 
 } // namespace tools::horactl::testing

@@ -54,7 +54,7 @@ protected:
                   acts)
             << decides;
     }
-    // Each obstacle alone, each pair of them, and what is just none.
+    // Each obstacle alone, beside the two that are asked next, and what is just none.
     void expectObstacles(const std::string& subject, const std::vector<Obstacle>& obstacles,
                          const std::string& wrote, std::int64_t seconds) {
         const Question free = question;
@@ -71,7 +71,7 @@ protected:
                 expect(subject, last, true, wrote, seconds);
                 again();
             }
-            for (std::size_t j = i; j < obstacles.size(); ++j) {
+            for (std::size_t j = i; j < std::min(i + 3, obstacles.size()); ++j) {
                 if (i != j && std::string(obstacles[i].about) == obstacles[j].about)
                     continue;
                 obstacles[j].put();
