@@ -5,6 +5,7 @@
 #include "handlers/wlandecision.h"
 #include "timeplan/isotime.h"
 #include "timeplan/timeplantime.h"
+#include "timeplan/weekslots.h"
 #include "tools/cells.h"
 #include "tools/errors.h"
 #include "tools/horactl/events.h"
@@ -25,6 +26,7 @@ namespace tools::horactl {
 
 namespace dbm = orv::horad::dbm;
 using nlohmann::ordered_json;
+using orv::horad::Slot;
 using orv::horad::TimePlanTime;
 using orv::horad::WlanAction;
 using orv::horad::WlanVote;
@@ -89,11 +91,6 @@ std::string slotOf(const std::string& start, const std::string& stop, std::size_
            (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
 }
 
-// Equal ends are a whole day; 00:00:00 to 00:00:00 is no slot.
-bool goesOnTomorrow(const TimePlanTime& start, const TimePlanTime& stop) {
-    return stop <= start && start.isSet();
-}
-
 // What it says for the weekday of that moment, and in front of it what goes on from the day before.
 std::string slotsOf(const ValueList& plan, std::time_t moment) {
     constexpr std::size_t week = 7; // days
@@ -106,7 +103,8 @@ std::string slotsOf(const ValueList& plan, std::time_t moment) {
     for (const std::size_t day : {yesterday, today}) {
         const std::string start = plan.getValue(orv::horad::dayColumnsOf(day).start).getText();
         const std::string stop = plan.getValue(orv::horad::dayColumnsOf(day).stop).getText();
-        if (day == today || goesOnTomorrow(TimePlanTime(start), TimePlanTime(stop)))
+        const Slot slot{TimePlanTime(start), TimePlanTime(stop)};
+        if (day == today || (slot.isSet() && slot.runsPastMidnight()))
             text += (text.empty() ? "" : ", ") + slotOf(start, stop, day);
     }
     return text;
