@@ -83,7 +83,7 @@ public:
     void onLine(OnLine handler) { onLine_ = std::move(handler); }
 
     // Lets horad live until that moment, as a clock shows it that was never set, or until `goOn` says no
-    // after an iteration.
+    // after an iteration. The last iteration is waited for: it may end two seconds later.
     void runUntil(std::time_t end, const std::function<bool()>& goOn = {});
     // Lets horad live until it has nothing more to write, a minute at most.
     void settle();
