@@ -5,6 +5,7 @@
 #include "velta/celltype.h"
 #include "velta/text.h"
 
+#include <nlohmann/json.hpp>
 #include <optional>
 
 namespace tools {

@@ -4,7 +4,7 @@
 #include "velta/value.h"
 
 #include <cstdint>
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 // Cells between the store and what a person or a program writes.

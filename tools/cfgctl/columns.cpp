@@ -3,6 +3,8 @@
 #include "tools/cells.h"
 #include "velta/celltype.h"
 
+#include <nlohmann/json.hpp>
+
 namespace tools::cfgctl {
 
 using nlohmann::ordered_json;

@@ -3,7 +3,7 @@
 #include "tools/table.h"
 #include "velta/protocol/message.h"
 
-#include <nlohmann/json.hpp>
+#include <nlohmann/json_fwd.hpp>
 #include <vector>
 
 // What a store says of a table's columns.

@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <charconv>
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include <unistd.h>
 

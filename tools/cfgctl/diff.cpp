@@ -3,6 +3,8 @@
 #include "tools/cells.h"
 #include "tools/text.h"
 
+#include <nlohmann/json.hpp>
+
 namespace tools::cfgctl {
 
 using nlohmann::ordered_json;

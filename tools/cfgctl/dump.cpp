@@ -4,6 +4,7 @@
 #include "velta/celltype.h"
 #include "velta/text.h"
 
+#include <nlohmann/json.hpp>
 #include <utility>
 
 namespace tools::cfgctl {

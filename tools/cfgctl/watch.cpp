@@ -14,6 +14,7 @@
 #include <iostream>
 #include <list>
 #include <map>
+#include <nlohmann/json.hpp>
 #include <system_error>
 #include <utility>
 

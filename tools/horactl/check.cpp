@@ -4,6 +4,8 @@
 #include "tools/horactl/findings.h"
 #include "tools/text.h"
 
+#include <nlohmann/json.hpp>
+
 namespace tools::horactl {
 
 namespace {

@@ -2,6 +2,7 @@
 #include "tools/cells.h"
 #include "tools/errors.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 
 #include <gtest/gtest.h>

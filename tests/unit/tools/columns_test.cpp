@@ -1,6 +1,8 @@
 #include "rows.h"
 #include "tools/cfgctl/columns.h"
 
+#include <nlohmann/json.hpp>
+
 #include <gtest/gtest.h>
 
 namespace tools::cfgctl {

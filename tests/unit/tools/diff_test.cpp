@@ -1,6 +1,7 @@
 #include "rows.h"
 #include "tools/cfgctl/diff.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 

@@ -3,6 +3,7 @@
 #include "tools/errors.h"
 
 #include <algorithm>
+#include <nlohmann/json.hpp>
 #include <string>
 #include <utility>
 #include <vector>

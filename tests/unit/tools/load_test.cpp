@@ -7,6 +7,7 @@
 #include "tools/errors.h"
 #include "velta/protocol/wire.h"
 
+#include <nlohmann/json.hpp>
 #include <string>
 #include <vector>
 
