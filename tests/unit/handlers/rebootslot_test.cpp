@@ -39,7 +39,7 @@ TEST(RebootSlot, IsTheMinuteFromItsTimeOnAndMayRunPastMidnight) {
 std::vector<int> daysOf(const TimePlan& plan) {
     std::vector<int> days;
     for (int day = 0; day < 7; ++day) {
-        const std::time_t slot = monday + day * secondsADay + begin;
+        const auto slot = static_cast<long>(monday + day * secondsADay + begin);
         if (plan.isInTimeslot(slot))
             days.push_back(day);
         EXPECT_EQ(plan.isInTimeslot(slot + 59), plan.isInTimeslot(slot)) << day;
