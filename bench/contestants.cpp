@@ -2,6 +2,7 @@
 
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
+#include "cfg/requests.h"
 
 #include <cerrno>
 #include <initializer_list>
@@ -25,7 +26,7 @@ constexpr unsigned transactionWait = 500; // milliseconds, as long as horad's
     throw std::system_error(errno, std::generic_category(), what);
 }
 
-// Commits in the way in which horad writes a status.
+// Commits in the way in which horad writes a status: it hears of each step before it goes on.
 class Store : public Contestant {
 public:
     explicit Store(const std::string& socket)
@@ -34,23 +35,40 @@ public:
     }
 
     void commit(bool value) override {
-        velta::Value status(velta::Value::Switch);
-        status.setInteger(value ? 1 : 0);
-        velta::ValueList values;
-        values.add("TimePlanStatus", status);
         check(client_.startTransaction());
-        check(client_.updateRow("TimePlans", "Id", "1", values));
+        check(client_.updateRow("TimePlans", "Id", "1", status(value)));
         check(client_.closeTransaction());
     }
 
-private:
+protected:
+    static velta::ValueList status(bool value) {
+        velta::Value cell(velta::Value::Switch);
+        cell.setInteger(value ? 1 : 0);
+        velta::ValueList values;
+        values.add("TimePlanStatus", cell);
+        return values;
+    }
+
+    orv::cfg::ConfigClient& client() { return client_; }
+
     static void check(const velta::protocol::EResultCode& result) {
         if (!result.ok())
             throw std::runtime_error("store: " + result.strerror());
     }
 
+private:
     orv::cfg::Connection connection_;
     orv::cfg::ConfigClient client_;
+};
+
+// Commits in the way in which cfgctl sets a cell: all three steps in one exchange, as the peers' commits.
+class StoreAtOnce : public Store {
+public:
+    using Store::Store;
+
+    void commit(bool value) override {
+        check(client().commitWrite(orv::cfg::requests::update("TimePlans", "Id", "1", status(value))));
+    }
 };
 
 class Sqlite : public Contestant {
@@ -253,6 +271,8 @@ private:
 std::unique_ptr<Contestant> makeContestant(const std::string& who, const std::string& where) {
     if (who == "horad")
         return std::make_unique<Store>(where);
+    if (who == "horad at once")
+        return std::make_unique<StoreAtOnce>(where);
     if (who == "SQLite")
         return std::make_unique<Sqlite>(where);
     if (who == "fdatasync")

@@ -73,13 +73,17 @@ EResultCode ConfigClient::startTransaction() {
     const EResultCode ready = before_ ? before_() : EResultCode();
     if (!ready.ok())
         return ready;
-    Request request = requests::of(RequestKind::Begin);
-    request.number = transactionWait_;
     Reply reply;
-    const EResultCode result = ask(std::move(request), reply);
+    const EResultCode result = ask(beginning(), reply);
     if (result.ok())
         setTransactionOpen(true);
     return result;
+}
+
+Request ConfigClient::beginning() const {
+    Request request = requests::of(RequestKind::Begin);
+    request.number = transactionWait_;
+    return request;
 }
 
 EResultCode ConfigClient::closeTransaction() {
@@ -131,6 +135,21 @@ EResultCode ConfigClient::readTable(const std::string& table, Snapshot& rows) {
 Pipeline ConfigClient::writesAhead() {
     dropSnapshots();
     return Pipeline(connection_);
+}
+
+// The end is sent before it is known whether the write succeeds: if it fails, a transaction without changes
+// ends.
+EResultCode ConfigClient::commitWrite(Request write) {
+    const EResultCode ready = before_ ? before_() : EResultCode();
+    if (!ready.ok())
+        return ready;
+    Pipeline pipeline = writesAhead();
+    const bool sent = pipeline.send(beginning()).ok() && pipeline.send(std::move(write)).ok() &&
+                      pipeline.send(requests::of(RequestKind::Commit)).ok();
+    EResultCode result = pipeline.finish();
+    if (!sent && pipeline.done() > 0)
+        (void)endTransaction(RequestKind::Abort);
+    return result;
 }
 
 void ConfigClient::connectionLost() {

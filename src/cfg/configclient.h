@@ -49,6 +49,10 @@ public:
     EResultCode readTable(const std::string& table, Snapshot& rows);
     // For many writes of the open transaction; see Pipeline.
     Pipeline writesAhead();
+    // One write in a transaction of its own, in one exchange instead of three. The request is a write. Fails
+    // with the first of the beginning, the write and the end that failed; nothing is changed then, unless the
+    // end failed with outcomeUnknown.
+    EResultCode commitWrite(velta::protocol::Request write);
     // A row without an "Id" gets the next free one; `id` says which it has.
     EResultCode insertRow(const std::string& table, const velta::ValueList& values, std::uint32_t& id);
     EResultCode removeRow(const std::string& table, const std::string& keyColumn, const std::string& key);
@@ -59,6 +63,7 @@ public:
     void connectionLost();
 
 private:
+    velta::protocol::Request beginning() const;
     EResultCode readSnapshot(velta::protocol::Request& request, Snapshot& snapshot);
     EResultCode readOneRow(velta::protocol::Request request, const velta::NameList& columns,
                            velta::ValueList& values);

@@ -71,10 +71,21 @@ void Server::shutDown(std::chrono::milliseconds patience) {
     database_.flushLines();
 }
 
-// Takes no more requests. Called again and again, because the end of a reading resumes its session.
+// Takes no more requests. Called again and again, because the end of a reading resumes its session. Answers
+// may wait for the one to the next request, which is not taken any more.
 void Server::pauseAll() {
-    for (auto& [id, client] : clients_)
+    for (auto& [id, client] : clients_) {
         client.session->pause();
+        flush(*client.session);
+    }
+}
+
+void Server::flush(Session& session) {
+    try {
+        session.flush();
+    } catch (const std::exception&) {
+        session.close();
+    }
 }
 
 // Whether some answer has begun but is not sent completely.
@@ -117,10 +128,16 @@ void Server::turn(Session& session) {
             serveReading(session);
         else
             serveRequest(session);
-        session.flush();
+        if (!answersTogether(session))
+            session.flush();
     } catch (const std::exception&) {
         session.close();
     }
+}
+
+// The requests of a transaction that came together are answered together: the client is woken once.
+bool Server::answersTogether(const Session& session) const {
+    return session.hasRequest() && queue_.owns(session.id());
 }
 
 void Server::serveRequest(Session& session) {

@@ -61,6 +61,7 @@ private:
     void round();
     bool hasTurn(const Session& session) const;
     void turn(Session& session);
+    bool answersTogether(const Session& session) const;
     void serveRequest(Session& session);
     Answer answerTo(Session& session, const velta::protocol::Request& request);
     void serveReading(Session& session);
@@ -82,6 +83,7 @@ private:
     unsigned untilDeadline(unsigned milliseconds) const;
     bool isAnswering() const;
     void pauseAll();
+    static void flush(Session& session);
 
     velta::net::EventDispatcher& dispatcher_;
     Database& database_;

@@ -96,7 +96,7 @@ void Session::onReady(unsigned ready) {
         if ((ready & EventDispatcher::Readable) != 0) {
             if (wantsInput())
                 readOnce();
-            else if (isHungUp() && !hasRequest())
+            else if (!hasRequest() && isHungUp())
                 close();
         }
         if (hasRequest())

@@ -1,5 +1,6 @@
 #include "tools/cfgctl/commands.h"
 
+#include "cfg/requests.h"
 #include "tools/cells.h"
 #include "tools/cfgctl/columns.h"
 #include "tools/cfgctl/dump.h"
@@ -26,6 +27,7 @@ using velta::ValueList;
 using velta::protocol::ColumnInfo;
 using velta::protocol::EResultCode;
 using velta::protocol::TableInfo;
+namespace requests = orv::cfg::requests;
 
 namespace {
 
@@ -177,12 +179,9 @@ std::string getCommand(ConfigClient& client, const Arguments& arguments) {
 std::string setCommand(ConfigClient& client, const Arguments& arguments) {
     const Target& target = arguments.target;
     const ValueList values = typedCells(describeRowOf(client, target), arguments.cells);
-    Transaction transaction(client);
-    if (target.id)
-        require(client.updateRow(target.table, idColumn, std::to_string(*target.id), values));
-    else
-        require(client.writeSingleRow(target.table, 0, values));
-    transaction.commit();
+    require(client.commitWrite(
+        target.id ? requests::update(target.table, idColumn, std::to_string(*target.id), values)
+                  : requests::writeSingle(target.table, 0, values)));
     return {};
 }
 
@@ -197,9 +196,7 @@ std::string addCommand(ConfigClient& client, const Arguments& arguments) {
 
 std::string removeCommand(ConfigClient& client, const Arguments& arguments) {
     const auto& [table, id] = arguments.target;
-    Transaction transaction(client);
-    require(client.removeRow(table, idColumn, std::to_string(id.value())));
-    transaction.commit();
+    require(client.commitWrite(requests::remove(table, idColumn, std::to_string(id.value()))));
     return {};
 }
 

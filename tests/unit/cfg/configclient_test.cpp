@@ -1,4 +1,5 @@
 #include "cfg/configclient.h"
+#include "cfg/requests.h"
 #include "unit/cfg/support.h"
 #include "velta/protocol/wire.h"
 
@@ -287,6 +288,51 @@ TEST_F(ConfigClientTest, StartAsksFirstWhetherItMay) {
     ConfigClient asking(connection, 0, [] { return EResultCode(code::outdated); });
     EXPECT_EQ(asking.startTransaction().code(), code::outdated);
     EXPECT_EQ(server.count(RequestKind::Begin), 0u);
+}
+
+class CommitWriteTest : public ConfigClientTest {
+protected:
+    int commit(const std::string& name = "other") {
+        return client.commitWrite(requests::update("A", "Id", "1", row(1, name))).code();
+    }
+    unsigned count(RequestKind kind) { return static_cast<unsigned>(server.count(kind)); }
+};
+
+TEST_F(CommitWriteTest, BeginningWriteAndEndAreSentBeforeTheFirstAnswer) {
+    std::string answers;
+    for (const RequestKind kind : {RequestKind::Begin, RequestKind::Update, RequestKind::Commit})
+        server.answer(kind, [&answers](const Request& request) {
+            answers += fakes::frameOf(fakes::replyTo(request));
+            return request.kind == RequestKind::Commit ? answers : std::string();
+        });
+
+    EXPECT_EQ(commit(), 0);
+    EXPECT_EQ(server.last(RequestKind::Begin).number, 321u);
+    EXPECT_EQ(server.last(RequestKind::Update).values, row(1, "other"));
+    EXPECT_FALSE(client.isTransactionOpen());
+}
+
+TEST_F(CommitWriteTest, TheFirstStepThatFailsIsTold) {
+    server.refuse(RequestKind::Commit, code::storageFull);
+    EXPECT_EQ(commit(), code::storageFull);
+    server.refuse(RequestKind::Update, code::noSuchRow);
+    EXPECT_EQ(commit(), code::noSuchRow);
+    server.refuse(RequestKind::Begin, code::busy);
+    EXPECT_EQ(commit(), code::busy);
+    EXPECT_EQ(count(RequestKind::Abort), 0u) << "the store has ended what it began";
+}
+
+// Of a large write the answer may be there before the end is sent.
+TEST_F(CommitWriteTest, AWriteThatIsNotSentLeavesNoTransactionOpen) {
+    EXPECT_EQ(commit(std::string(velta::protocol::frameLimit, 'x')), code::tooLarge);
+    EXPECT_EQ(count(RequestKind::Update), 0u);
+    EXPECT_EQ(count(RequestKind::Begin), count(RequestKind::Abort) + count(RequestKind::Commit));
+}
+
+TEST_F(CommitWriteTest, AsksFirstWhetherItMay) {
+    ConfigClient asking(connection, 0, [] { return EResultCode(code::outdated); });
+    EXPECT_EQ(asking.commitWrite(requests::update("A", "Id", "1", row(1, "other"))).code(), code::outdated);
+    EXPECT_EQ(count(RequestKind::Begin), 0u);
 }
 
 TEST_F(ConfigClientTest, TransactionIsOverHoweverItEnds) {

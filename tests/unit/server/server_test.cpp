@@ -184,6 +184,19 @@ TEST_F(ServerTest, AnswersAreSentBeforeItShutsDown) {
     EXPECT_TRUE(isClosed(*client));
 }
 
+TEST_F(ServerTest, AnswersThatWaitForTheNextOneAreSentBeforeItShutsDown) {
+    const Client client = greeted();
+    client->sendAll({ask::begin(0), ask::plain(ask::RequestKind::Commit)});
+    server.handleEvents(1000);
+    client->receive();
+    ASSERT_TRUE(client->answers.empty());
+
+    server.shutDown(std::chrono::seconds(10));
+
+    client->receive();
+    EXPECT_EQ(client->answers.size(), 1U);
+}
+
 TEST_F(ServerTest, ShutDownDoesNotWaitForOneThatNeverReads) {
     const Client client = greeted();
     addLargeRows(*client);

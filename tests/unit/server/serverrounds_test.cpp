@@ -88,6 +88,15 @@ TEST_F(RoundsTest, PipelinedTransactionsTakeTurns) {
     }
 }
 
+TEST_F(RoundsTest, RequestsOfATransactionThatCameTogetherAreAnsweredTogether) {
+    clients[0]->sendAll(transactions(1, "Globals"));
+    oneRound();
+    oneRound();
+    EXPECT_EQ(clients[0]->answers.size(), 0U);
+    oneRound();
+    EXPECT_EQ(clients[0]->answers.size(), 3U);
+}
+
 TEST_F(RoundsTest, HalfAFrameKeepsNobodyWaiting) {
     std::string bytes;
     encode(ask::readTable("Globals"), bytes);
