@@ -63,7 +63,7 @@ void tellParent(ORV_Daemon* daemon, const std::string& report) {
         _exit(0);
     if (report.empty())
         report = "the daemon ended before it was ready";
-    (void)orv::writeToStandardError(report + '\n');
+    orv::writeErrorLine(report);
     _exit(1);
 }
 
@@ -275,7 +275,7 @@ void ORV_Daemon_reportFailure(ORV_Daemon* daemon, const char* reason) {
     if (daemon->parentPipe >= 0)
         tellParent(daemon, reason);
     else
-        (void)orv::writeToStandardError(std::string(reason) + '\n');
+        orv::writeErrorLine(reason);
 }
 
 void ORV_Daemon_deletePidFile(ORV_Daemon* daemon) {

@@ -7,7 +7,6 @@
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 
 namespace orv::error {
 
@@ -24,12 +23,6 @@ Text describe(const char* expression, const char* file, int line) {
     return text;
 }
 
-void writeLine(Text text) {
-    const std::size_t length = std::strlen(text.data());
-    text[length] = '\n'; // in the place of the zero
-    (void)orv::writeToStandardError({text.data(), length + 1});
-}
-
 } // namespace
 
 DefaultAssertHook::DefaultAssertHook() {
@@ -43,7 +36,7 @@ DefaultAssertHook::~DefaultAssertHook() {
 
 void DefaultAssertHook::report(const char* expression, const char* file, int line) const {
     const Text text = describe(expression, file, line);
-    writeLine(text);
+    orv::writeErrorLine(text.data());
     if (syslog_)
         ORV_Sysloglevel_error(ORV_Sysloglevel_registerModul("assert"), file, line, text.data());
 }
@@ -53,7 +46,7 @@ void assertionFailed(const char* expression, const char* file, int line) {
     if (hook != nullptr)
         hook->report(expression, file, line);
     else
-        writeLine(describe(expression, file, line));
+        orv::writeErrorLine(describe(expression, file, line).data());
     std::abort();
 }
 

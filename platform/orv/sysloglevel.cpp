@@ -24,7 +24,8 @@ struct ORV_Sysloglevel_Modul {
     std::atomic<unsigned> mask{0};
 };
 
-static_assert(std::atomic<unsigned>::is_always_lock_free && std::atomic<int>::is_always_lock_free,
+static_assert(std::atomic<unsigned>::is_always_lock_free && std::atomic<int>::is_always_lock_free &&
+                  std::atomic<bool>::is_always_lock_free,
               "signal handlers read these");
 
 namespace {
@@ -50,6 +51,7 @@ std::size_t moduleCount = 0;
 char textPrefix[64] = {};
 char programName[32] = {};
 std::atomic<int> toSystemLog{0};
+std::atomic<bool> toJournal{false}; // what goes to standard error
 std::atomic<int> systemLogSocket{-1};
 std::atomic<unsigned> missingLines{0}; // that standard error did not take, and nobody was told of yet
 
@@ -139,7 +141,19 @@ void addTime(Line& line, std::int64_t clock) {
     line.addNumber(second % 60, 2).add("Z");
 }
 
+// The module, where it is not named as the program is: every line of the system log and the journal says
+// which program it is from.
+Line& addModule(Line& line, const char* program, const char* module) {
+    if (std::strcmp(program, module) != 0)
+        line.add(module).add(": ");
+    return line.add(textPrefix);
+}
+
 Line& begin(Line& line, const LevelInfo& level, const char* module) {
+    if (toJournal) {
+        line.add("<").addNumber(level.severity).add(">");
+        return addModule(line, programName, module);
+    }
     addTime(line, time(nullptr));
     return line.add(" ").add(level.name).add(" ").add(module).add(": ").add(textPrefix);
 }
@@ -171,9 +185,7 @@ void sendToSystemLog(const LevelInfo& level, const char* module, const char* tex
     Line line;
     line.add("<").addNumber(daemonFacility + level.severity).add(">");
     line.add(program).add("[").addNumber(getpid()).add("]: ");
-    if (std::strcmp(program, module) != 0)
-        line.add(module).add(": ");
-    line.add(textPrefix).addText(text);
+    addModule(line, program, module).addText(text);
     (void)sendto(systemLogSocket, line.bytes().data(), line.bytes().size(), MSG_DONTWAIT | MSG_NOSIGNAL,
                  reinterpret_cast<const sockaddr*>(&systemLog), sizeof systemLog);
 }
@@ -211,6 +223,7 @@ int openSystemLog() {
 void ORV_Sysloglevel_construct2(const char* prefix, const char* program) {
     copyCut(textPrefix, prefix);
     copyCut(programName, program);
+    toJournal = orv::isJournalOnStandardError();
 }
 
 ORV_Sysloglevel_Modul* ORV_Sysloglevel_registerModul(const char* name) {

@@ -5,7 +5,9 @@
 // The log facility: modules by name, each with a mask of the levels that it lets through.
 //
 // A line goes to standard error ("2026-11-21T06:44:43Z info horad: text", the time in UTC), or, with the
-// system log on, to /dev/log as a datagram of the daemon facility. Control characters in a text become
+// system log on, to /dev/log as a datagram of the daemon facility. Where standard error is the journal of a
+// service manager, which notes time and program itself, the line is "<6>text", or "<6>timefrm: text" if the
+// module is not named as the program is. Control characters in a text become
 // blanks: a line stays one line whatever was in it, and those at its end are dropped. U+0080 to U+009F are
 // among them, since terminals obey them as well. A byte that is no UTF-8 becomes a question mark. Texts of up
 // to 1900 bytes pass whole. Nothing here reports failure; a line that can't be written is lost.
@@ -29,7 +31,8 @@ enum ORV_Sysloglevel_Level : unsigned {
 };
 
 // Names the program: `program` is the tag of its lines on the system log. An empty `prefix` stands for none;
-// any other stands before each text.
+// any other stands before each text. Finds out whether standard error is the journal: the lines of a program
+// that does not call this never look as the journal wants them.
 void ORV_Sysloglevel_construct2(const char* prefix, const char* program);
 
 // The module of that name, made on the first call with trace level 113; it lives as long as the process.
