@@ -10,4 +10,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-mips -L /usr/mips-linux-gnu)
 # At a fixed address: code that finds its own is a tenth larger here, and the router has little flash.
 set(CMAKE_CXX_FLAGS_INIT "-fno-pie -mno-shared")
-set(CMAKE_EXE_LINKER_FLAGS_INIT "-no-pie")
+# In one piece: code that is optimised in several finds the data of the others by detours.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-no-pie -flto-partition=one")
