@@ -1,5 +1,9 @@
 #include "horad.h"
 
+#include "handlers/dbm.h"
+
+#include <algorithm>
+
 namespace orv::horad {
 
 using cfg::common::IConfigClient;
@@ -15,7 +19,10 @@ static_assert(iterationsPerRebootCheck * eventWait < rebootSlot * 1000, "a reboo
 
 Horad::Horad(std::list<std::string>& tables, unsigned repeatDelay, bool verbose,
              const Register& registerHandler, System& system)
-    : timePlans_(tables, system), timeframes_(repeatDelay, verbose, system), reboot_(system) {
+    : timePlans_(tables, system),
+      timeframes_(repeatDelay, verbose, system),
+      reboot_(system),
+      followsWlan_(std::find(tables.begin(), tables.end(), dbm::WlanTimePlans) != tables.end()) {
     cfg::IConfigHandler* const inOrder[] = {&wlan_, &timePlans_, &timeframes_, &reboot_};
     for (cfg::IConfigHandler* const handler : inOrder)
         registerHandler(handler);

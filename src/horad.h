@@ -44,11 +44,16 @@ public:
 
     void iterate(StoreLink& store);
 
+    // What people want to know first, as a constant text: "WLAN on". Null where the tables don't have the
+    // plans of the WLAN among them, or where its state is not known yet.
+    const char* status() const { return followsWlan_ ? wlan_.status() : nullptr; }
+
 private:
     WlanHandler wlan_;
     TimePlanHandler timePlans_;
     TimeframeHandler timeframes_;
     RebootHandler reboot_;
+    bool followsWlan_;
     std::uint32_t iteration_ = 0;
 };
 

@@ -6,11 +6,14 @@
 #include "options.h"
 #include "orv/daemon.h"
 #include "orv/lackofmemory.h"
+#include "orv/servicenotice.h"
 #include "orv/stop.h"
 #include "velta/net/eventdispatcher.h"
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <exception>
@@ -158,6 +161,41 @@ private:
     orv::Stop stop_;
 };
 
+// What a service manager shows of the daemon. It is told what has changed. What its full queue does not take
+// is tried again with the next call.
+class ServiceStatus {
+public:
+    explicit ServiceStatus(std::size_t tables) {
+        (void)std::snprintf(following_, sizeof following_, "following %zu table%s", tables,
+                            tables == 1 ? "" : "s");
+    }
+    ~ServiceStatus() { (void)orv::tellServiceManager("STOPPING=1"); }
+    ServiceStatus(const ServiceStatus&) = delete;
+    ServiceStatus& operator=(const ServiceStatus&) = delete;
+
+    // The next text goes out together with the message that the daemon is up.
+    void ready() { ready_ = "READY=1\n"; }
+    void showWaiting() { show("waiting for the store"); }
+    // `text` is a constant, or null where there is nothing special to tell.
+    void showWorking(const char* text) { show(text != nullptr ? text : following_); }
+
+private:
+    void show(const char* text) noexcept {
+        if (text == shown_)
+            return;
+        char message[80]; // all texts are short
+        const int length = std::snprintf(message, sizeof message, "%sSTATUS=%s", ready_, text);
+        if (!orv::tellServiceManager({message, static_cast<std::size_t>(length)}))
+            return;
+        ready_ = "";
+        shown_ = text;
+    }
+
+    char following_[40];
+    const char* ready_ = "";
+    const char* shown_ = nullptr; // texts are told apart by their place
+};
+
 // Everything that runs is built here, in this order, and taken down in reverse.
 void run(orv::horad::CountedRepeats& repeats) {
     const StopOnSignal stop;
@@ -170,13 +208,21 @@ void run(orv::horad::CountedRepeats& repeats) {
         options.tables, options.repeatDelay, options.verbose,
         [&notifications](orv::cfg::IConfigHandler* handler) { notifications.registerConfigHandler(handler); },
         system);
+    ServiceStatus status(options.tables.size());
+    status.showWaiting();
     while (running != 0 && !notifications.initialized()) {
         notifications.initialize();
         system.sleep(connectInterval);
         repeats.tell();
     }
     SocketLink store(dispatcher, notifications);
+    if (!options.daemon) // a daemon is up when its pid file is there
+        status.ready();
     while (running != 0) {
+        if (notifications.connected())
+            status.showWorking(horad.status());
+        else
+            status.showWaiting();
         horad.iterate(store);
         repeats.tell();
     }

@@ -46,6 +46,7 @@ bool WlanHandler::readGlobals(IConfigClient& client) {
         alwaysEnabled_ = always != 0;
         turnedOff = !alwaysEnabled_;
     }
+    isRead_ = true;
     Logger::instance().debug("%s: %d, %s: %d", dbm::WlanGlobals_WlanEnable, wlanEnabled_ ? 1 : 0,
                              dbm::WlanGlobals_AlwaysEnable, alwaysEnabled_ ? 1 : 0);
     return turnedOff;
@@ -79,6 +80,14 @@ void WlanHandler::process(IConfigClient& client) {
         return;
     Logger::instance().debug(wlanEnabled_ ? "Switch WLAN off" : "Switch WLAN on");
     writeWlanEnable(client);
+}
+
+const char* WlanHandler::status() const {
+    if (!isRead_)
+        return nullptr;
+    if (alwaysEnabled_)
+        return wlanEnabled_ ? "WLAN on, AlwaysEnable" : "WLAN off, AlwaysEnable";
+    return wlanEnabled_ ? "WLAN on" : "WLAN off";
 }
 
 void WlanHandler::writeWlanEnable(IConfigClient& client) {

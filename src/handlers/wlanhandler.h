@@ -17,11 +17,15 @@ public:
     // Writes again with every call until the store's notice has brought the written value back.
     void process(cfg::common::IConfigClient& client) override;
 
+    // The WLAN as the store says it is, for people: "WLAN on". Null before "WlanGlobals" was read.
+    const char* status() const;
+
 private:
     bool readGlobals(cfg::common::IConfigClient& client);
     bool readTimePlans(cfg::common::IConfigClient& client);
     void writeWlanEnable(cfg::common::IConfigClient& client);
 
+    bool isRead_ = false;      // whether the two below are of the store
     bool wlanEnabled_ = false; // what the store says, not what was written
     bool alwaysEnabled_ = false;
     bool wantedStatus_ = false;

@@ -139,6 +139,51 @@ TEST_F(Wlan, IsSwitchedWhereItDiffersUnlessItIsAlwaysEnabled) {
     }
 }
 
+struct StatusCase {
+    int wlanEnable;
+    int alwaysEnable;
+    const char* status;
+};
+
+const StatusCase statusCases[] = {
+    {0, 0, "WLAN off"},
+    {1, 0, "WLAN on"},
+    {2, 0, "WLAN on"},
+    {0, 1, "WLAN off, AlwaysEnable"},
+    {1, 2, "WLAN on, AlwaysEnable"},
+};
+
+TEST_F(Wlan, StatusIsWhatTheStoreSays) {
+    setPlans({{1, 1}});
+    for (const StatusCase& given : statusCases) {
+        setGlobals(given.wlanEnable, given.alwaysEnable);
+        read();
+        EXPECT_STREQ(handler_.status(), given.status);
+    }
+}
+
+TEST_F(Wlan, StatusChangesWithTheReadingAndNotWithTheWriting) {
+    setPlans({{1, 1}});
+    read();
+    EXPECT_EQ(act(), switched(1));
+    EXPECT_STREQ(handler_.status(), "WLAN off");
+
+    read("WlanGlobals");
+
+    EXPECT_STREQ(handler_.status(), "WLAN on");
+}
+
+TEST_F(Wlan, StatusIsUnknownUntilTheGlobalsWereRead) {
+    store_.fail(Operation::SelectRow, 1);
+    read("WlanGlobals");
+    EXPECT_EQ(handler_.status(), nullptr);
+
+    store_.recover();
+    read("WlanGlobals");
+
+    EXPECT_STREQ(handler_.status(), "WLAN off");
+}
+
 TEST_F(Wlan, SwitchingOnIsLogged) {
     setPlans({{1, 1}});
     read();

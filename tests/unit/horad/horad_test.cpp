@@ -89,4 +89,25 @@ TEST_F(Iterations, FourHandlersAreRegisteredInTheOrderOfTheirDeliveries) {
                                       ElementsAre("TimeFrame", "FileTransfer"), ElementsAre("AutoReboot")));
 }
 
+TEST(Status, IsThatOfTheWlanWhereItsPlansAreAmongTheTables) {
+    struct Case {
+        std::list<std::string> tables;
+        const char* status;
+    };
+    Case cases[] = {{{"TimePlans"}, nullptr}, {{"TimePlans", "WlanTimePlans"}, "WLAN on"}};
+    fakes::CapturedLog log;
+    fakes::FakeStore store;
+    store.table("WlanGlobals") = {fakes::row({{"WlanEnable", 1}, {"AlwaysEnable", 0}})};
+    for (Case& given : cases) {
+        std::vector<orv::cfg::IConfigHandler*> handlers;
+        const Horad horad(given.tables, 0, false,
+                          [&](orv::cfg::IConfigHandler* handler) { handlers.push_back(handler); });
+        EXPECT_EQ(horad.status(), nullptr) << "nothing was read yet";
+
+        (void)handlers.front()->configChanged(store, "WlanGlobals");
+
+        EXPECT_STREQ(horad.status(), given.status);
+    }
+}
+
 } // namespace
