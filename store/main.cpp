@@ -1,8 +1,11 @@
 #include "orv/daemon.h"
 #include "orv/error.h"
 #include "orv/lackofmemory.h"
+#include "orv/servicenotice.h"
+#include "store/fileid.h"
 #include "store/log.h"
 #include "store/options.h"
+#include "store/server/activatedsocket.h"
 #include "store/server/listeningsocket.h"
 #include "store/server/server.h"
 #include "store/server/socketwatch.h"
@@ -16,11 +19,14 @@
 #include <climits>
 #include <csignal>
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <system_error>
+#include <utility>
 
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
@@ -28,6 +34,7 @@ namespace {
 constexpr const char* programName = "cfgserver";
 constexpr const char* pidFileDirectory = "/var/run";
 constexpr auto shutDownPatience = std::chrono::seconds(1);
+constexpr unsigned noticeInterval = 1000; // milliseconds between two attempts to tell the service manager
 
 // In daemon mode: holds the pid file, and tells the parent process when the server is up. Does nothing in the
 // foreground.
@@ -122,27 +129,65 @@ store::Schema readSchema(const store::Options& options) {
     return schema;
 }
 
-void serve(const store::Options& options, store::Schema schema, DaemonMode& daemon) {
+// Whether both paths lead to the same file. Links are followed: an old place may be one to the new.
+bool leadToOneFile(const std::string& one, const std::string& other) {
+    struct stat first {};
+    struct stat second {};
+    return one == other || (stat(one.c_str(), &first) == 0 && stat(other.c_str(), &second) == 0 &&
+                            store::FileId(first) == store::FileId(second));
+}
+
+// A setting without effect would mislead whoever made it.
+void checkAgainst(const store::ActivatedSocket& activated, const store::Options& options) {
+    if (options.socketIsGiven && !leadToOneFile(options.socket, activated.path))
+        throw std::runtime_error("-s names " + options.socket +
+                                 ", but the service manager has passed the socket " + activated.path +
+                                 ": leave out -s, or have the manager pass the other");
+}
+
+using Activated = std::optional<store::ActivatedSocket>;
+
+store::ListeningSocket listeningSocket(const store::Options& options, Activated activated) {
+    if (activated)
+        return store::ListeningSocket(std::move(*activated));
+    return store::ListeningSocket(options.socket, options.group);
+}
+
+// Serves until a signal arrives. A service manager whose queue is full hears a moment later that the server
+// is up.
+void serveUntilStopped(store::Server& server, const StopSignals& stop, const std::string& status) {
+    const std::string ready = "READY=1\nSTATUS=" + velta::onOneLine(status);
+    for (bool told = false; !stop.arrived();) {
+        told = told || orv::tellServiceManager(ready);
+        server.handleEvents(told ? UINT_MAX : noticeInterval);
+    }
+    (void)orv::tellServiceManager("STOPPING=1");
+}
+
+void serve(const store::Options& options, Activated activated, store::Schema schema, DaemonMode& daemon) {
     velta::net::EventDispatcher dispatcher;
     StopSignals stop(dispatcher, options.daemon);
     store::Database database(std::move(schema), options.database);
-    store::ListeningSocket socket(options.socket, options.group);
+    store::ListeningSocket socket = listeningSocket(options, std::move(activated));
     store::ServerOptions serverOptions;
     serverOptions.group = options.group;
     store::Server server(dispatcher, database, socket, serverOptions);
     const store::SocketWatch socketWatch(dispatcher, socket);
     daemon.ready();
-    store::log::info("serves " + std::to_string(database.schema().tables().size()) + " tables at " +
-                     options.socket + " from " +
+    const std::string status =
+        "serves " + std::to_string(database.schema().tables().size()) + " tables at " + socket.path();
+    store::log::info(status + " from " +
                      (options.database.empty() ? "memory: they are lost when it ends" : options.database));
-    while (!stop.arrived())
-        server.handleEvents(UINT_MAX);
+    serveUntilStopped(server, stop, status);
     server.shutDown(shutDownPatience);
 }
 
 void run(const store::Options& options, DaemonMode& daemon) {
+    Activated activated = store::takeActivatedSocket();
+    if (activated)
+        checkAgainst(*activated, options);
     if (options.daemon)
-        ORV_Daemon_closeInheritedDescriptors();
+        ORV_Daemon_closeInheritedDescriptors(activated ? activated->descriptor.get() : -1);
     store::log::open(options.verbose, options.daemon);
     orv::error::DefaultAssertHook assertions;
     assertions.setSyslog(options.daemon);
@@ -150,7 +195,7 @@ void run(const store::Options& options, DaemonMode& daemon) {
     store::Schema schema = readSchema(options);
     if (options.daemon)
         daemon.enter();
-    serve(options, std::move(schema), daemon);
+    serve(options, std::move(activated), std::move(schema), daemon);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "store/options.h"
 
+#include "orv/standarderror.h"
 #include "velta/text.h"
 
 #include <CLI/CLI.hpp>
@@ -46,7 +47,10 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     Options options;
     std::string group;
     CLI::App app("Serves configuration tables to the clients of a socket.", "cfgserver");
-    app.add_option("-s,--socket", options.socket, "The socket's path")
+    app.add_option(
+           "-s,--socket", options.socket,
+           "The socket's path. A socket that the service manager passes is served instead, and -s may "
+           "then lead to no other")
         ->check(checkPath)
         ->capture_default_str();
     app.add_option("-f,--file", options.database, "The database file; without it the tables are in memory")
@@ -59,7 +63,9 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
     app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
     app.failure_message([](const CLI::App*, const CLI::Error& error) {
-        return "cfgserver: " + velta::onOneLine(error.what()) + " (cfgserver -h shows the usage)\n";
+        const std::string severity = orv::isJournalOnStandardError() ? "<3>" : "";
+        return severity + "cfgserver: " + velta::onOneLine(error.what()) +
+               " (cfgserver -h shows the usage)\n";
     });
     try {
         app.parse(argumentCount, arguments);
@@ -69,6 +75,7 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     }
     if (!group.empty())
         options.group = groupNamed(group);
+    options.socketIsGiven = app.count("--socket") != 0;
     makeAbsolute(options.socket);
     makeAbsolute(options.database);
     for (std::string& schema : options.schemas)

@@ -11,7 +11,8 @@ namespace store {
 // The command line. Paths are absolute, so that they hold in a daemon as well.
 struct Options {
     std::string socket = "/tmp/cfgserver.socket";
-    std::string database; // empty: in memory
+    bool socketIsGiven = false; // and not the default
+    std::string database;       // empty: in memory
     std::vector<std::string> schemas;
     std::optional<gid_t> group;
     bool daemon = false;

@@ -222,9 +222,10 @@ void ORV_Daemon_occupyStandardStreams() {
             (void)open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY); // takes the lowest number
 }
 
-void ORV_Daemon_closeInheritedDescriptors() {
+void ORV_Daemon_closeInheritedDescriptors(int kept) {
     for (const int descriptor : inheritedDescriptors())
-        (void)close(descriptor);
+        if (descriptor != kept)
+            (void)close(descriptor);
 }
 
 void ORV_Daemon_construct(ORV_Daemon* daemon, const char* name, const char* directory) {

@@ -19,8 +19,9 @@ struct ORV_Daemon {
 void ORV_Daemon_occupyStandardStreams();
 
 // Closes what the caller has left open beside the standard streams: a daemon that lives for months must not
-// hold another program's pipe, lock or file system. To be called before the program opens anything itself.
-void ORV_Daemon_closeInheritedDescriptors();
+// hold another program's pipe, lock or file system. One that was left open on purpose is kept; -1 stands for
+// none. To be called before the program opens anything itself.
+void ORV_Daemon_closeInheritedDescriptors(int kept = -1);
 
 // All that return an int return 0 for success, except for occupiedPidFile.
 

@@ -20,6 +20,8 @@ public:
     Descriptor& operator=(Descriptor&&) = delete;
 
     int get() const { return descriptor_; }
+    // It is the caller's from now on.
+    [[nodiscard]] int release() { return std::exchange(descriptor_, -1); }
 
 private:
     int descriptor_;

@@ -8,6 +8,7 @@
 #include <cstring>
 #include <filesystem>
 #include <stdexcept>
+#include <utility>
 
 #include <fcntl.h>
 #include <poll.h>
@@ -101,6 +102,13 @@ ListeningSocket::ListeningSocket(const std::string& path, std::optional<gid_t> g
     }
 }
 
+ListeningSocket::ListeningSocket(ActivatedSocket socket)
+    : path_(std::move(socket.path)), descriptor_(socket.descriptor.release()), removesPath_(false) {
+    struct stat status {};
+    if (lstat(path_.c_str(), &status) == 0)
+        file_ = FileId(status); // where it is gone already, no client finds it: whyUnreachable()
+}
+
 ListeningSocket::~ListeningSocket() {
     removePath();
     close(descriptor_);
@@ -143,7 +151,7 @@ std::string ListeningSocket::whyUnreachable() const {
 }
 
 void ListeningSocket::removePath() const {
-    if (file_ && whyUnreachable().empty())
+    if (removesPath_ && file_ && whyUnreachable().empty())
         (void)unlink(path_.c_str()); // if this fails, the next start finds a stale socket
 }
 

@@ -13,9 +13,10 @@ SocketWatch::SocketWatch(velta::net::EventDispatcher& dispatcher, const Listenin
     if (!watch_.add(socket_.path())) {
         log::warning("nobody will be told if the socket " + socket_.path() +
                      " is removed: " + std::strerror(errno));
-        return;
+    } else {
+        dispatcher_.add(watch_.descriptor(), velta::net::EventDispatcher::Readable,
+                        [this](unsigned) { look(); });
     }
-    dispatcher_.add(watch_.descriptor(), velta::net::EventDispatcher::Readable, [this](unsigned) { look(); });
     look(); // it may have been replaced before the watch began
 }
 

@@ -212,6 +212,16 @@ TEST_F(InheritedDescriptors, AreClosedAndTheStandardStreamsStay) {
               0);
 }
 
+TEST_F(InheritedDescriptors, AreClosedButForTheOneThatIsKept) {
+    EXPECT_EQ(exitStatusOf(inChild([] {
+                  for (const int descriptor : {3, 4, 7})
+                      (void)dup2(STDIN_FILENO, descriptor);
+                  ORV_Daemon_closeInheritedDescriptors(4);
+                  return fcntl(4, F_GETFD) >= 0 && openAboveTheStandardStreams() == 1 ? 0 : 1;
+              })),
+              0);
+}
+
 TEST_F(InheritedDescriptors, AreClosedWhereNoneIsLeftToAskTheKernelWith) {
     EXPECT_EQ(exitStatusOf(inChild([] {
                   const rlimit few{end, end};
