@@ -1,4 +1,4 @@
-"""A client of the wire protocol that can misbehave; doc/protocol.md says what the bytes mean."""
+"""A client of the wire protocol that can misbehave; cfgserver.protocol(7) says what the bytes mean."""
 
 import socket
 import struct

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-// The messages between the configuration store and its clients; doc/protocol.md has them on one page.
+// The messages between the configuration store and its clients; cfgserver.protocol(7) has them on one page.
 //
 // A client sends requests, the store answers each with one reply of the same sequence number (a table comes
 // as several Rows replies in a row). Between replies the store sends notices.
