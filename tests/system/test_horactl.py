@@ -277,6 +277,15 @@ def test_the_usage_names_every_command(house):
     assert house.run("horactl", "--version")[1].startswith("horactl ")
 
 
+@pytest.mark.parametrize("words", [["-h"], ["--version"], ["now"]])
+def test_a_reader_that_has_gone_is_no_failure_where_no_signal_tells_of_it(store, words):
+    reader, writer = os.pipe()
+    os.close(reader)
+    ended = subprocess.run([*store.enter(), "/run/bin/horactl", *words], stdout=writer, stderr=subprocess.PIPE, restore_signals=False)
+    os.close(writer)
+    assert (ended.returncode, ended.stderr) == (0, b"")
+
+
 def test_what_can_not_be_looked_at_ends_with_3(store):
     assert "no row TimeFrame.7" in refused(store, NO_LOOK, "why", "TimeFrame.7")
     assert "/nowhere" in refused(store, NO_LOOK, "-s", "/nowhere", "now")

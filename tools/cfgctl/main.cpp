@@ -2,40 +2,25 @@
 
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
-#include "orv/daemon.h"
-#include "orv/lackofmemory.h"
-#include "orv/sysloglevel.h"
 #include "tools/cfgctl/commands.h"
 #include "tools/cfgctl/watch.h"
 #include "tools/commandline.h"
-#include "tools/errors.h"
 #include "tools/output.h"
 #include "tools/storetables.h"
-#include "tools/text.h"
 
 #include <CLI/CLI.hpp>
-#include <exception>
 #include <functional>
-#include <iostream>
-#include <new>
 #include <string>
-#include <string_view>
 #include <vector>
-
-#include <unistd.h>
 
 namespace {
 
 using tools::answerTimeout;
 using tools::cfgctl::Arguments;
 
-constexpr int exitDone = 0;
 constexpr int exitRefused = 1;
-constexpr int exitWrongUse = 2;
 
 constexpr unsigned transactionWait = 10000; // milliseconds
-
-constexpr std::size_t complaintLimit = 2000; // bytes; a file may hold names of any length
 
 constexpr const char* usage =
     R"(Usage: cfgctl [-s SOCKET] [--json] COMMAND
@@ -117,65 +102,15 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     add("load", onStore(tools::cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
 }
 
-void run(const Command& command, const Arguments& arguments) {
-    (void)ORV_Sysloglevel_registerModul(tools::cfgctl::programName);
-    ORV_Sysloglevel_changeTracelevel(tools::cfgctl::programName, 0); // what goes wrong is told here, once
-    command(arguments);
-}
-
-void complain(const std::string& text) {
-    std::cerr << tools::cfgctl::programName << ": " << tools::printable(text.substr(0, complaintLimit))
-              << std::endl;
-}
-
-int wrongUse(const std::string& text) {
-    complain(text + " (" + tools::cfgctl::programName + " -h shows the usage)");
-    return exitWrongUse;
-}
-
-// False where help or the version was asked for and all is done.
-bool parse(CLI::App& app, int argc, char* argv[]) {
-    try {
-        app.parse(argc, argv);
-        return true;
-    } catch (const CLI::CallForHelp&) {
-        tools::print(usage);
-        return false;
-    } catch (const CLI::CallForVersion& version) {
-        tools::print(version.what());
-        return false;
-    }
-}
-
-int runProgram(int argc, char* argv[]) {
-    Arguments arguments;
-    Command command;
-    CLI::App app;
-    try {
-        defineCommands(app, arguments, command);
-        if (parse(app, argc, argv))
-            run(command, arguments);
-        return exitDone;
-    } catch (const tools::ReaderGone&) {
-        return exitDone;
-    } catch (const CLI::Error& error) {
-        return wrongUse(tools::describe(app, error));
-    } catch (const tools::WrongUse& error) {
-        return wrongUse(error.what());
-    }
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
-    orv::error::endOnLackOfMemory(tools::cfgctl::programName);
-    ORV_Daemon_occupyStandardStreams();
-    try {
-        return runProgram(argc, argv);
-    } catch (const std::bad_alloc&) {
-        complain("out of memory");
-    } catch (const std::exception& error) {
-        complain(error.what());
-    }
-    return exitRefused;
+    Arguments arguments;
+    Command command;
+    const auto define = [&](CLI::App& app) { defineCommands(app, arguments, command); };
+    const auto run = [&] {
+        command(arguments);
+        return tools::exitDone;
+    };
+    return tools::runTool({tools::cfgctl::programName, usage, exitRefused, define, run}, argc, argv);
 }

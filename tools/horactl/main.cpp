@@ -2,10 +2,6 @@
 
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
-#include "log.h"
-#include "orv/daemon.h"
-#include "orv/lackofmemory.h"
-#include "orv/sysloglevel.h"
 #include "tools/commandline.h"
 #include "tools/errors.h"
 #include "tools/horactl/check.h"
@@ -24,15 +20,12 @@
 #include "tools/output.h"
 #include "tools/storetables.h"
 #include "tools/terminal.h"
-#include "tools/text.h"
 
+#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <ctime>
-#include <exception>
-#include <iostream>
 #include <iterator>
 #include <list>
-#include <new>
 #include <optional>
 #include <string>
 #include <vector>
@@ -40,20 +33,18 @@
 namespace {
 
 using namespace tools::horactl; // all of what this program is made of
+using tools::exitDone;
 
 constexpr const char* storeSocket = "/tmp/cfgserver.socket";
 
-constexpr int exitDone = 0;
-constexpr int exitFound = 1; // `check` found something
-constexpr int exitWrongUse = 2;
+constexpr int exitFound = 1;  // `check` found something
 constexpr int exitNoLook = 3; // the tables can't be read
 
-constexpr unsigned transactionWait = 0;      // nothing is written
-constexpr std::size_t complaintLimit = 2000; // bytes; a file may hold names of any length
+constexpr unsigned transactionWait = 0; // nothing is written
 
 void note(const std::string& text) {
     if (!text.empty())
-        std::cerr << programName << ": " << tools::printable(text.substr(0, complaintLimit)) << std::endl;
+        tools::complain(programName, text);
 }
 
 std::time_t timeIn(const std::string& text, std::time_t present) {
@@ -171,8 +162,6 @@ constexpr Command commands[] = {
 };
 
 int run(const Arguments& arguments) {
-    (void)ORV_Sysloglevel_registerModul(programName);
-    ORV_Sysloglevel_changeTracelevel(programName, 0); // what goes wrong is told here, once
     const Setting setting = findSetting({arguments.tables, arguments.repeatDelay});
     useZone(setting.zone);
     Question question = questionFrom(arguments, setting);
@@ -183,44 +172,11 @@ int run(const Arguments& arguments) {
     return command->run(question, arguments); // the parser lets no other through
 }
 
-int wrongUse(const std::string& text) {
-    note(text + " (" + programName + " -h shows the usage)");
-    return exitWrongUse;
-}
-
-int runProgram(int argc, char* argv[]) {
-    Arguments arguments;
-    CLI::App app;
-    try {
-        define(app, arguments);
-        app.parse(argc, argv);
-        return run(arguments);
-    } catch (const CLI::CallForHelp&) {
-        tools::print(usage);
-        return exitDone;
-    } catch (const CLI::CallForVersion& version) {
-        tools::print(version.what());
-        return exitDone;
-    } catch (const tools::ReaderGone&) {
-        return exitDone;
-    } catch (const CLI::Error& error) {
-        return wrongUse(tools::describe(app, error));
-    } catch (const tools::WrongUse& error) {
-        return wrongUse(error.what());
-    }
-}
-
 } // namespace
 
 int main(int argc, char* argv[]) {
-    orv::error::endOnLackOfMemory(programName);
-    ORV_Daemon_occupyStandardStreams();
-    try {
-        return runProgram(argc, argv);
-    } catch (const std::bad_alloc&) {
-        note("out of memory");
-    } catch (const std::exception& error) {
-        note(error.what());
-    }
-    return exitNoLook;
+    Arguments arguments;
+    const auto defineArguments = [&](CLI::App& app) { define(app, arguments); };
+    return tools::runTool({programName, usage, exitNoLook, defineArguments, [&] { return run(arguments); }},
+                          argc, argv);
 }
