@@ -16,8 +16,8 @@ namespace {
 
 constexpr const char* idColumn = "Id";
 
-// Of several rows with the same Id, the first one.
-const ValueList* findById(const Tables::Rows& rows, int id) {
+template <typename Rows>
+auto findById(Rows& rows, int id) {
     const auto found =
         std::find_if(rows.begin(), rows.end(), [id](const ValueList& row) { return idOf(row) == id; });
     return found != rows.end() ? &*found : nullptr;
@@ -56,6 +56,14 @@ int idOf(const ValueList& row) {
     return row.getValue(idColumn).getInteger();
 }
 
+const ValueList* findRow(const Tables::Rows& rows, int id) {
+    return findById(rows, id);
+}
+
+ValueList* findRow(Tables::Rows& rows, int id) {
+    return findById(rows, id);
+}
+
 ValueList with(const ValueList& row, const ValueList& cells) {
     ValueList result;
     for (const auto& [name, value] : row)
@@ -73,12 +81,12 @@ const Tables::Rows& Tables::rows(const std::string& table) const {
 }
 
 int Tables::number(const std::string& table, const std::string& column, int id) const {
-    const ValueList* const row = findById(rows(table), id);
+    const ValueList* const row = findRow(rows(table), id);
     return row != nullptr ? row->getValue(column).getInteger() : 0;
 }
 
 std::string Tables::text(const std::string& table, const std::string& column, int id) const {
-    const ValueList* const row = findById(rows(table), id);
+    const ValueList* const row = findRow(rows(table), id);
     return row != nullptr ? row->getValue(column).getText() : std::string();
 }
 

@@ -108,6 +108,9 @@ private:
 
 // The "Id" of a row; 0 where it has none.
 int idOf(const velta::ValueList& row);
+// The row of that Id, nothing where there is none. Of several rows with the same Id, the first one.
+const velta::ValueList* findRow(const Tables::Rows& rows, int id);
+velta::ValueList* findRow(Tables::Rows& rows, int id);
 // The row with these cells in it, each in the place and with the type of the one of that name, and the others
 // behind.
 velta::ValueList with(const velta::ValueList& row, const velta::ValueList& cells);

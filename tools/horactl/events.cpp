@@ -20,10 +20,8 @@ namespace {
 constexpr const char* names[] = {"wlan", "status", "service", "reboot", "clock"}; // in the order of What
 
 std::string planOf(const Tables& tables, const Tables::Change& change) {
-    for (const velta::ValueList& row : tables.rows(change.table))
-        if (orv::simulation::idOf(row) == change.id)
-            return planName(change.table, row);
-    return rowName(change.table, change.id);
+    const velta::ValueList* const row = orv::simulation::findRow(tables.rows(change.table), change.id);
+    return row != nullptr ? planName(change.table, *row) : rowName(change.table, change.id);
 }
 
 Event statusEvent(std::time_t time, const Tables& tables, const Tables::Change& change) {

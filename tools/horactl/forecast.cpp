@@ -168,10 +168,8 @@ void Forecast::take(orv::horad::LogLevel level, const std::string& module, const
 // Somebody else writes; nothing where the row is not there.
 void Forecast::setNumber(const std::string& table, int id, const char* column, int number) {
     Tables::Rows rows = tables_.rows(table);
-    const auto row = std::find_if(rows.begin(), rows.end(), [id](const ValueList& candidate) {
-        return orv::simulation::idOf(candidate) == id;
-    });
-    if (row == rows.end())
+    ValueList* const row = orv::simulation::findRow(rows, id);
+    if (row == nullptr)
         return;
     ValueList cell;
     addNumber(cell, column, number);

@@ -245,10 +245,7 @@ const Rows& Household::rows(const std::string& table) const {
 }
 
 const ValueList* Household::row(const std::string& table, int id) const {
-    const Rows& all = rows(table);
-    const auto found = std::find_if(all.begin(), all.end(),
-                                    [id](const ValueList& row) { return orv::simulation::idOf(row) == id; });
-    return found != all.end() ? &*found : nullptr;
+    return orv::simulation::findRow(rows(table), id);
 }
 
 Household readStore(ConfigClient& client, const std::list<std::string>& planTables) {
