@@ -66,10 +66,8 @@ std::string likelyTime(const std::string& text) {
 
 } // namespace
 
-Inquiry::Inquiry(const Household& checked, const CheckInput& about) : household(checked), input(about) {
-    for (const auto& [name, rows] : household.tables)
-        tables.edit(name, rows);
-}
+Inquiry::Inquiry(const Household& checked, const CheckInput& about)
+    : household(checked), input(about), tables(checked.inMemory()) {}
 
 std::string valueOf(const ValueList& row, const char* column) {
     const velta::Value& value = row.getValue(column);

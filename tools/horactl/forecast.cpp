@@ -46,12 +46,11 @@ Forecast::Forecast(const Household& household, const Start& start, const Circums
       service_(circumstances.service),
       planTables_(household.planTables),
       machine_(start.at * Machine::second),
+      tables_(household.inMemory()),
       redirectedLog_(*this),
       repeats_(
           [this] { return orv::horad::Repeats::TimePoint(std::chrono::microseconds(machine_.passed())); }) {
     orv::horad::Logger::instance().setVerbose(start.verbose);
-    for (const auto& [name, rows] : household.tables)
-        tables_.edit(name, rows);
     setNumber(dbm::Reboot, 0, dbm::Reboot_Trigger, 0); // one that was triggered before is over
     tables_.onCommit([this](const Tables::Changes& changes) { committed(changes); });
     machine_.setUptime(static_cast<unsigned>(circumstances.uptime));

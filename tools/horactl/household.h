@@ -23,6 +23,13 @@ struct Household {
     const Rows& rows(const std::string& table) const;
     // The row of that Id, or the one of a single-row table for 0; nothing where there is none.
     const velta::ValueList* row(const std::string& table, int id = 0) const;
+    // The tables as a store of their own, for a horad or for parts of one.
+    orv::simulation::Tables inMemory() const {
+        orv::simulation::Tables store;
+        for (const auto& [table, itsRows] : tables)
+            store.edit(table, itsRows);
+        return store;
+    }
 };
 
 // These read every table that a horad with those plan tables asks for; where none is named, all tables are

@@ -58,9 +58,7 @@ std::vector<Span> activeSpans(const TimePlanFlex& plan, const Span& span) {
 } // namespace
 
 std::vector<WeekPicture::Frame> framesOf(const Household& household, const Span& span) {
-    Tables tables;
-    for (const auto& [name, rows] : household.tables)
-        tables.edit(name, rows);
+    Tables tables = household.inMemory();
     const orv::horad::Log log = silentLog();
     Machine machine(span.begin * Machine::second);
     constexpr int anyInterval = 1;

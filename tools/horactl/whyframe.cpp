@@ -186,9 +186,7 @@ Explanation leftOut(const std::string& subject, const ValueList& row) {
 
 Explanation explainFrame(const Question& question, int id) {
     const std::string subject = rowName(dbm::TimeFrame, id);
-    Tables tables;
-    for (const auto& [name, rows] : question.household.tables)
-        tables.edit(name, rows);
+    Tables tables = question.household.inMemory();
     Machine machine((question.present + secondPass) * Machine::second);
     const std::unique_ptr<Timeframe> frame = readFrame(tables, id, machine);
     if (!frame)
