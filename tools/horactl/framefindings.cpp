@@ -1,14 +1,12 @@
 #include "handlers/dbm.h"
-#include "handlers/servicestates.h"
 #include "handlers/timeframereader.h"
-#include "log.h"
 #include "simulation/machine.h"
 #include "simulation/schema.h"
 #include "timeplan/localmoment.h"
 #include "timeplan/timeframe.h"
 #include "tools/horactl/findings.h"
+#include "tools/horactl/frames.h"
 #include "tools/horactl/localtime.h"
-#include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
 
 #include <algorithm>
@@ -25,10 +23,6 @@ using orv::simulation::Machine;
 using velta::ValueList;
 
 namespace {
-
-std::time_t secondsOf(Timeframe::TimePoint point) {
-    return std::chrono::duration_cast<std::chrono::seconds>(point.time_since_epoch()).count();
-}
 
 std::string spanOf(const Timeframe& frame) {
     return timeForPerson(secondsOf(frame.start())) + " to " + timeForPerson(secondsOf(frame.end()));
@@ -64,9 +58,7 @@ public:
           findings_(findings),
           machine_(std::int64_t{inquiry.input.now} * Machine::second),
           interval_(orv::horad::repeatIntervalOf(inquiry.input.repeatDelay)),
-          frames_(orv::horad::TimeframeReader(inquiry.tables, log_, interval_, machine_)
-                      .read()
-                      .value_or(orv::horad::Timeframes())) {}
+          frames_(readFrames(inquiry.tables, inquiry.input.repeatDelay, machine_)) {}
 
     void find() {
         for (const ValueList& row : inquiry_.tables.rows(dbm::TimeFrame)) {
@@ -192,16 +184,12 @@ private:
         orv::simulation::Tables tables;
         tables.edit(dbm::TimeFrame, {orv::simulation::findShape(dbm::TimeFrame)->newRow(1)});
         tables.edit(dbm::FirmwareUpdateTimePlan, {window});
-        orv::horad::TimeframeReader reader(tables, log_, interval_, machine_);
-        const std::optional<orv::horad::Timeframes> frames = reader.read();
-        return frames && !frames->empty() ? *frames->begin()->second->timePlan() : TimePlanFlex();
+        const orv::horad::Timeframes frames = readFrames(tables, inquiry_.input.repeatDelay, machine_);
+        return !frames.empty() ? *frames.begin()->second->timePlan() : TimePlanFlex();
     }
 
     bool hasSucceeded(const Timeframe& frame) const {
-        const ValueList* const row = inquiry_.household.row(frame.name(), frame.id());
-        return row != nullptr &&
-               orv::horad::stateOfService(numberOf(*row, dbm::Service_Status),
-                                          numberOf(*row, dbm::Service_Result)) == ServiceState::Succeeded;
+        return stateIn(inquiry_.household.row(frame.name(), frame.id())) == ServiceState::Succeeded;
     }
 
     void add(const ValueList& row, const char* column, const std::string& meaning, const std::string& meant) {
@@ -211,10 +199,8 @@ private:
 
     Inquiry& inquiry_;
     Findings& findings_;
-    SilentLog silence_;
     Machine machine_;
     int interval_; // seconds
-    orv::horad::Log log_ = orv::horad::Log("timefrmhdl", "timeframehandler");
     orv::horad::Timeframes frames_;
 };
 

@@ -1,10 +1,10 @@
 #include "tools/horactl/now.h"
 
 #include "handlers/dbm.h"
-#include "handlers/servicestates.h"
 #include "timeplan/isotime.h"
 #include "tools/cells.h"
 #include "tools/horactl/events.h"
+#include "tools/horactl/frames.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/loglines.h"
 #include "tools/horactl/wlanstate.h"
@@ -20,6 +20,7 @@ namespace tools::horactl {
 
 namespace dbm = orv::horad::dbm;
 using nlohmann::ordered_json;
+using orv::horad::ServiceState;
 using orv::simulation::idOf;
 using orv::simulation::Tables;
 using velta::ValueList;
@@ -73,19 +74,7 @@ std::string plansText(const Question& question, const Tables& tables, const Chan
 const char* stateText(const Tables& tables, const ValueList& frame) {
     const std::string table = frame.getValue(dbm::TimeFrame_Servicetable).getText();
     const int id = frame.getValue(dbm::TimeFrame_ServicetableId).getInteger();
-    switch (orv::horad::stateOfService(tables.number(table, dbm::Service_Status, id),
-                                       tables.number(table, dbm::Service_Result, id))) {
-    case orv::horad::ServiceState::Unknown:
-    case orv::horad::ServiceState::Idle:
-        return "idle";
-    case orv::horad::ServiceState::Running:
-        return "running";
-    case orv::horad::ServiceState::Succeeded:
-        return "succeeded";
-    case orv::horad::ServiceState::Failed:
-        return "failed";
-    }
-    return "";
+    return nameOf(stateIn(orv::simulation::findRow(tables.rows(table), id)).value_or(ServiceState::Idle));
 }
 
 std::time_t secondsIn(const ValueList& frame, const char* column) {

@@ -1,21 +1,18 @@
 #include "tools/horactl/weekframes.h"
 
 #include "handlers/timeframereader.h"
-#include "log.h"
-#include "orv/sysloglevel.h"
 #include "simulation/machine.h"
 #include "timeplan/localmoment.h"
+#include "tools/horactl/frames.h"
 #include "tools/horactl/weekdays.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/text.h"
 
 #include <algorithm>
-#include <chrono>
 #include <optional>
 
 namespace tools::horactl {
 
-using orv::horad::Timeframe;
 using orv::horad::TimePlanFlex;
 using orv::simulation::Machine;
 using orv::simulation::Tables;
@@ -23,19 +20,6 @@ using orv::simulation::Tables;
 namespace {
 
 constexpr std::size_t longestText = 60;
-
-std::time_t secondsOf(Timeframe::TimePoint moment) {
-    return static_cast<std::time_t>(
-        std::chrono::duration_cast<std::chrono::seconds>(moment.time_since_epoch()).count());
-}
-
-// The horad that lives on these tables tells of bad rows; this reading of them is silent.
-orv::horad::Log silentLog() {
-    constexpr const char* module = "horactlweek";
-    orv::horad::Log log(module, "weekframes");
-    ORV_Sysloglevel_changeTracelevel(module, 0);
-    return log;
-}
 
 // The windows of the user's time plan begin and end with minutes.
 std::vector<Span> activeSpans(const TimePlanFlex& plan, const Span& span) {
@@ -59,14 +43,10 @@ std::vector<Span> activeSpans(const TimePlanFlex& plan, const Span& span) {
 
 std::vector<WeekPicture::Frame> framesOf(const Household& household, const Span& span) {
     Tables tables = household.inMemory();
-    const orv::horad::Log log = silentLog();
     Machine machine(span.begin * Machine::second);
-    constexpr int anyInterval = 1;
-    const auto read = orv::horad::TimeframeReader(tables, log, anyInterval, machine).read();
+    constexpr unsigned anyDelay = 0; // nothing of it shows
     std::vector<WeekPicture::Frame> frames;
-    if (!read)
-        return frames;
-    for (const auto& [id, frame] : *read) {
+    for (const auto& [id, frame] : readFrames(tables, anyDelay, machine)) {
         const Span whole = {secondsOf(frame->start()), secondsOf(frame->end()) + 1}; // the end belongs to it
         const std::optional<Span> part = clipped(whole, span);
         if (!part)

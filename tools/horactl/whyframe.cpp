@@ -1,17 +1,15 @@
 #include "tools/horactl/whyframe.h"
 
 #include "handlers/dbm.h"
-#include "handlers/servicestates.h"
 #include "handlers/timeframedecision.h"
-#include "handlers/timeframereader.h"
 #include "simulation/machine.h"
+#include "tools/horactl/frames.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/settled.h"
 #include "tools/horactl/wlanstate.h"
 #include "tools/text.h"
 
 #include <algorithm>
-#include <chrono>
 
 namespace tools::horactl {
 
@@ -25,8 +23,7 @@ using velta::ValueList;
 
 namespace {
 
-constexpr std::int64_t secondPass = 4;  // seconds behind its start, when horad looks at its frames first
-constexpr int defaultRepeatDelay = 180; // seconds, for no more than to make a frame
+constexpr std::int64_t secondPass = 4; // seconds behind its start, when horad looks at its frames first
 
 // The conditions, in the order in which horad asks.
 enum Name {
@@ -47,7 +44,7 @@ constexpr const char* names[] = {
     "a run is left", "due",           "line idle",   "user's time plan", "service can be started",
 };
 
-Name nameOf(TimeframeObstacle obstacle) {
+Name conditionOf(TimeframeObstacle obstacle) {
     switch (obstacle) {
     case TimeframeObstacle::None:
         return Startable;
@@ -89,24 +86,8 @@ bool passesWithTime(TimeframeObstacle obstacle) {
     return false;
 }
 
-const char* textOf(ServiceState state) {
-    switch (state) {
-    case ServiceState::Unknown:
-        return "unknown";
-    case ServiceState::Idle:
-        return "idle";
-    case ServiceState::Running:
-        return "running";
-    case ServiceState::Succeeded:
-        return "succeeded";
-    case ServiceState::Failed:
-        return "failed";
-    }
-    return "";
-}
-
 std::string textOf(Timeframe::TimePoint moment) {
-    return timeForPerson(std::chrono::duration_cast<std::chrono::seconds>(moment.time_since_epoch()).count());
+    return timeForPerson(secondsOf(moment));
 }
 
 class Situation : public orv::horad::TimeframeSituation {
@@ -119,24 +100,6 @@ public:
 private:
     bool idle_;
 };
-
-// The frame as horad reads it; nothing for one that it leaves out.
-std::unique_ptr<Timeframe> readFrame(Tables& tables, int id, orv::System& system) {
-    static const orv::horad::Log log("horactl", "whyframe");
-    orv::horad::TimeframeReader reader(tables, log, defaultRepeatDelay, system);
-    std::optional<orv::horad::Timeframes> frames = reader.read();
-    const auto found = frames ? frames->find(id) : orv::horad::Timeframes::iterator();
-    return frames && found != frames->end() ? std::move(found->second) : nullptr;
-}
-
-// What its row says; nothing where there is none.
-std::optional<ServiceState> serviceState(const Household& household, const Timeframe& frame) {
-    const ValueList* const row = household.row(frame.name(), frame.id());
-    if (row == nullptr)
-        return std::nullopt;
-    return orv::horad::stateOfService(row->getValue(dbm::Service_Status).getInteger(),
-                                      row->getValue(dbm::Service_Result).getInteger());
-}
 
 std::string lineText(const Line& line) {
     const std::string text = line.call ? "a call runs" : line.stream ? "an IPTV stream runs" : "idle";
@@ -152,8 +115,8 @@ std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
     const std::string runs = frame.maxRuns() < 0 ? "no limit" : "up to " + std::to_string(frame.maxRuns());
     return {
         {names[ModeKnown], true, std::to_string(frame.mode()), "1 to 3"},
-        {names[NotSucceeded], known != ServiceState::Succeeded, textOf(known), ""},
-        {names[NotRunning], known != ServiceState::Running, textOf(known), ""},
+        {names[NotSucceeded], known != ServiceState::Succeeded, nameOf(known), ""},
+        {names[NotRunning], known != ServiceState::Running, nameOf(known), ""},
         {names[NotOver], !frame.isOver(), timeForPerson(present), "until " + textOf(frame.end())},
         {names[HasBegun], frame.hasBegun(), timeForPerson(present), "from " + textOf(frame.start())},
         {names[RunLeft], frame.hasRunLeft(), std::to_string(frame.runCounter()) + " counted", runs},
@@ -162,7 +125,7 @@ std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
         {names[LineIdle], !waits || (!line.call && !line.stream), waits ? lineText(line) : mode, ""},
         {names[InPlan], !waits || frame.isInPlan(), waits ? timeForPerson(present) : mode, ""},
         {names[Startable], startable,
-         stored ? textOf(*stored) : "there is no row " + rowName(frame.name(), frame.id()), "idle or failed"},
+         stored ? nameOf(*stored) : "there is no row " + rowName(frame.name(), frame.id()), "idle or failed"},
     };
 }
 
@@ -188,24 +151,26 @@ Explanation explainFrame(const Question& question, int id) {
     const std::string subject = rowName(dbm::TimeFrame, id);
     Tables tables = question.household.inMemory();
     Machine machine((question.present + secondPass) * Machine::second);
-    const std::unique_ptr<Timeframe> frame = readFrame(tables, id, machine);
-    if (!frame)
+    const orv::horad::Timeframes frames = readFrames(tables, question.repeatDelay, machine);
+    const auto read = frames.find(id);
+    if (read == frames.end())
         return leftOut(subject, *question.household.row(dbm::TimeFrame, id));
 
+    Timeframe& frame = *read->second;
     const Line line = lineOf(question);
-    const std::optional<ServiceState> stored = serviceState(question.household, *frame);
+    const std::optional<ServiceState> stored = stateIn(question.household.row(frame.name(), frame.id()));
     // Horad follows the states of file transfers only.
     const ServiceState known =
-        frame->name() == dbm::FileTransfer ? stored.value_or(ServiceState::Unknown) : ServiceState::Unknown;
+        frame.name() == dbm::FileTransfer ? stored.value_or(ServiceState::Unknown) : ServiceState::Unknown;
     Explanation why;
     why.subject = subject;
-    why.conditions = conditionsOf(*frame, known, stored, line, machine.time());
+    why.conditions = conditionsOf(frame, known, stored, line, machine.time());
     Situation situation(line);
-    const TimeframeObstacle obstacle = orv::horad::obstacleOf(*frame, known, situation);
+    const TimeframeObstacle obstacle = orv::horad::obstacleOf(frame, known, situation);
     const Condition& last = why.conditions.back();
     why.acts = obstacle == TimeframeObstacle::None && last.met;
-    why.decides = names[nameOf(obstacle)];
-    why.summary = why.acts ? subject + " starts " + printable(rowName(frame->name(), frame->id())) + " now"
+    why.decides = names[conditionOf(obstacle)];
+    why.summary = why.acts ? subject + " starts " + printable(rowName(frame.name(), frame.id())) + " now"
                            : "No start: \"" + why.decides + "\" is not met";
     if (passesWithTime(obstacle))
         why.next = nextStart(question, subject);
