@@ -1,5 +1,6 @@
 #include "tools/horactl/setting.h"
 
+#include "handlers/timeframereader.h"
 #include "tools/horactl/runninghorads.h"
 #include "tools/horactl/scanner.h"
 #include "tools/text.h"
@@ -13,7 +14,6 @@ namespace tools::horactl {
 
 namespace {
 
-constexpr std::uint32_t defaultRepeatDelay = 180; // seconds, which horad takes for 0
 // As where TZ is not set, but the C library does not look at the file again for each conversion.
 constexpr const char* machinesZone = ":/etc/localtime";
 constexpr const char* machinesZoneText = "this machine's time zone";
@@ -26,7 +26,7 @@ std::string tablesText(const std::list<std::string>& tables) {
 }
 
 std::string delayText(std::uint32_t repeatDelay) {
-    return "a repeat delay of " + std::to_string(repeatDelay != 0 ? repeatDelay : defaultRepeatDelay) + " s";
+    return "a repeat delay of " + std::to_string(orv::horad::repeatIntervalOf(repeatDelay)) + " s";
 }
 
 std::string joined(const std::vector<std::string>& parts) {
