@@ -1,6 +1,7 @@
 #include "tools/horactl/forecast.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/servicestates.h"
 
 #include <algorithm>
@@ -20,12 +21,6 @@ namespace {
 
 constexpr std::int64_t settledWithin = 60; // seconds
 constexpr int serviceUnderWay = 2;         // a "Status"
-
-void addNumber(ValueList& row, const char* column, int number) {
-    Value value(Value::Integer);
-    value.setInteger(number);
-    row.add(column, value);
-}
 
 } // namespace
 
@@ -170,9 +165,7 @@ void Forecast::setNumber(const std::string& table, int id, const char* column, i
     ValueList* const row = orv::simulation::findRow(rows, id);
     if (row == nullptr)
         return;
-    ValueList cell;
-    addNumber(cell, column, number);
-    *row = orv::simulation::with(*row, cell);
+    *row = orv::simulation::with(*row, orv::horad::oneCell(column, Value::Integer, number));
     tables_.edit(table, std::move(rows));
 }
 

@@ -1,6 +1,7 @@
 #include "tools/horactl/household.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "simulation/schema.h"
 #include "tools/cells.h"
 #include "tools/errors.h"
@@ -203,8 +204,7 @@ private:
         for (const std::size_t index : withoutId_) {
             if (next > INT32_MAX)
                 throw Refused("table " + name_ + ": no Id is left for a row without one");
-            ValueList id;
-            id.add(idColumn, cellFromNumber({idColumn, Value::Integer}, next++));
+            const ValueList id = orv::horad::oneCell(idColumn, Value::Integer, static_cast<int>(next++));
             (*rows_)[index] = orv::simulation::with((*rows_)[index], id);
         }
         if (list_ && rows_ != nullptr) // in Id order, as a store has them

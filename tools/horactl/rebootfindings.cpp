@@ -1,4 +1,5 @@
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "handlers/reboothandler.h"
 #include "simulation/machine.h"
 #include "simulation/schema.h"
@@ -17,8 +18,10 @@ namespace tools::horactl {
 
 namespace dbm = orv::horad::dbm;
 using orv::horad::LocalMoment;
+using orv::horad::oneCell;
 using orv::horad::RebootHandler;
 using orv::simulation::Machine;
+using orv::simulation::with;
 using velta::ValueList;
 
 namespace {
@@ -27,25 +30,12 @@ constexpr int days = 22; // three slots of a weekly reboot
 constexpr std::int64_t aDay = 86400;
 constexpr unsigned longUp = 100 * aDay; // seconds
 
-ValueList cell(const char* column, const velta::Value& value) {
-    ValueList cells;
-    cells.add(column, value);
-    return cells;
-}
-
-ValueList withMinimum(const ValueList& settings, int seconds) {
-    velta::Value value(velta::Value::Integer);
-    value.setInteger(seconds);
-    return orv::simulation::with(settings, cell(dbm::AutoReboot_MinimumRuntime, value));
-}
-
 // The moments at which horad reboots with these settings, in days without a change of the clock. The router
 // was up for long, its line is idle, and its last reboot long ago.
 std::vector<std::time_t> rebootsWith(const ValueList& settings, std::time_t from) {
     constexpr Machine::Microseconds pause = 50 * Machine::second; // between two passes
     orv::simulation::Tables tables;
-    tables.edit(dbm::AutoReboot, {orv::simulation::with(settings, cell(dbm::AutoReboot_LastReboot,
-                                                                       velta::Value(velta::Value::Text)))});
+    tables.edit(dbm::AutoReboot, {with(settings, oneCell(dbm::AutoReboot_LastReboot, ""))});
     tables.edit(dbm::Reboot, {orv::simulation::findShape(dbm::Reboot)->newRow()});
     Machine machine(std::int64_t{from} * Machine::second);
     machine.setUptime(longUp);
@@ -103,7 +93,8 @@ public:
             return;
         }
         // A minimum of nothing holds no reboot back.
-        const std::vector<std::time_t> unhindered = rebootsWith(withMinimum(settings_, 0), from_);
+        const ValueList noMinimum = oneCell(dbm::AutoReboot_MinimumRuntime, velta::Value::Integer, 0);
+        const std::vector<std::time_t> unhindered = rebootsWith(with(settings_, noMinimum), from_);
         findInDay(unhindered);
         if (!noTime)
             findInMinimum(unhindered.size());

@@ -1,6 +1,7 @@
 #include "tools/horactl/week.h"
 
 #include "handlers/dbm.h"
+#include "handlers/onecell.h"
 #include "tools/horactl/events.h"
 #include "tools/horactl/localtime.h"
 #include "tools/horactl/weekdays.h"
@@ -162,13 +163,9 @@ private:
 // The same house without anything that starts or reboots.
 Household withoutEvents(Household household) {
     household.tables[dbm::TimeFrame].clear();
-    for (ValueList& row : household.tables[dbm::AutoReboot]) {
-        velta::Value off(velta::Value::Integer);
-        off.setInteger(0);
-        ValueList cell;
-        cell.add(dbm::AutoReboot_Enable, off);
-        row = orv::simulation::with(row, cell);
-    }
+    const ValueList off = orv::horad::oneCell(dbm::AutoReboot_Enable, velta::Value::Integer, 0);
+    for (ValueList& row : household.tables[dbm::AutoReboot])
+        row = orv::simulation::with(row, off);
     return household;
 }
 

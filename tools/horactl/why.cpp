@@ -3,6 +3,7 @@
 #include "handlers/dbm.h"
 #include "handlers/timeplanrow.h"
 #include "handlers/wlandecision.h"
+#include "simulation/schema.h"
 #include "timeplan/isotime.h"
 #include "timeplan/timeplantime.h"
 #include "timeplan/weekslots.h"
@@ -86,8 +87,7 @@ Explanation explainWlan(const Question& question) {
 
 // What the row says for that weekday, counted from Monday, which is 0.
 std::string slotOf(const std::string& start, const std::string& stop, std::size_t day) {
-    constexpr const char* days[] = {"Mon", "Tue", "Wed", "Thu", "Fri", "Sat", "Sun"};
-    return std::string(days[day]) + ": " +
+    return std::string(orv::simulation::weekDays[day]) + ": " +
            (start.empty() && stop.empty() ? "none" : printable(start + " to " + stop));
 }
 
