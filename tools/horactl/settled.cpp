@@ -11,10 +11,10 @@ constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600; // seconds
 
 } // namespace
 
-Settled::Settled(const Question& question)
+Settled::Settled(const Question& question, const Line& line)
     : present_(question.present),
       forecast_(question.household, {question.present, question.repeatDelay, false},
-                circumstancesOf(question, lineOf(question), LineRuns::GoesOn)) {
+                circumstancesOf(question, line, LineRuns::GoesOn)) {
     const EventReader reader(forecast_, [this](const Event& event) { events_.push_back(event); });
     forecast_.settle();
 }

@@ -11,12 +11,13 @@
 
 namespace tools::horactl {
 
-// A horad that has started at the question's present and is quiet, and can go on from there.
+// A horad that has started at the question's present, with what runs on the line then, and is quiet. It can
+// go on from there.
 class Settled {
 public:
     using Wanted = std::function<bool(const Event&)>;
 
-    explicit Settled(const Question& question);
+    Settled(const Question& question, const Line& line);
 
     const orv::simulation::Tables& tables() const { return forecast_.tables(); }
     // Whether it did that until it was quiet.

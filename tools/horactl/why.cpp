@@ -54,7 +54,7 @@ const char* onOff(bool on) {
 
 Explanation explainWlan(const Question& question) {
     const auto isWlan = [](const Event& event) { return event.what == Event::What::Wlan; };
-    Settled settled(question);
+    Settled settled(question, lineOf(question));
     const WlanState wlan = wlanStateOf(settled.tables());
     const ValueList* const globals = question.household.row(dbm::WlanGlobals);
     const bool enabled =
@@ -116,7 +116,7 @@ Explanation explainPlan(const Question& question, const std::string& table, cons
     const auto isIts = [&name](const Event& event) {
         return event.what == Event::What::Status && event.rows.front() == name;
     };
-    Settled settled(question);
+    Settled settled(question, lineOf(question));
     const bool active = settled.tables().number(table, dbm::TimePlan_Status, id) != 0;
     const bool activates = stored.getValue(dbm::TimePlan_Activate).getInteger() != 0;
     const bool was = stored.getValue(dbm::TimePlan_Status).getInteger() != 0;

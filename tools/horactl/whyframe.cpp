@@ -129,8 +129,8 @@ std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
     };
 }
 
-std::optional<std::time_t> nextStart(const Question& question, const std::string& frame) {
-    return Settled(question).next([&frame](const Event& event) {
+std::optional<std::time_t> nextStart(const Question& question, const Line& line, const std::string& frame) {
+    return Settled(question, line).next([&frame](const Event& event) {
         return event.what == Event::What::Service &&
                std::find(event.rows.begin(), event.rows.end(), frame) != event.rows.end();
     });
@@ -173,7 +173,7 @@ Explanation explainFrame(const Question& question, int id) {
     why.summary = why.acts ? subject + " starts " + printable(rowName(frame.name(), frame.id())) + " now"
                            : "No start: \"" + why.decides + "\" is not met";
     if (passesWithTime(obstacle))
-        why.next = nextStart(question, subject);
+        why.next = nextStart(question, line, subject);
     why.notes = {"a horad that runs already may wait for the frame's next execution time"};
     return why;
 }

@@ -88,8 +88,9 @@ Explanation explainReboot(const Question& question) {
     why.summary = why.acts ? "The router would reboot now, within a minute"
                            : "No reboot now: \"" + why.decides + "\" is not met";
     if (settings.enabled && !settings.time.empty() && !line.call) // else time alone changes nothing
-        why.next =
-            Settled(question).next([](const Event& event) { return event.what == Event::What::Reboot; });
+        why.next = Settled(question, line).next([](const Event& event) {
+            return event.what == Event::What::Reboot;
+        });
     why.notes = {
         "a reboot is exact to a minute only: horad looks at it every 50 seconds, and nobody knows when "
         "the running one does",
