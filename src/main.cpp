@@ -1,6 +1,5 @@
 // horad: carries out the time-controlled parts of the router's configuration.
 
-#include "cfg/notificationhandler.h"
 #include "horad.h"
 #include "log.h"
 #include "options.h"
@@ -9,6 +8,9 @@
 #include "orv/servicenotice.h"
 #include "orv/stop.h"
 #include "velta/net/eventdispatcher.h"
+
+// In angle brackets, since quotes would find the one beside this file although firmware brings its own client.
+#include <cfg/notificationhandler.h>
 
 #include <cerrno>
 #include <csignal>
