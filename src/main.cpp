@@ -41,7 +41,6 @@ constexpr bool mergeChanges = true;
 constexpr bool leaveOutOwnChanges = false;
 
 constexpr unsigned connectInterval = 100000; // microseconds
-constexpr int largestHeapBlock = 128 * 1024; // bytes
 constexpr int stopSignals[] = {SIGINT, SIGTERM, SIGQUIT};
 // What is sent to daemons in general, to make them read their configuration or log file anew.
 constexpr int ignoredSignals[] = {SIGHUP, SIGUSR1};
@@ -61,6 +60,15 @@ extern "C" void onStopSignal(int) {
 // A write to a closed socket must not end the process.
 extern "C" void onBrokenPipe(int) {
     Logger::warningFromSignal("Received SIGPIPE");
+}
+
+// glibc raises this threshold with each large block that is freed. Fixed, the rows of a reading go back to
+// the system and leave no holes between the plans. Other C libraries, musl for one, have no such threshold.
+void fixLargestHeapBlock() {
+#ifdef __GLIBC__
+    constexpr int largestHeapBlock = 128 * 1024; // bytes
+    (void)mallopt(M_MMAP_THRESHOLD, largestHeapBlock);
+#endif
 }
 
 void installHandler(int signal, void (*handler)(int)) {
@@ -234,9 +242,7 @@ void run(orv::horad::CountedRepeats& repeats) {
 
 int main(int argc, char* argv[]) {
     orv::error::endOnLackOfMemory(daemonName);
-    // glibc raises this threshold with each large block that is freed. Fixed, the rows of a reading go back
-    // to the system and leave no holes between the plans.
-    (void)mallopt(M_MMAP_THRESHOLD, largestHeapBlock);
+    fixLargestHeapBlock();
     ORV_Daemon_occupyStandardStreams();
     switch (orv::horad::parseOptions(argc, argv, options)) {
     case orv::horad::OptionsResult::Run:
