@@ -28,15 +28,14 @@ Pipeline::~Pipeline() {
     // the connection can't be used.
     try {
         (void)finish();
-    } catch (const std::bad_alloc&) {
-        connection_.close();
+    } catch (const std::bad_alloc&) { // the connection is closed then
     }
 }
 
 EResultCode Pipeline::send(Request request) {
     if (!failure_.ok())
         return failure_;
-    const EResultCode encoded = connection_.encode(request, bytes_);
+    const EResultCode encoded = encode(request);
     if (!encoded.ok()) {
         (void)finish(); // failures of earlier requests come first
         if (failure_.ok())
@@ -52,13 +51,33 @@ EResultCode Pipeline::send(Request request) {
     return failure_;
 }
 
+// Without memory a part of a request may be written. Nothing can follow it on this connection.
+EResultCode Pipeline::encode(Request& request) {
+    try {
+        return connection_.encode(request, bytes_);
+    } catch (const std::bad_alloc&) {
+        connection_.close();
+        throw;
+    }
+}
+
 EResultCode Pipeline::finish() {
     exchange(0);
     connection_.tellLeftover();
     return failure_;
 }
 
+// Without memory an answer may be lost. It must not be waited for.
 void Pipeline::exchange(std::size_t mayMiss) {
+    try {
+        exchangeOrThrow(mayMiss);
+    } catch (const std::bad_alloc&) {
+        connection_.close();
+        throw;
+    }
+}
+
+void Pipeline::exchangeOrThrow(std::size_t mayMiss) {
     auto deadline = connection_.answerDeadline();
     while (isWorking(mayMiss)) {
         const bool moved = sendSome();

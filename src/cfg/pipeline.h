@@ -35,8 +35,10 @@ public:
     std::size_t done() const { return done_; }
 
 private:
+    EResultCode encode(velta::protocol::Request& request);
     // Sends what is to go out, and takes answers until no more than `mayMiss` are missing.
     void exchange(std::size_t mayMiss);
+    void exchangeOrThrow(std::size_t mayMiss);
     bool sendSome();
     bool takeSome();
     void take(const velta::protocol::Reply& reply);
