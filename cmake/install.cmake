@@ -70,19 +70,18 @@ foreach(kind sysusers tmpfiles)
 endforeach()
 
 get_property(libraries GLOBAL PROPERTY HORAD_PUBLIC_LIBRARIES)
-set(archives ${libraries})
-set(external "")
-if(HORAD_PLATFORM STREQUAL external)
-    list(APPEND libraries horad_velta horad_orv horad_client)
-    set(external ${HORAD_VELTA_TARGET} ${HORAD_ORV_TARGET} ${HORAD_CLIENT_TARGET})
-endif()
 install(TARGETS ${libraries} EXPORT horad
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT devel
     FILE_SET HEADERS DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/horad COMPONENT devel
     INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/horad # for versions of CMake that know no file sets
 )
-if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_CXX_COMPILER_ID STREQUAL GNU)
-    foreach(library IN LISTS archives)
+set(platformTargets "")
+if(HORAD_PLATFORM STREQUAL "external")
+    install(TARGETS horad_velta horad_orv horad_client EXPORT horad)
+    set(platformTargets ${HORAD_VELTA_TARGET} ${HORAD_ORV_TARGET} ${HORAD_CLIENT_TARGET})
+endif()
+if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    foreach(library IN LISTS libraries)
         install(CODE "execute_process(COMMAND \"${CMAKE_OBJCOPY}\" --wildcard --enable-deterministic-archives
             --remove-section .gnu.lto_* --remove-section .gnu.debuglto_* --strip-symbol __gnu_lto_*
             \"\$ENV{DESTDIR}\${CMAKE_INSTALL_PREFIX}/${CMAKE_INSTALL_LIBDIR}/lib${library}.a\" COMMAND_ERROR_IS_FATAL ANY)"

@@ -22,7 +22,7 @@ function(horad_public target)
     if(CMAKE_INTERPROCEDURAL_OPTIMIZATION AND HORAD_INSTALL)
         # Our programs are optimised as a whole, but the archive has to suit other compilers too. It gets code
         # of both kinds, and is installed without that of the first (install.cmake).
-        if(CMAKE_CXX_COMPILER_ID STREQUAL GNU)
+        if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
             target_compile_options(${target} PRIVATE -ffat-lto-objects)
         else()
             set_target_properties(${target} PROPERTIES INTERPROCEDURAL_OPTIMIZATION OFF)

@@ -10,7 +10,7 @@ set(HORAD_ORV_TARGET "" CACHE STRING "external platform: the target that supplie
 set(HORAD_CLIENT_TARGET "" CACHE STRING "external platform: the target that supplies the client of the store")
 set(HORAD_PLATFORM_PACKAGES "" CACHE STRING "external platform: the CMake packages that bring these targets")
 
-if(HORAD_PLATFORM STREQUAL external)
+if(HORAD_PLATFORM STREQUAL "external")
     foreach(package IN LISTS HORAD_PLATFORM_PACKAGES)
         find_package(${package} REQUIRED)
     endforeach()
