@@ -53,7 +53,8 @@ def without(packages):
 def copy_of_the_daemon(folder, client_and_platform=False):
     """The daemon's part of the tree, also as somebody keeps it who brings his own platform."""
     shutil.copytree(ROOT / "src", folder / "src", ignore=None if client_and_platform else shutil.ignore_patterns("client"))
-    shutil.copytree(ROOT / "cmake", folder / "cmake")
+    for part in ["cmake", "packaging"]:
+        shutil.copytree(ROOT / part, folder / part)
     shutil.copy(ROOT / "CMakeLists.txt", folder)
     if client_and_platform:
         shutil.copytree(ROOT / "platform", folder / "platform")

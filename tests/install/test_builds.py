@@ -19,7 +19,6 @@ FIRMWARE = {
     "firmware_DIR": HERE / "firmware",
     "FIRMWARE_SOURCES": ROOT,
 }
-UNIT = "[Service]\nExecStart=/usr/sbin/horad -d $HORAD_OPTIONS ; \"[\" @ROOT@\n"
 
 
 @pytest.fixture
@@ -77,10 +76,6 @@ def release(tmp_path_factory):
     """The daemon alone, optimised as a whole, where nothing but a compiler is to be had."""
     folder = tmp_path_factory.mktemp("release")
     tree = copy_of_the_daemon(folder / "tree", client_and_platform=True)
-    (tree / "packaging/systemd").mkdir(parents=True)
-    (tree / "packaging/systemd/horad.service").write_text(UNIT)
-    (tree / "packaging/systemd/cfgserver.service").write_text(UNIT)
-    (tree / "packaging/systemd/horad.tmpfiles").write_text("d /run/horad\n")
     said = configure(tree, folder / "build", HORAD_DAEMON_ONLY="ON", CMAKE_BUILD_TYPE="Release", CMAKE_INSTALL_PREFIX="/opt/router",
                      CMAKE_INTERPROCEDURAL_OPTIMIZATION="ON", **without(NOT_THERE))
     assert "Found" not in said, "nothing but a compiler is looked for"
@@ -106,9 +101,11 @@ def test_archives_of_an_optimised_build_suit_any_compiler(release, tmp_path):
     assert "the WLAN is on" in run(tmp_path / "ownstore")
 
 
-def test_a_unit_names_the_program_where_it_is_installed(release):
+def test_a_unit_names_programs_where_they_are_installed(release):
     units = release / "prefix/lib/systemd/system"
-
-    assert (units / "horad.service").read_text() == UNIT.replace("/usr/sbin/", "/opt/router/sbin/")
     assert {path.name for path in units.iterdir()} == {"horad.service"}, "the store is not built"
-    assert (release / "prefix/lib/tmpfiles.d/horad.conf").read_text() == "d /run/horad\n"
+
+    in_tree = (ROOT / "packaging/systemd/horad.service").read_text()
+    assert "=/usr/sbin/horad " in in_tree
+    expected = in_tree.replace("/usr/sbin/", "/opt/router/sbin/").replace("/usr/lib/horad/", "/opt/router/lib/horad/")
+    assert (units / "horad.service").read_text() == expected
