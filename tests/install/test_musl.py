@@ -25,7 +25,7 @@ def search_path():
 
 def compile_with_musl(source):
     command = ["g++", "-std=c++17", "-fsyntax-only", *WARNINGS.split(), "-nostdinc", "-nostdinc++", "-D_FILE_OFFSET_BITS=64",
-               *(f"-I{ROOT / folder}" for folder in ["src", "src/client", "platform"])]
+               *(f"-I{ROOT / folder}" for folder in ["src", "platform"])]
     for folder in search_path():
         command += ["-isystem", folder]
     return subprocess.run([*command, source], stderr=subprocess.PIPE, text=True, timeout=120)
