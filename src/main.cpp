@@ -9,9 +9,6 @@
 #include "orv/stop.h"
 #include "velta/net/eventdispatcher.h"
 
-// In angle brackets, since quotes would find the one beside this file although firmware brings its own client.
-#include <cfg/notificationhandler.h>
-
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -22,6 +19,7 @@
 #include <functional>
 #include <string>
 
+#include <cfg/notificationhandler.h> // quotes would find the one beside this file, but firmware may bring its own
 #include <malloc.h>
 
 namespace {

@@ -1,17 +1,19 @@
 // Uses something of each library of the installed package.
 
-#include <headers.h>
-
 #include <cstdio>
 #include <list>
 #include <string>
+
+#include <headers.h>
 
 namespace {
 
 // What can't be reached: nobody listens there.
 bool isStoreReached(orv::horad::Horad::Register& registerHandler, velta::net::EventDispatcher& dispatcher,
                     orv::cfg::NotificationHandler& notifications) {
-    registerHandler = [&](orv::cfg::IConfigHandler* handler) { notifications.registerConfigHandler(handler); };
+    registerHandler = [&](orv::cfg::IConfigHandler* handler) {
+        notifications.registerConfigHandler(handler);
+    };
     dispatcher.handleEvents(0);
     return notifications.initialized();
 }
@@ -22,7 +24,8 @@ int main() {
     std::list<std::string> tables;
     orv::string::SeparatedStringtoList("TimePlans,WlanTimePlans", tables, ',');
     velta::net::EventDispatcher dispatcher;
-    orv::cfg::NotificationHandler notifications("/nowhere/socket", dispatcher, "consumer", true, 1, 1, true, false);
+    orv::cfg::NotificationHandler notifications("/nowhere/socket", dispatcher, "consumer", true, 1, 1, true,
+                                                false);
     orv::horad::Horad::Register registerHandler;
     const bool reached = isStoreReached(registerHandler, dispatcher, notifications);
     const orv::horad::Horad horad(tables, 0, false, registerHandler);

@@ -1,5 +1,5 @@
-// Takes the place of the standard library's header for glibc, with the names that the library's other headers want of it:
-// with musl there is the C locale only.
+// Takes the place of the standard library's header for glibc, with the names that the library's other headers
+// want of it: with musl there is the C locale only.
 #pragma once
 
 #include <clocale>

@@ -1,4 +1,5 @@
-// Takes the place of the standard library's header for glibc: the classes of characters, with bits of their own.
+// Takes the place of the standard library's header for glibc: the classes of characters, with bits of their
+// own.
 #pragma once
 
 namespace std {
