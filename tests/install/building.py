@@ -10,8 +10,8 @@ HERE = Path(__file__).resolve().parent
 BUILD = Path(os.environ.get("HORAD_BUILD", ROOT / "build/dev"))  # a finished build of this tree
 WARNINGS = "-Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror"
 DEADLINE = 600.0  # seconds: how long a build may take on a loaded machine
-CLIENT = ["configclient", "connecting", "connection", "notices", "notificationhandler", "pipeline", "requests", "snapshot",
-          "stopping"]  # of src/cfg; firmware may bring its own
+# What else is in the folder of the client: the handlers' contract with the store, and the deliveries.
+CONTRACT = {"deliveries", "iconfigclient", "iconfighandler", "pace", "watchedclient"}
 NOT_THERE = ["SQLite3", "CLI11", "nlohmann_json", "GTest"]
 
 
@@ -52,24 +52,22 @@ def without(packages):
     return {f"CMAKE_DISABLE_FIND_PACKAGE_{name}": "ON" for name in packages}
 
 
+def is_of_the_client(path):
+    """Whether a source belongs to the client of the store, which firmware may bring."""
+    return path.parent.name == "cfg" and path.suffix in (".h", ".cpp") and path.stem not in CONTRACT
+
+
 def copy_of_the_daemon(folder, client_and_platform=False):
     """The daemon's part of the tree, also as somebody keeps it who brings his own platform."""
-    ours = shutil.ignore_patterns(*(f"{name}.*" for name in CLIENT))
-    shutil.copytree(ROOT / "src", folder / "src", ignore=None if client_and_platform else ours)
+    shutil.copytree(ROOT / "src", folder / "src")
     for part in ["cmake", "packaging"]:
         shutil.copytree(ROOT / part, folder / part)
     shutil.copy(ROOT / "CMakeLists.txt", folder)
     if client_and_platform:
         shutil.copytree(ROOT / "platform", folder / "platform")
-    return folder
-
-
-def copy_of_the_client(folder):
-    """The client's sources and headers, as a firmware has them in a place of its own."""
-    (folder / "cfg").mkdir(parents=True)
-    for name in CLIENT:
-        for file in (ROOT / "src/cfg").glob(f"{name}.*"):
-            shutil.copy(file, folder / "cfg")
+    else:
+        for source in filter(is_of_the_client, (folder / "src/cfg").iterdir()):
+            source.unlink()
     return folder
 
 

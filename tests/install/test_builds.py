@@ -7,8 +7,8 @@ import re
 
 import pytest
 
-from building import (HERE, NOT_THERE, ROOT, WARNINGS, build, configure, configuring, copy_of_the_client,
-                      copy_of_the_daemon, files_in, install, refused, run, without)
+from building import (HERE, NOT_THERE, ROOT, WARNINGS, build, configure, configuring, copy_of_the_daemon, files_in, install,
+                      refused, run, without)
 
 FIRMWARE = {
     "HORAD_PLATFORM": "external",
@@ -18,7 +18,6 @@ FIRMWARE = {
     "HORAD_PLATFORM_PACKAGES": "firmware",
     "firmware_DIR": HERE / "firmware",
     "FIRMWARE_SOURCES": ROOT,
-    "FIRMWARE_CLIENT": ROOT / "src",
 }
 
 
@@ -28,11 +27,10 @@ def bare_tree(tmp_path):
 
 
 def test_horad_is_built_on_the_firmwares_platform(bare_tree, tmp_path):
-    client = copy_of_the_client(tmp_path / "client")
-    firmware = {**FIRMWARE, "FIRMWARE_CLIENT": client}
-    configure(bare_tree, tmp_path / "build", **firmware, **without(NOT_THERE), HORAD_WERROR="ON")
+    configure(bare_tree, tmp_path / "build", **FIRMWARE, **without(NOT_THERE), HORAD_WERROR="ON")
     build(tmp_path / "build")
-    assert "Usage: horad" in run(tmp_path / "build/bin/horad", "-h")
+    said = run(tmp_path / "build/bin/horad", "-t", "Plans")
+    assert re.search(r"the firmware's client connects horad to /tmp/cfgserver.socket for \d+ tables", said)
 
     # What is installed has nothing of the platform, and is used with the firmware's.
     prefix = tmp_path / "prefix"
@@ -41,10 +39,18 @@ def test_horad_is_built_on_the_firmwares_platform(bare_tree, tmp_path):
     assert {"sbin/horad", "include/horad/horad.h", "include/horad/cfg/deliveries.h"} <= installed
     assert not [name for name in installed if re.search(r"/(velta|orv)/|_(velta|orv|client)\.a|/notificationhandler", name)]
     configure(ROOT / "examples/ownstore", tmp_path / "own", CMAKE_PREFIX_PATH=prefix, FIRMWARE_SOURCES=ROOT,
-              FIRMWARE_CLIENT=client, firmware_DIR=HERE / "firmware")
+              firmware_DIR=HERE / "firmware")
     build(tmp_path / "own", "ownstore")
     assert [line for line in run(tmp_path / "own/ownstore").splitlines() if line.startswith("the WLAN")] == [
         "the WLAN is on", "the WLAN is off"]
+
+
+def test_the_firmwares_client_counts_where_the_tree_has_one_too(tmp_path):
+    configure(ROOT, tmp_path, **FIRMWARE)
+    program = "src/CMakeFiles/horad.dir/main.cpp.o"
+    build(tmp_path, program)
+
+    assert b"the firmware's client connects" in (tmp_path / program).read_bytes()
 
 
 @pytest.mark.parametrize("variable, value, complaint", [
