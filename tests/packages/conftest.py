@@ -28,7 +28,7 @@ def of_version(packages, version, folder):
         subprocess.run(["dpkg-deb", "-R", deb, tree], check=True)
         control = tree / "DEBIAN/control"
         control.write_text(re.sub(r"(?m)^Version: .*$", f"Version: {version}", control.read_text()))
-        subprocess.run(["dpkg-deb", "-q", "-b", tree, folder / deb.name], check=True)
+        subprocess.run(["dpkg-deb", "-b", tree, folder / deb.name], check=True, stdout=subprocess.DEVNULL)
         shutil.rmtree(tree)
 
 

@@ -122,10 +122,12 @@ def test_a_plan_switches_the_wlan_by_the_clock(installed, watch):
 
 
 def test_the_reboot_is_triggered(installed, watch):
-    slot = now_in(installed) + timedelta(seconds=62)
-    installed.run(f"cfgctl set AutoReboot Enable=1 WeekDay=0 Time={slot.strftime('%H:%M')} MinimumRuntime=0")
+    # horad looks 50 seconds after its start, and that is within a slot that begins earlier.
+    await_true(lambda: 12 <= now_in(installed).second < 55, "the slot near enough")
+    slot = now_in(installed) + timedelta(minutes=1)
+    installed.run(f"systemctl restart {DAEMON}; cfgctl set AutoReboot Enable=1 WeekDay=0 Time={slot.strftime('%H:%M')} MinimumRuntime=0")
     assert "reboot" in installed.out("horactl next").lower()
-    watch.await_line("Reboot Trigger: 0 -> 1", seconds=130)
+    watch.await_line("Reboot Trigger: 0 -> 1", seconds=120)
     installed.run("cfgctl set AutoReboot Enable=0 && cfgctl set Reboot Trigger=0")
 
 
@@ -144,9 +146,10 @@ def test_killed_it_comes_back_and_the_plans_go_on(installed, unit, watch):
 
 
 def test_ten_kills_of_the_store_leave_it_running(installed):
+    killed = {"0"}
     for _ in range(10):
-        await_true(lambda: installed.property(STORE, "MainPID") != "0", "the store")
-        installed.kill(STORE)
+        await_true(lambda: installed.property(STORE, "MainPID") not in killed, "the store")
+        killed.add(str(installed.kill(STORE)))
     await_true(answers(installed), "the store answers")
 
 
@@ -264,7 +267,7 @@ def test_removed_it_leaves_the_database_and_purged_nothing(installed, before):
     installed.run(f"{APT} remove {' '.join(OURS)}")
     assert installed.run(f"test -e {DATABASE}", check=None)[0] == 0
     assert installed.run("test -e /tmp/cfgserver.socket -o -L /tmp/cfgserver.socket", check=None)[0] == 1
-    installed.run(f"{APT} purge {' '.join(OURS)}")
+    installed.run(f"dpkg --purge {' '.join(OURS)}")
     assert files_of(installed) - before == set()
     assert installed.run("id cfgserver", check=None)[0] != 0
     assert installed.run("ls -d /run/horad* /run/cfgserver* 2>/dev/null", check=None)[1] == ""
@@ -287,7 +290,7 @@ def test_an_upgrade_keeps_rows_and_edited_settings(system, before):
     await_true(answers(system), "the store after the upgrade")
     now = json.loads(system.out("cfgctl dump"))
     for table, wanted in json.loads(rows).items():
-        if table != "WlanGlobals":  # horad may have switched
+        if table not in ("WlanGlobals", "wexd"):  # which horad writes when it starts
             assert now[table] == wanted
     for unit in (STORE, DAEMON):
         assert system.property(unit, "ActiveState") == "active"
