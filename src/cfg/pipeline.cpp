@@ -1,5 +1,7 @@
 #include "cfg/pipeline.h"
 
+#include "cfg/connecting.h"
+
 #include <cerrno>
 #include <new>
 
@@ -114,9 +116,14 @@ bool Pipeline::sendSome() {
         sent_ += static_cast<std::size_t>(count);
         return true;
     }
-    // The store may have sent the reason before it closed; reading the answers will tell.
-    if (errno != EAGAIN && errno != EINTR)
-        sent_ = bytes_.size();
+    if (errno == EPIPE || errno == ECONNRESET) {
+        sent_ = bytes_.size(); // the store may have sent the reason before it closed; the answers will tell
+    } else if (errno != EAGAIN && errno != EINTR) {
+        const EResultCode why =
+            connection_.lost(EResultCode(velta::protocol::code::notConnected, systemText("send")));
+        if (failure_.ok())
+            failure_ = why;
+    }
     return false;
 }
 
