@@ -4,6 +4,8 @@ import os
 
 import pytest
 
+from house import COUNTING
+
 STARTS = {"horad": ["horad", "-d", "-t", "TimePlans"], "cfgserver": ["cfgserver", "-d"]}
 NOT_A_DAEMON = {
     "horad": "Could not become a daemon: fork: Resource temporarily unavailable",
@@ -43,6 +45,8 @@ def test_a_fork_that_fails_is_told_to_the_starter_and_to_the_log(house, program,
     """Each of the two forks, of a user who may have only so many processes."""
     if os.geteuid() != 0:
         pytest.skip("only root can be another user")
+    if COUNTING:
+        pytest.skip("another user can't write what is counted, and says so")
     nobody_elses = 0x10000000 + os.getpid()
     log = house.syslog()
     command, *arguments = STARTS[program]
