@@ -71,8 +71,6 @@ bool MemoryLink::connect() {
     const velta::NameList followed = deliveries_.tables();
     subscribed_ = {followed.begin(), followed.end()};
     deliveries_.everythingChanged();
-    if (onConnect_)
-        onConnect_();
     return true;
 }
 

@@ -39,8 +39,6 @@ public:
     // it.
     using Listener = std::function<void(Tables::Operation, const std::string& table, const EResultCode&)>;
     void onOperation(Listener listener) { onOperation_ = std::move(listener); }
-    // Told when a connection was made.
-    void onConnect(std::function<void()> handler) { onConnect_ = std::move(handler); }
 
     void wait(unsigned milliseconds) override;
     void deliver() override;
@@ -59,7 +57,6 @@ private:
     std::set<std::string> subscribed_; // the tables of which the store would tell
     Tables::Fault fault_;
     Listener onOperation_;
-    std::function<void()> onConnect_;
     bool reachable_ = true;
     bool connected_ = false;
     bool lostWhileWaiting_ = false;

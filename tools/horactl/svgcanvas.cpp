@@ -50,12 +50,6 @@ void SvgCanvas::verticalLine(double x, double top, double bottom, const char* lo
             "path", "");
 }
 
-void SvgCanvas::horizontalLine(double left, double right, double y, const char* look) {
-    element("path" + attribute("class", look) +
-                attribute("d", "M" + point(left, y) + "H" + shortNumber(right)),
-            "path", "");
-}
-
 void SvgCanvas::text(double x, double y, const char* look, const std::string& text) {
     element("text" + attribute("class", look) + attribute("x", x) + attribute("y", y), "text", escaped(text));
 }

@@ -21,7 +21,6 @@ public:
     // `tip`: shown by a browser to whoever points at it.
     void box(const Box& box, const char* look, const std::string& tip = {});
     void verticalLine(double x, double top, double bottom, const char* look);
-    void horizontalLine(double left, double right, double y, const char* look);
     // `x` is where the text begins, or ends, y its base line.
     void text(double x, double y, const char* look, const std::string& text);
     void textEndingAt(double x, double y, const char* look, const std::string& text);

@@ -96,6 +96,12 @@ TEST_F(CheckFrames, ServiceTableThatIsThereButNotFollowed) {
     EXPECT_THAT(only().meaning, HasSubstr("does not follow this table"));
 }
 
+TEST_F(CheckFrames, ServiceTableWithoutARow) {
+    household.tables["FileTransfer"].clear();
+    addFrame(1, -hour, hour);
+    EXPECT_EQ(only().meant, "a row in FileTransfer, which has none");
+}
+
 TEST_F(CheckFrames, ServiceRowThatIsNotThere) {
     addFrame(1, hour, day, {{"ServicetableId", 2}});
     const Finding finding = only();

@@ -218,4 +218,33 @@ TEST_F(TablesTest, ATableThatIsTakenAwayIsTold) {
     EXPECT_FALSE(tables.hasNotices());
 }
 
+TEST_F(TablesTest, WhatSomebodyElseWritesIsSeenByAnOpenTransactionToo) {
+    ASSERT_TRUE(tables.startTransaction().ok());
+    ASSERT_TRUE(tables.updateRow("Plans", "Id", "1", cell("Status", 1)).ok());
+    tables.edit("Plans", {plan(1, 0), plan(5, 1)});
+    unsigned rows = 0;
+    ValueList row;
+    EXPECT_TRUE(tables.size("Plans", rows).ok());
+    EXPECT_TRUE(tables.selectRowByKey("Plans", "Id", "1", row).ok());
+    EXPECT_EQ(rows, 2U);
+    EXPECT_EQ(row.getValue("Status").getInteger(), 0);
+    tables.remove("Plans");
+    EXPECT_EQ(tables.size("Plans", rows).code(), code::unknownTable);
+    EXPECT_TRUE(tables.closeTransaction().ok());
+    EXPECT_TRUE(last.empty());
+}
+
+TEST_F(TablesTest, AWriteOrAnAbortThatFailsChangesNothing) {
+    ASSERT_TRUE(tables.startTransaction().ok());
+    failAt(Operation::UpdateRow, code::storageFailed);
+    EXPECT_EQ(tables.updateRow("Plans", "Id", "1", cell("Status", 1)).code(), code::storageFailed);
+    failAt(Operation::Abort, code::notConnected);
+    EXPECT_EQ(tables.abortTransaction().code(), code::notConnected);
+    EXPECT_EQ(tables.number("Plans", "Status", 1), 0);
+    tables.onFault(nullptr);
+    EXPECT_EQ(tables.abortTransaction().code(), code::noTransaction); // it is over, whatever was answered
+    EXPECT_EQ(tables.version("Plans"), 1U);
+    EXPECT_EQ(tables.version("Nobody's"), 0U);
+}
+
 } // namespace

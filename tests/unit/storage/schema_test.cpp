@@ -175,6 +175,31 @@ TEST(Schema, TableOfAnEarlierTextIsRefusedInAnyCase) {
     EXPECT_THROW(schema.add("CREATE TABLE plans (Id INTEGER PRIMARY KEY)", "second"), store::StorageError);
 }
 
+TEST(Schema, HasAThousandTablesAtMost) {
+    std::string sql;
+    for (int i = 0; i < 1000; ++i)
+        sql += "CREATE TABLE T" + std::to_string(i) + " (Id INTEGER PRIMARY KEY);";
+    store::Schema schema = schemaOf(sql);
+    try {
+        schema.add("CREATE TABLE OneMore (Id INTEGER PRIMARY KEY)", "more.sql");
+        FAIL() << "no error";
+    } catch (const store::StorageError& error) {
+        EXPECT_STREQ(error.what(), "schema more.sql: more than 1000 tables");
+    }
+    EXPECT_EQ(schema.tables().size(), 1000U);
+}
+
+TEST(Schema, FileThatCanNotBeReadIsNamed) {
+    store::Schema schema;
+    const std::string path = "/proc/self/mem"; // a regular file whose first bytes nobody can read
+    try {
+        schema.addFile(path);
+        FAIL() << "no error";
+    } catch (const store::StorageError& error) {
+        EXPECT_EQ(error.what(), "schema " + path + ": can't be read");
+    }
+}
+
 TEST(Schema, FileThatIsMissingIsNamed) {
     store::Schema schema;
     try {

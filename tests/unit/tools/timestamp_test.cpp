@@ -2,6 +2,8 @@
 
 #include <cstdlib>
 #include <ctime>
+#include <limits>
+#include <string>
 
 #include <gtest/gtest.h>
 
@@ -26,6 +28,11 @@ TEST_F(Timestamps, AreLocalTimeWithItsOffset) {
     EXPECT_EQ(timestamp(moment), "2026-11-21T09:41:51+01:00");
     in("NST3:30");
     EXPECT_EQ(timestamp(moment), "2026-11-21T05:11:51-03:30");
+}
+
+TEST_F(Timestamps, AreSecondsWhereTheCalendarEnds) {
+    constexpr std::time_t last = std::numeric_limits<std::time_t>::max();
+    EXPECT_EQ(timestamp(last), std::to_string(last));
 }
 
 } // namespace
