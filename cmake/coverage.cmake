@@ -2,4 +2,4 @@
 add_compile_options(--coverage)
 add_link_options(--coverage -Wl,--wrap=_exit,--wrap=abort,-u,__wrap__exit,-u,__wrap_abort)
 add_library(coverage_at_exit STATIC ${CMAKE_CURRENT_LIST_DIR}/coverageatexit.cpp)
-link_libraries(coverage_at_exit)
+link_libraries($<BUILD_INTERFACE:coverage_at_exit>) # what is installed needs it no more
