@@ -237,6 +237,25 @@ TEST_F(DatabaseTest, LargeTableIsNotReadAsASmallOne) {
     EXPECT_LT(rows.cells.size(), 30000U);
 }
 
+TEST_F(DatabaseTest, OnlySoManyReadingsHaveASnapshotAtATime) {
+    std::vector<std::unique_ptr<store::TableReading>> readings;
+    while (database.canBeginReading())
+        ASSERT_TRUE(
+            database.beginReading("Plans", Database::View::LastCommit, readings.emplace_back()).ok());
+    EXPECT_EQ(readings.size(), 4U);
+
+    std::unique_ptr<store::TableReading> oneMore;
+    EXPECT_EQ(database.beginReading("Plans", Database::View::LastCommit, oneMore).code(), code::busy);
+
+    readings.pop_back();
+    EXPECT_TRUE(database.beginReading("Plans", Database::View::LastCommit, oneMore).ok());
+}
+
+TEST_F(DatabaseTest, WriteOfNoCellIsNoChange) {
+    EXPECT_TRUE(database.transaction().writeSingle("Globals", 0, {}).ok());
+    EXPECT_EQ(commit(database), velta::NameList{});
+}
+
 TEST_F(DatabaseTest, HighestIdLeavesNoFurther) {
     insert(cell("Id", integerValue(INT32_MAX)));
 

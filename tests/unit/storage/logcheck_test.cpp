@@ -57,6 +57,14 @@ TEST_F(LogCheckTest, MissingEmptyOrForeignFileHasLostNothing) {
     }
 }
 
+TEST_F(LogCheckTest, LogThatHasOnlyADamagedHeaderHasLostNothing) {
+    log.resize(headerBytes);
+    log[20] ^= 4;
+    writeFile(path, log);
+
+    EXPECT_FALSE(store::lossIn(path).has_value());
+}
+
 class DamagedByteTest : public LogCheckTest, public testing::WithParamInterface<std::size_t> {};
 
 TEST_P(DamagedByteTest, InTheMiddleLosesTheCommitsBehindIt) {

@@ -1,4 +1,5 @@
 #include "store/storage/sqlite.h"
+#include "support/temporarydirectory.h"
 
 #include <gmock/gmock.h>
 
@@ -66,6 +67,36 @@ TEST_F(SqliteTest, ClosedConnectionRefusesAll) {
     EXPECT_THROW((void)connection.number("SELECT 1"), store::StorageError);
     EXPECT_THROW(connection.execute("SELECT 1"), store::StorageError);
     EXPECT_FALSE(connection.inTransaction());
+}
+
+TEST_F(SqliteTest, QuestionWithoutAnAnswerIsAnError) {
+    for (const std::string sql : {"SELECT 1 WHERE 0", "SELECT a FROM Missing"}) {
+        EXPECT_THROW((void)connection.number(sql), store::StorageError) << sql;
+        EXPECT_THROW((void)connection.text(sql), store::StorageError) << sql;
+    }
+    try {
+        (void)connection.text("SELECT 1 WHERE 0");
+    } catch (const store::StorageError& error) {
+        EXPECT_STREQ(error.what(), "no answer to SELECT 1 WHERE 0");
+    }
+}
+
+TEST_F(SqliteTest, NoValueReadsAsAnEmptyText) {
+    Statement statement(connection, "SELECT NULL");
+    Statement::Run run(statement);
+    ASSERT_EQ(run.step(), SQLITE_ROW);
+    EXPECT_EQ(run.text(0), "");
+    EXPECT_EQ(run.number(0), 0);
+}
+
+TEST(SqliteFile, WriteToWhatMayOnlyBeReadHasACodeOfItsOwn) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path("db");
+    Connection(path, SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE).execute("CREATE TABLE T (a)");
+    Connection reader(path, SQLITE_OPEN_READONLY);
+    Statement statement(reader, "INSERT INTO T VALUES (1)");
+    Statement::Run run(statement);
+    EXPECT_EQ(reader.resultOf(run.step()).code(), code::readOnly);
 }
 
 TEST_F(SqliteTest, LackOfMemoryHasACodeOfItsOwn) {

@@ -71,6 +71,25 @@ TEST(StorageFailure, FullDatabaseSaysSoAndKeepsTheLastCommit) {
     EXPECT_EQ(commit(database), velta::NameList{"Globals"});
 }
 
+TEST(StorageFailure, NewTablesThatFindNoRoomLeaveTheDatabaseAsItWas) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path("db");
+    { const Database database(schemaOf(testTables), path); }
+    std::string more = testTables;
+    for (int i = 0; i < 30; ++i)
+        more += "CREATE TABLE Added" + std::to_string(i) + " (Enable SWITCH NOT NULL DEFAULT 1);";
+    {
+        const FullDisk full;
+        EXPECT_THROW(Database(schemaOf(more), path), store::StorageError);
+    }
+
+    store::Connection connection(path, SQLITE_OPEN_READWRITE);
+    EXPECT_EQ(connection.number("SELECT count(*) FROM sqlite_schema WHERE name LIKE 'Added%'"), 0);
+    connection.close();
+    Database database(schemaOf(more), path); // there is room again
+    EXPECT_EQ(tableOf(database, "Added29").size(), 1U);
+}
+
 TEST(StorageFailure, FailedCommitEndsTheTransactionAndKeepsTheLastCommit) {
     const TemporaryDirectory directory;
     Database database(schemaOf(testTables), directory.path("db"));
