@@ -17,6 +17,7 @@
 namespace {
 
 using namespace tools::cfgctl;
+using failingplaces::expectAnEnd;
 using failingplaces::expectNoHarm;
 using orv::cfg::ConfigClient;
 
@@ -97,7 +98,6 @@ protected:
     }();
 };
 
-// No JSON, see horactl_test.cpp.
 TEST_F(CfgctlWithoutMemory, ShowsNothing) {
     for (const char* const target : {"Plans", "Plans.1", "Globals"}) {
         arguments.target = parseTarget(target);
@@ -106,6 +106,18 @@ TEST_F(CfgctlWithoutMemory, ShowsNothing) {
     arguments.column = "Start";
     expectNoHarm([this] { return run(getCommand); }, 20);
     expectNoHarm([this] { return run(columnsCommand); }, 20);
+}
+
+TEST_F(CfgctlWithoutMemory, EndsWhereItMakesJson) {
+    expectAnEnd([this] { return run(listCommand); }, 20, 300);
+    arguments.json = true;
+    arguments.column = "Name";
+    arguments.target = parseTarget("Plans");
+    for (const Command command : {listCommand, showCommand, columnsCommand})
+        expectAnEnd([this, command] { return run(command); }, 20, 300);
+    arguments.target = parseTarget("Plans.1");
+    for (const Command command : {showCommand, getCommand})
+        expectAnEnd([this, command] { return run(command); }, 20, 300);
 }
 
 TEST_F(CfgctlWithoutMemory, SetsNothingOrAll) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "orv/lackofmemory.h"
 #include "unit/lackofmemory/failingplaces.h"
 
 #include <cstddef>
@@ -7,7 +8,10 @@
 #include <new>
 #include <string>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 namespace failingplaces {
 
@@ -43,6 +47,40 @@ inline void expectNoHarm(const std::function<std::string()>& work, std::size_t l
         complaints += blocks() != before || result != usual ? 1 : 0;
     }
     EXPECT_EQ(work(), usual);
+}
+
+// That the work, wherever it finds no memory, ends with std::bad_alloc, or the program with it as
+// orv::error::endOnLackOfMemory() says, or that it gets by and has the usual result. This is for what makes
+// JSON, whose library allocates in destructors, from which nothing can be thrown. Each try has a process of
+// its own.
+inline void expectAnEnd(const std::function<std::string()>& work, std::size_t leastPlaces,
+                        std::size_t most = mostPlaces) {
+    enum End { Usual, Ended, Caught, Other }; // the second one is the program's own
+    std::string result;
+    const Work take = [&] { result = work(); };
+    take();
+    const std::string usual = result;
+    const std::vector<std::int64_t> places = placesOf(take);
+    ASSERT_GE(places.size(), leastPlaces);
+    const std::size_t step = (places.size() + most - 1) / most;
+    for (std::size_t i = 0; i < places.size(); i += step) {
+        const pid_t child = fork();
+        ASSERT_GE(child, 0);
+        if (child == 0) {
+            orv::error::endOnLackOfMemory("test");
+            (void)dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDERR_FILENO);
+            try {
+                runFailing(places[i], take);
+            } catch (const std::bad_alloc&) {
+                _exit(Caught);
+            }
+            _exit(result == usual ? Usual : Other);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(child, &status, 0), child);
+        ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) < Other)
+            << "allocation " << places[i] << ", status " << status;
+    }
 }
 
 } // namespace failingplaces

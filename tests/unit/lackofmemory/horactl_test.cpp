@@ -1,11 +1,14 @@
 // What a person asks horactl ends in "out of memory" where there is none left: see the end of its main().
 
 #include "simulation/schema.h"
+#include "support/capturedlog.h"
 #include "support/scriptedclock.h"
 #include "support/temporarydirectory.h"
 #include "tools/horactl/check.h"
 #include "tools/horactl/events.h"
 #include "tools/horactl/next.h"
+#include "tools/horactl/now.h"
+#include "tools/horactl/simulate.h"
 #include "tools/horactl/week.h"
 #include "tools/horactl/weekbars.h"
 #include "tools/horactl/weekhtml.h"
@@ -16,6 +19,7 @@
 namespace {
 
 using namespace tools::horactl;
+using failingplaces::expectAnEnd;
 using failingplaces::expectNoHarm;
 
 constexpr std::time_t noon = 1772452800; // Mon 2026-03-02 12:00:00 UTC
@@ -58,12 +62,12 @@ protected:
         tools::LoadSource source(path_);
         return readDump(source, {});
     }
-    // No JSON: what its library allocates in a destructor ends the program at once, with the same line.
-    Question question() const {
+    Question question(bool json = false) const {
         Question question;
         question.household = household;
         question.present = noon;
         question.width = 60;
+        question.json = json;
         return question;
     }
 
@@ -115,6 +119,27 @@ TEST_F(HoractlWithoutMemory, DrawsNoWeek) {
     expectNoHarm([&] { return barsOf(picture, style); }, 100);
     expectNoHarm([&] { return svgOf(picture); }, 100);
     expectNoHarm([&] { return htmlOf(picture); }, 100);
+}
+
+TEST_F(HoractlWithoutMemory, EndsWhereItMakesJson) {
+    for (const char* const subject : {"wlan", "reboot", "TimeFrame.1", "TimePlans.1"})
+        expectAnEnd([&] { return whyCommand(question(true), subject); }, 50, 300);
+    expectAnEnd([&] { return nextCommand(question(true), 10, hour); }, 50, 300);
+    expectAnEnd([&] { return nowCommand(question(true)); }, 50, 300);
+    const std::vector<Finding> findings = {{"TimePlans.1", "StartMon", "2230", "no time of day", "22:30"},
+                                           {"AutoReboot", "Time", "25:00", "never", "a time of day"}};
+    expectAnEnd([&] { return findingsAsJson(findings); }, 10);
+}
+
+TEST_F(HoractlWithoutMemory, EndsItsSimulation) {
+    for (const bool json : {false, true})
+        expectAnEnd(
+            [&] {
+                const fakes::CapturedOutput output(STDOUT_FILENO);
+                simulateCommand(question(json), noon, 10 * minute, {});
+                return output.text();
+            },
+            50, 300);
 }
 
 } // namespace
