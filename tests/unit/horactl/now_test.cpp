@@ -36,7 +36,7 @@ protected:
     }
 
     Household household = quietHousehold();
-    const KernelFiles kernel;
+    KernelFiles kernel;
     const fakes::LocalZone zone{"UTC"};
 };
 
