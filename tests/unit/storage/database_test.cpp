@@ -240,8 +240,7 @@ TEST_F(DatabaseTest, LargeTableIsNotReadAsASmallOne) {
 TEST_F(DatabaseTest, OnlySoManyReadingsHaveASnapshotAtATime) {
     std::vector<std::unique_ptr<store::TableReading>> readings;
     while (database.canBeginReading())
-        ASSERT_TRUE(
-            database.beginReading("Plans", Database::View::LastCommit, readings.emplace_back()).ok());
+        ASSERT_TRUE(database.beginReading("Plans", Database::View::LastCommit, readings.emplace_back()).ok());
     EXPECT_EQ(readings.size(), 4U);
 
     std::unique_ptr<store::TableReading> oneMore;
