@@ -55,6 +55,10 @@ class Timeout(AssertionError):
     pass
 
 
+def is_sanitized(program):
+    return b"__asan_init" in (BIN / program).read_bytes()
+
+
 def wait_until(condition, what, deadline=DEADLINE):
     """Polls for what no event tells of: the end of a process, a file of another process."""
     end = time.monotonic() + deadline

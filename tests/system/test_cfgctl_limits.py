@@ -14,7 +14,7 @@ from pathlib import Path
 
 import pytest
 
-from house import BIN, COUNTING, wait_until
+from house import COUNTING, is_sanitized, wait_until
 from refusals import refused_cfgctl as refused
 from wire import DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, TEXT, Client, frame, text
 
@@ -171,10 +171,6 @@ def test_rows_without_an_id_come_behind_those_that_have_one(store):
     store.cfgctl("load", "-", input=json.dumps({"TimePlans": plans}).encode())
     rows = json.loads(store.cfgctl("--json", "show", "TimePlans"))
     assert [(row["Id"], row["TimePlanName"]) for row in rows] == [(1, "one"), (2, "free"), (3, "free too")]
-
-
-def is_sanitized(program):
-    return b"__asan_init" in (BIN / program).read_bytes()
 
 
 @pytest.mark.skipif(is_sanitized("cfgctl"), reason="with the sanitizers no program starts under a limit of memory")

@@ -5,7 +5,7 @@ import signal
 
 import pytest
 
-from house import SOCKET, wait_until
+from house import SOCKET, is_sanitized, wait_until
 
 NO_STORE = f"no configuration store at {SOCKET}: "
 LOST = "the connection to the configuration store is lost"
@@ -39,6 +39,8 @@ def run(house, calls, how, command):
 @pytest.mark.parametrize("what", REFUSED)
 def test_what_the_system_refuses_a_tool_is_one_line(store, what):
     calls, error, number, command, said = REFUSED[what]
+    if calls == "write" and is_sanitized(command[0]):
+        pytest.skip("the sanitizers try with a write whether memory is there")
     status, _, err = run(store, calls, f"error={error}:when={number}", command)
     lines = [line for line in err.splitlines() if not line.startswith("strace: ")]
     assert status == (3 if command[0] == "horactl" else 1) and lines == [f"{command[0]}: {said}"], err

@@ -20,7 +20,7 @@ import tempfile
 
 import pytest
 
-from house import BIN, SOCKET, wait_until
+from house import SOCKET, is_sanitized, wait_until
 from wire import (COLUMNS, DONE, FAILED, HELLO, INSERT, MAGIC, OUTCOME_UNKNOWN, READ_TABLE, ROWS, SUBSCRIBE, TABLES, TEXT, Client,
                   Fields, request, result_code, text)
 
@@ -42,7 +42,7 @@ GREETING = request(HELLO, 0, struct.pack(">I", MAGIC) + text("sweep") + struct.p
 SANITIZER = re.compile("ERROR: (Address|Leak)Sanitizer|runtime error: ")
 # What a sanitizer says that has no descriptor left to look at an object with, which it then takes for a wrong one.
 BLINDED = "<memory cannot be printed>"
-SANITIZED = b"__asan_init" in (BIN / "cfgserver").read_bytes()
+SANITIZED = is_sanitized("cfgserver")
 
 
 @pytest.fixture(params=range(PARTS), ids=lambda part: f"part {part + 1} of {PARTS}")
