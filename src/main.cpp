@@ -137,24 +137,6 @@ bool announceDaemon() {
     return true;
 }
 
-// The store over its socket.
-class SocketLink : public orv::horad::StoreLink {
-public:
-    SocketLink(velta::net::EventDispatcher& dispatcher, orv::cfg::NotificationHandler& notifications)
-        : dispatcher_(dispatcher), notifications_(notifications) {}
-
-    void wait(unsigned milliseconds) override { dispatcher_.handleEvents(milliseconds); }
-    void deliver() override { notifications_.process(); }
-    void pass(const std::function<void(orv::cfg::common::IConfigClient&)>& run) override {
-        notifications_.pass(run);
-    }
-    orv::cfg::common::IConfigClient& client() override { return notifications_.getConfigClient(); }
-
-private:
-    velta::net::EventDispatcher& dispatcher_;
-    orv::cfg::NotificationHandler& notifications_;
-};
-
 // While one lives, a stop signal ends whatever waits for a request to stop.
 class StopOnSignal {
 public:
@@ -204,6 +186,31 @@ private:
     const char* shown_ = nullptr; // texts are told apart by their place
 };
 
+// The store over its socket.
+class SocketLink : public orv::horad::StoreLink {
+public:
+    SocketLink(velta::net::EventDispatcher& dispatcher, orv::cfg::NotificationHandler& notifications,
+               ServiceStatus& status)
+        : dispatcher_(dispatcher), notifications_(notifications), status_(status) {}
+
+    void wait(unsigned milliseconds) override { dispatcher_.handleEvents(milliseconds); }
+    // Connects again where the store was lost. It may listen without an answer, and be waited for.
+    void deliver() override {
+        if (!notifications_.connected())
+            status_.showWaiting();
+        notifications_.process();
+    }
+    void pass(const std::function<void(orv::cfg::common::IConfigClient&)>& run) override {
+        notifications_.pass(run);
+    }
+    orv::cfg::common::IConfigClient& client() override { return notifications_.getConfigClient(); }
+
+private:
+    velta::net::EventDispatcher& dispatcher_;
+    orv::cfg::NotificationHandler& notifications_;
+    ServiceStatus& status_;
+};
+
 // Everything that runs is built here, in this order, and taken down in reverse.
 void run(orv::horad::CountedRepeats& repeats) {
     const StopOnSignal stop;
@@ -223,14 +230,12 @@ void run(orv::horad::CountedRepeats& repeats) {
         system.sleep(connectInterval);
         repeats.tell();
     }
-    SocketLink store(dispatcher, notifications);
+    SocketLink store(dispatcher, notifications, status);
     if (!options.daemon) // a daemon is up when its pid file is there
         status.ready();
     while (running != 0) {
         if (notifications.connected())
             status.showWorking(horad.status());
-        else
-            status.showWaiting();
         horad.iterate(store);
         repeats.tell();
     }

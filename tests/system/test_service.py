@@ -125,6 +125,17 @@ def test_horad_tells_while_it_waits_for_the_store(house, manager):
     assert manager.wait("") == "STATUS=WLAN off"
 
 
+def test_horad_tells_that_it_waits_for_a_store_that_accepts_nobody(house, manager):
+    activator = Activator(house, SOCKET)
+    server = activator.serve()
+    assert house.run("horad", "-d", "-t", "WlanTimePlans", env=TOLD)[0] == 0
+    manager.wait("WLAN off")
+    os.kill(server, signal.SIGKILL)  # the socket goes on taking connections
+    assert manager.wait("") == "STATUS=waiting for the store"
+    activator.serve()
+    assert manager.wait("") == "STATUS=WLAN off"
+
+
 @pytest.mark.parametrize("tables, shown", [(["TimePlans"], "1 table"), (["TimePlans", "FirmwareUpdateTimePlan"], "2 tables")])
 def test_horad_without_the_plans_of_the_wlan_tells_how_many_tables_it_follows(store, manager, tables, shown):
     options = [word for table in tables for word in ("-t", table)]
