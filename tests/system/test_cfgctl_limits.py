@@ -148,13 +148,13 @@ def test_a_large_dump_is_loaded_and_only_what_differs_is_written(store, fire):
     count, name = (8000, "n" * 2200) if fire == 1 else (100000, "plan")
     plans = [{"Id": i, "TimePlanName": f"{name} {i}", "StartMon": "08:00", "StopMon": "18:00"}
              for i in range(1, count + 1)]
-    status, _, err = store.run("cfgctl", "load", "-", input=json.dumps({"WlanTimePlans": plans}).encode(), deadline=90)
+    status, _, err = store.run("cfgctl", "load", "-", input=json.dumps({"WlanTimePlans": plans}).encode(), deadline=240)
     assert status == 0 and f"{count} rows written, the transaction was open for" in err
-    _, dump, _ = store.run("cfgctl", "dump", deadline=90)
+    _, dump, _ = store.run("cfgctl", "dump", deadline=240)
     assert len(dump) > 20 * 1000 * 1000 and len(json.loads(dump)["WlanTimePlans"]) == count
-    assert store.run("cfgctl", "load", "-", input=dump.encode(), deadline=90) == (0, "", "")
+    assert store.run("cfgctl", "load", "-", input=dump.encode(), deadline=240) == (0, "", "")
     store.cfgctl("set", "WlanTimePlans.7777", "TimePlanName=other")
-    status, _, err = store.run("cfgctl", "load", "-", input=dump.encode(), deadline=90)
+    status, _, err = store.run("cfgctl", "load", "-", input=dump.encode(), deadline=240)
     assert status == 0 and err.startswith("cfgctl: 1 row written,")
 
 
