@@ -118,6 +118,15 @@ EResultCode ConfigClient::columns(const std::string& table,
     return result;
 }
 
+EResultCode ConfigClient::sharedColumns(const std::string& table,
+                                        std::vector<velta::protocol::ColumnInfo>& columns) {
+    Reply reply;
+    const EResultCode result =
+        ask(requests::of(RequestKind::SharedColumns, table), reply, ReplyKind::Columns);
+    columns = std::move(reply.columns);
+    return result;
+}
+
 EResultCode ConfigClient::describe(const std::string& table,
                                    std::vector<velta::protocol::ColumnDescription>& columns) {
     Reply reply;

@@ -45,6 +45,9 @@ public:
     EResultCode columns(const std::string& table, std::vector<velta::protocol::ColumnInfo>& columns);
     // The same in full. A store that does not know the request closes the connection.
     EResultCode describe(const std::string& table, std::vector<velta::protocol::ColumnDescription>& columns);
+    // Those that the store shares with other devices. A store that does not know the request closes the
+    // connection.
+    EResultCode sharedColumns(const std::string& table, std::vector<velta::protocol::ColumnInfo>& columns);
     // All rows, for the caller to keep: they do not change, whatever is written later.
     EResultCode readTable(const std::string& table, Snapshot& rows);
     // For many writes of the open transaction; see Pipeline.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "store/server/descriptor.h"
+#include "store/descriptor.h"
 
 #include <optional>
 #include <string>

@@ -1,6 +1,6 @@
 #include "store/server/listeningsocket.h"
 
-#include "store/server/descriptor.h"
+#include "store/descriptor.h"
 #include "store/server/peer.h"
 #include "store/users.h"
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include "store/descriptor.h"
 #include "store/server/clientlines.h"
-#include "store/server/descriptor.h"
 #include "store/server/output.h"
 #include "store/server/peer.h"
 #include "store/server/transactionqueue.h"

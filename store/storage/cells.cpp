@@ -77,6 +77,14 @@ void writeCell(velta::protocol::Writer& writer, Value::TypeCode type, const Stat
         writer.number32(static_cast<std::uint32_t>(numberAt(type, run, column)));
 }
 
+Value valueIn(Value::TypeCode type, const Statement::Run& run, int column) {
+    if (type != Value::Text)
+        return velta::numberValue(type, numberAt(type, run, column));
+    Value value(type);
+    value.setText(std::string(textAt(run, column)));
+    return value;
+}
+
 bool holds(Value::TypeCode type, const Statement::Run& run, int column, const Value& value) {
     if (type == Value::Text)
         return textAt(run, column) == value.getText();

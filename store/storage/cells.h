@@ -38,6 +38,9 @@ void bindValue(Statement::Run& run, int parameter, const velta::Value& value);
 void writeCell(velta::protocol::Writer& writer, velta::Value::TypeCode type, const Statement::Run& run,
                int column);
 
+// The value that writeCell() would write.
+velta::Value valueIn(velta::Value::TypeCode type, const Statement::Run& run, int column);
+
 // Whether writeCell() would write that value.
 bool holds(velta::Value::TypeCode type, const Statement::Run& run, int column, const velta::Value& value);
 

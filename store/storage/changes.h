@@ -26,6 +26,7 @@ public:
         touched_.settle(table.index, rowId, differs);
     }
     void forget() noexcept { touched_.clear(); }
+    const TouchedRows& touched() const { return touched_; }
 
     // Adds the tables in which a cell is not as before.
     Result addChangedTables(velta::NameList& changed);

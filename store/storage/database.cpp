@@ -17,7 +17,10 @@ Database::Database(Schema schema, const std::string& path, DatabaseOptions optio
       connections_(schema_, file_, options_.limitOfTable),
       lastCommit_(schema_, connections_.lastCommit()),
       safekeeping_(schema_, file_, connections_, options_.now),
-      transaction_(schema_, connections_.writer(), lastCommit_, connections_.sizes(), safekeeping_) {}
+      writer_(schema_, connections_.writer(), lastCommit_, connections_.sizes(), safekeeping_),
+      memory_(connections_.writer()),
+      transaction_(writer_, memory_),
+      sharedRows_(schema_, file_, connections_, writer_, memory_) {}
 
 void Database::tidy() {
     safekeeping_.retry();

@@ -4,6 +4,7 @@
 #include "store/storage/databasefile.h"
 #include "store/storage/safekeeping.h"
 #include "store/storage/schema.h"
+#include "store/storage/sharedrows.h"
 #include "store/storage/tablereader.h"
 #include "store/storage/tablereading.h"
 #include "store/storage/transaction.h"
@@ -46,6 +47,8 @@ public:
 
     TableReader& reader(View view) { return view == View::LastCommit ? lastCommit_ : transaction_.reader(); }
     Transaction& transaction() { return transaction_; }
+    // For the time between two transactions.
+    SharedRows& sharedRows() { return sharedRows_; }
 
     // All rows of a table if they have no more than `most` bytes of cells; else `complete` is false.
     Result readSmall(const std::string& table, View view, std::size_t most, Rows& rows, bool& complete);
@@ -85,7 +88,10 @@ private:
     Connections connections_;
     TableReader lastCommit_;
     Safekeeping safekeeping_;
+    TableWriter writer_;
+    ClusterMemory memory_;
     Transaction transaction_;
+    SharedRows sharedRows_;
 };
 
 } // namespace store

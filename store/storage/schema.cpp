@@ -2,12 +2,14 @@
 
 #include "store/storage/cells.h"
 #include "store/storage/introspection.h"
+#include "store/storage/sharedmarks.h"
 #include "store/storage/sqlite.h"
 #include "store/storage/sqlwords.h"
 #include "store/storage/tablesizes.h"
 #include "velta/protocol/frame.h"
 #include "velta/text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fstream>
@@ -102,12 +104,23 @@ void checkWords(const std::string& sql, const std::string& origin) {
                 refuse(origin, phrase.text() + " is not possible, " + onlyPlain);
 }
 
-void runOnlyCreateTable(Connection& scratch, const std::string& sql, const std::string& origin) {
+void checkText(const std::string& sql, const std::string& origin) {
     if (sql.size() > sizeLimit)
         refuse(origin, "larger than 1 MiB");
     if (sql.find('\0') != std::string::npos)
         refuse(origin, "not a text, it holds a zero byte");
     checkWords(sql, origin);
+}
+
+SharedMarks marksIn(const std::string& sql, const std::string& origin) {
+    try {
+        return sharedMarksIn(sql);
+    } catch (const StorageError& error) {
+        refuse(origin, error.what());
+    }
+}
+
+void runOnlyCreateTable(Connection& scratch, const std::string& sql, const std::string& origin) {
     sqlite3_set_authorizer(scratch.handle(), allowCreateTable, nullptr);
     const int code = sqlite3_exec(scratch.handle(), sql.c_str(), nullptr, nullptr, nullptr);
     if ((code & 0xff) == SQLITE_AUTH)
@@ -150,7 +163,7 @@ Column checkedId(const DeclaredColumn& declared, const std::string& place) {
     if (!sameName(declared.type, nameOf(Kind::Integer)) || !declared.primaryKey)
         refuse(place, "must be INTEGER PRIMARY KEY");
     const velta::Range range{leastId, velta::rangeOf(Value::Integer).most};
-    return {declared.name, {Kind::Integer, range}, Value::Integer, Value()};
+    return {declared.name, {Kind::Integer, range}, Value::Integer, Value(), false};
 }
 
 Value checkedDefault(const ColumnKind& kind, const std::string& sql, const std::string& place) {
@@ -178,18 +191,29 @@ Column checkedColumn(const DeclaredColumn& declared, const std::string& place) {
         refuse(place, "only the column \"Id\" may be the primary key");
     if (!declared.notNull || !declared.defaultSql)
         refuse(place, "must have NOT NULL and DEFAULT");
-    return {declared.name, *kind, typeOf(kind->kind), checkedDefault(*kind, *declared.defaultSql, place)};
+    return {declared.name, *kind, typeOf(kind->kind), checkedDefault(*kind, *declared.defaultSql, place),
+            false};
 }
 
-Table checkedTable(Connection& scratch, const std::string& name, const std::string& origin) {
+void noteMark(Column& column, const std::string& table, SharedMarks& marks, const std::string& place) {
+    column.shared = marks.take(table, column.name);
+    if (column.shared && column.name == idColumn)
+        refuse(place, "can't be SHARED: the Ids are shared with the rows, where another column is");
+}
+
+Table checkedTable(Connection& scratch, const std::string& name, SharedMarks& marks,
+                   const std::string& origin) {
     const std::string place = origin + ": table " + name;
     if (!isName(name))
         refuse(place, "a name has a letter in front, then letters, digits and _, at most 63 in all");
     if (isStrict(scratch, name))
         refuse(place, "STRICT is not possible");
     Table table{name, {}};
-    for (const DeclaredColumn& column : declaredColumns(scratch, name))
-        table.columns.push_back(checkedColumn(column, place + ", column " + column.name));
+    for (const DeclaredColumn& column : declaredColumns(scratch, name)) {
+        const std::string columnPlace = place + ", column " + column.name;
+        table.columns.push_back(checkedColumn(column, columnPlace));
+        noteMark(table.columns.back(), name, marks, columnPlace);
+    }
     if (table.columns.size() > columnLimit)
         refuse(place, "more than 128 columns");
     return table;
@@ -212,16 +236,32 @@ velta::NameList Table::columnNames() const {
     return names;
 }
 
+velta::NameList Table::sharedColumns() const {
+    velta::NameList names;
+    for (const Column& column : columns)
+        if (column.shared)
+            names.push_back(column.name);
+    return names;
+}
+
+bool Table::isShared() const {
+    return std::any_of(columns.begin(), columns.end(), [](const Column& column) { return column.shared; });
+}
+
 void Schema::add(const std::string& sql, const std::string& origin) {
+    checkText(sql, origin);
+    SharedMarks marks = marksIn(sql, origin);
     Connection scratch(":memory:", SQLITE_OPEN_READWRITE | SQLITE_OPEN_MEMORY);
-    runOnlyCreateTable(scratch, sql, origin);
+    runOnlyCreateTable(scratch, marks.sql, origin);
     std::vector<Table> added;
     for (const std::string& name : declaredTables(scratch)) {
         for (const Table& known : tables_)
             if (sameName(known.name, name))
                 refuse(origin, "table " + name + " is there already, as " + known.name);
-        added.push_back(checkedTable(scratch, name, origin));
+        added.push_back(checkedTable(scratch, name, marks, origin));
     }
+    if (!marks.columns.empty())
+        refuse(origin, "table " + marks.columns.begin()->first + ": SHARED stands behind what is no column");
     if (added.empty())
         refuse(origin, "no table in it");
     if (tables_.size() + added.size() > mostTables)

@@ -10,7 +10,8 @@
 #include <string>
 #include <vector>
 
-// The tables that the server serves, read from CREATE TABLE statements.
+// The tables that the server serves, read from CREATE TABLE statements. The word SHARED behind the definition
+// of a column marks it as shared with other devices.
 namespace store {
 
 inline constexpr const char* idColumn = "Id";
@@ -20,6 +21,7 @@ struct Column {
     ColumnKind kind;
     velta::Value::TypeCode type = velta::Value::None; // on the wire
     velta::Value defaultValue;                        // none for the Id
+    bool shared = false;                              // with other devices, where there are any; never the Id
 };
 
 struct Table {
@@ -28,6 +30,9 @@ struct Table {
 
     std::optional<std::size_t> indexOf(const std::string& column) const;
     velta::NameList columnNames() const;
+    // Those that are shared, in their order. A table with an Id that has one shares its rows too.
+    velta::NameList sharedColumns() const;
+    bool isShared() const;
     // Without "Id" a table has one row and always that one.
     bool singleRow() const { return !indexOf(idColumn).has_value(); }
 };

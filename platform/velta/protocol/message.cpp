@@ -42,9 +42,10 @@ constexpr RequestShape requestShapes[] = {
     {RequestKind::Insert, Table | Values},
     {RequestKind::Remove, Table | KeyColumn | Key},
     {RequestKind::Describe, Table},
+    {RequestKind::SharedColumns, Table},
 };
 
-static_assert(std::size(requestShapes) == static_cast<std::size_t>(RequestKind::Describe),
+static_assert(std::size(requestShapes) == static_cast<std::size_t>(RequestKind::SharedColumns),
               "each kind of request has a shape");
 
 const RequestShape* shapeOf(std::uint8_t kind) {

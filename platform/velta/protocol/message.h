@@ -29,11 +29,12 @@ enum class RequestKind : std::uint8_t {
     Begin = 8,     // number: milliseconds to wait for one's turn
     Commit = 9,
     Abort = 10,
-    WriteSingle = 11, // cells of the one row of a single-row table; number: the row, 0
-    Update = 12,      // cells of the first row whose key column holds the key
-    Insert = 13,      // a row; answered by Done with its Id
-    Remove = 14,      // the row whose key column holds the key
-    Describe = 15,    // the columns of a table in full, answered by Description
+    WriteSingle = 11,   // cells of the one row of a single-row table; number: the row, 0
+    Update = 12,        // cells of the first row whose key column holds the key
+    Insert = 13,        // a row; answered by Done with its Id
+    Remove = 14,        // the row whose key column holds the key
+    Describe = 15,      // the columns of a table in full, answered by Description
+    SharedColumns = 16, // those of a table that are shared with other devices, answered by Columns
 };
 
 struct Request {

@@ -39,9 +39,12 @@ constexpr CodeText codeTexts[] = {
     {code::outcomeUnknown, "outcome unknown"},
     {code::outOfMemory, "out of memory"},
     {code::stopping, "the program is about to end"},
+    {code::clusterUnreachable, "the cluster can't be reached"},
+    {code::conflict, "it was changed meanwhile, by another device or by a change that came late"},
+    {code::mixedChange, "a transaction can't change shared and local cells"},
 };
 
-static_assert(std::size(codeTexts) == code::stopping + 1, "each code has a text");
+static_assert(std::size(codeTexts) == code::mixedChange + 1, "each code has a text");
 
 std::string textOf(int code) {
     for (const CodeText& entry : codeTexts)

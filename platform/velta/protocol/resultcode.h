@@ -34,6 +34,9 @@ inline constexpr int outdated = 23;
 inline constexpr int outcomeUnknown = 24;
 inline constexpr int outOfMemory = 25;
 inline constexpr int stopping = 26;
+inline constexpr int clusterUnreachable = 27;
+inline constexpr int conflict = 28;
+inline constexpr int mixedChange = 29;
 } // namespace code
 
 // The result of every store operation: a code, and as detail what it is about ("unknown table: Wlan").

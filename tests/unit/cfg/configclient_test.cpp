@@ -102,6 +102,19 @@ TEST_F(ConfigClientTest, ColumnsAreDescribed) {
     EXPECT_EQ(columns[0].most, support::integer(9));
 }
 
+TEST_F(ConfigClientTest, SharedColumnsAreListed) {
+    server.answer(RequestKind::SharedColumns, [](const Request& request) {
+        Reply reply = fakes::replyTo(request, velta::protocol::ReplyKind::Columns);
+        reply.columns = {{"Name", velta::Value::Text}};
+        return fakes::frameOf(reply);
+    });
+    std::vector<velta::protocol::ColumnInfo> columns;
+    ASSERT_TRUE(client.sharedColumns("A", columns).ok());
+    EXPECT_EQ(server.last(RequestKind::SharedColumns).table, "A");
+    ASSERT_EQ(columns.size(), 1u);
+    EXPECT_EQ(columns[0].name, "Name");
+}
+
 TEST_F(ConfigClientTest, StoreThatDoesNotKnowDescribeClosesTheConnection) {
     server.closeWithin(RequestKind::Describe, 0);
     std::vector<velta::protocol::ColumnDescription> columns;

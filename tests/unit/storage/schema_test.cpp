@@ -62,6 +62,42 @@ TEST(Schema, BuiltInOneHasTheDaemonsTables) {
                                      "FirmwareUpdateTimePlan", "wexd", "AutoReboot", "Reboot"));
 }
 
+TEST(Schema, MarkBehindAColumnMakesItShared) {
+    const store::Schema schema =
+        schemaOf("CREATE TABLE \"P\" (Id INTEGER PRIMARY KEY, [a] TEXT NOT NULL DEFAULT '' /* ' */ Shared,"
+                 " b INTEGER(0, 7) NOT NULL DEFAULT 0, c TIME NOT NULL DEFAULT ''SHARED);"
+                 "CREATE TABLE O (d SWITCH NOT NULL DEFAULT 0)");
+    EXPECT_THAT(schema.tables()[0].sharedColumns(), testing::ElementsAre("a", "c"));
+    EXPECT_TRUE(schema.tables()[0].isShared());
+    EXPECT_FALSE(schema.tables()[1].isShared());
+}
+
+TEST(Schema, WordOfTheMarkMayBeANameATextOrAComment) {
+    const store::Schema schema =
+        schemaOf("CREATE TABLE Shared (Shared TEXT NOT NULL DEFAULT 'SHARED', -- SHARED\n"
+                 " \"SHARED2\" TEXT /* SHARED */ NOT NULL DEFAULT ', SHARED,')");
+    EXPECT_THAT(schema.tables()[0].columnNames(), testing::ElementsAre("Shared", "SHARED2"));
+    EXPECT_FALSE(schema.tables()[0].isShared());
+}
+
+TEST(Schema, BuiltInOneSharesWhatPeopleConfigure) {
+    const store::Schema schema = schemaOf(store::defaultSchema());
+    std::vector<std::string> shared;
+    for (const store::Table& table : schema.tables())
+        for (const std::string& column : table.sharedColumns())
+            if (column.substr(0, 2) != "St" || table.name == "FirmwareUpdateTimePlan") // the days of plans
+                shared.push_back(table.name + '.' + column);
+    EXPECT_THAT(shared,
+                testing::ElementsAre(
+                    "WlanGlobals.AlwaysEnable", "WlanTimePlans.TimePlanName", "WlanTimePlans.Activate",
+                    "TimePlans.TimePlanName", "TimePlans.Activate", "FirmwareUpdateTimePlan.Enable",
+                    "FirmwareUpdateTimePlan.WeekDay", "FirmwareUpdateTimePlan.StartTimeHour",
+                    "FirmwareUpdateTimePlan.StartTimeMinute", "FirmwareUpdateTimePlan.EndTimeHour",
+                    "FirmwareUpdateTimePlan.EndTimeMinute", "AutoReboot.Enable", "AutoReboot.WeekDay",
+                    "AutoReboot.Time", "AutoReboot.MinimumRuntime"));
+    EXPECT_EQ(schema.tables()[1].sharedColumns().size(), 16U);
+}
+
 TEST(Schema, TakesAsManyColumnsAsTheLimit) {
     EXPECT_EQ(errorOf(columns(128)), "");
 }
@@ -136,6 +172,15 @@ const BadSchema badSchemas[] = {
     {"Strict", "CREATE TABLE T (Id INTEGER PRIMARY KEY) STRICT", "table T: STRICT is not possible"},
     {"WithoutRowId", "CREATE TABLE T (Id INTEGER PRIMARY KEY) WITHOUT ROWID",
      "WITHOUT ROWID is not possible"},
+    {"SharedInTheMiddle", "CREATE TABLE T (Id INTEGER PRIMARY KEY, a TEXT SHARED NOT NULL DEFAULT '')",
+     "test: table T, column a: SHARED stands behind all else"},
+    {"SharedTwice", "CREATE TABLE T (a TEXT NOT NULL DEFAULT '' SHARED SHARED)", "column a: SHARED stands"},
+    {"SharedId", "CREATE TABLE T (Id INTEGER PRIMARY KEY SHARED, a TEXT NOT NULL DEFAULT '')",
+     "table T, column Id: can't be SHARED"},
+    {"SharedNoColumn", "CREATE TABLE T (Id INTEGER, a TEXT NOT NULL DEFAULT '', PRIMARY KEY (Id) SHARED)",
+     "table T: SHARED stands behind what is no column"},
+    {"SharedAsType", "CREATE TABLE T (a SHARED)", "column a: the type \"\""},
+    {"SharedTable", "CREATE TABLE T (a TEXT NOT NULL DEFAULT '') SHARED", "SHARED"},
     {"OpenComment", "CREATE TABLE T (Id INTEGER PRIMARY KEY); /* CREATE TABLE U (", "comment is not closed"},
     {"Columns", columns(129), "more than 128 columns"},
     {"Twice", "CREATE TABLE T (Id INTEGER PRIMARY KEY); CREATE TABLE t (Id INTEGER PRIMARY KEY)",

@@ -49,11 +49,12 @@ Request request(RequestKind kind) {
 // One of each kind, with all that it carries.
 std::vector<Request> everyRequest() {
     std::vector<Request> all;
-    for (int kind = 1; kind <= 15; ++kind)
+    for (int kind = 1; kind <= 16; ++kind)
         all.push_back(request(static_cast<RequestKind>(kind)));
-    for (const RequestKind kind : {RequestKind::Columns, RequestKind::ReadTable, RequestKind::ReadRow,
-                                   RequestKind::ReadKey, RequestKind::WriteSingle, RequestKind::Update,
-                                   RequestKind::Insert, RequestKind::Remove, RequestKind::Describe})
+    for (const RequestKind kind :
+         {RequestKind::Columns, RequestKind::ReadTable, RequestKind::ReadRow, RequestKind::ReadKey,
+          RequestKind::WriteSingle, RequestKind::Update, RequestKind::Insert, RequestKind::Remove,
+          RequestKind::Describe, RequestKind::SharedColumns})
         all[static_cast<std::size_t>(kind) - 1].table = "Wlan";
     for (const RequestKind kind : {RequestKind::ReadKey, RequestKind::Update, RequestKind::Remove})
         all[static_cast<std::size_t>(kind) - 1].keyColumn = "Id";

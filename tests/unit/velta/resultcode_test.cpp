@@ -28,10 +28,10 @@ TEST(ResultCode, TextEndsWithWhatItIsAbout) {
 TEST(ResultCode, EveryCodeHasATextOfItsOwn) {
     std::set<std::string> texts;
 
-    for (int number = code::success; number <= code::stopping; ++number)
+    for (int number = code::success; number <= code::mixedChange; ++number)
         texts.insert(EResultCode(number).strerror());
 
-    EXPECT_EQ(texts.size(), static_cast<std::size_t>(code::stopping) + 1);
+    EXPECT_EQ(texts.size(), static_cast<std::size_t>(code::mixedChange) + 1);
     for (const std::string& text : texts)
         EXPECT_NE(text.substr(0, 6), "error ");
 }
