@@ -105,6 +105,7 @@ Request requestFrom(Input& input, RequestKind kind) {
         break;
     case RequestKind::Columns:
     case RequestKind::Describe:
+    case RequestKind::SharedColumns:
     case RequestKind::ReadTable:
         request.table = tableFrom(input);
         break;
@@ -178,6 +179,7 @@ private:
         PassTime,
         InsertLarge, // so that a few answers with them do not fit into a socket
         Describe,
+        SharedColumns,
     };
 
     Client& client() {
@@ -237,6 +239,9 @@ private:
             break;
         case Describe:
             sendRequest(requestFrom(input_, RequestKind::Describe));
+            break;
+        case SharedColumns:
+            sendRequest(requestFrom(input_, RequestKind::SharedColumns));
             break;
         case LastRequest:
             break;

@@ -12,6 +12,7 @@ inline velta::protocol::ReplyKind replyKindTo(velta::protocol::RequestKind kind)
     case RequestKind::Tables:
         return ReplyKind::Tables;
     case RequestKind::Columns:
+    case RequestKind::SharedColumns:
         return ReplyKind::Columns;
     case RequestKind::Describe:
         return ReplyKind::Description;

@@ -171,6 +171,9 @@ void Observer::judge(std::size_t place, const Request& request, const Answer& an
     case RequestKind::Columns:
         judgeColumns(request, answer);
         break;
+    case RequestKind::SharedColumns:
+        judgeSharedColumns(request, answer);
+        break;
     case RequestKind::Describe:
         judgeDescription(request, answer);
         break;
@@ -213,6 +216,14 @@ void Observer::judgeColumns(const Request& request, const Answer& answer) const 
                 ? failedWith(answer, code::unknownTable)
                 : answer.reply.columns.size() == table->second.shape->columns.size(),
             "all columns of a table are listed");
+}
+
+void Observer::judgeSharedColumns(const Request& request, const Answer& answer) const {
+    const auto table = committed_->tables.find(request.table);
+    require(table == committed_->tables.end()
+                ? failedWith(answer, code::unknownTable)
+                : answer.reply.columns.size() <= table->second.shape->columns.size(),
+            "no more columns are shared than there are");
 }
 
 void Observer::judgeDescription(const Request& request, const Answer& answer) const {

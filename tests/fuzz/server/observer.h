@@ -49,6 +49,7 @@ private:
     void judgeGreeting(Client& client, const velta::protocol::Request& request, const Answer& answer);
     void judgeRead(bool own, const velta::protocol::Request& request, const Answer& answer);
     void judgeColumns(const velta::protocol::Request& request, const Answer& answer) const;
+    void judgeSharedColumns(const velta::protocol::Request& request, const Answer& answer) const;
     void judgeDescription(const velta::protocol::Request& request, const Answer& answer) const;
     void judgeSubscribe(Client& client, const velta::protocol::Request& request);
     void judgeRefusedBegin(std::size_t place, const velta::protocol::Request& request, const Answer& answer);
