@@ -2,6 +2,9 @@
 #include "orv/error.h"
 #include "orv/lackofmemory.h"
 #include "orv/servicenotice.h"
+#include "store/cluster/cluster.h"
+#include "store/cluster/clusterschema.h"
+#include "store/cluster/remote.h"
 #include "store/fileid.h"
 #include "store/log.h"
 #include "store/options.h"
@@ -18,8 +21,11 @@
 #include <cerrno>
 #include <climits>
 #include <csignal>
+#include <iostream>
+#include <memory>
 #include <new>
 #include <optional>
+#include <random>
 #include <stdexcept>
 #include <string>
 #include <system_error>
@@ -126,6 +132,9 @@ store::Schema readSchema(const store::Options& options) {
     schema.add(store::defaultSchema(), "built-in");
     for (const std::string& file : options.schemas)
         schema.addFile(file);
+    if (options.printsClusterSchema || !options.cluster.empty())
+        if (const std::string complaint = store::complaintOfSharedTables(schema); !complaint.empty())
+            throw std::runtime_error("can't be shared: " + complaint);
     return schema;
 }
 
@@ -153,6 +162,33 @@ store::ListeningSocket listeningSocket(const store::Options& options, Activated 
     return store::ListeningSocket(options.socket, options.group);
 }
 
+std::function<double()> randomParts() {
+    return [engine = std::mt19937(std::random_device()())]() mutable {
+        return std::uniform_real_distribution<double>(0, 1)(engine);
+    };
+}
+
+// Without remotes the tables are this device's own, also those that were shared before.
+std::unique_ptr<store::Cluster>
+clusterOf(const store::Options& options, velta::net::EventDispatcher& dispatcher, store::Database& database) {
+    if (options.cluster.empty()) {
+        bool didFollow = false;
+        if (const auto result = database.sharedRows().forget(didFollow); !result.ok())
+            throw std::runtime_error("can't forget the cluster that was followed: " + result.strerror());
+        if (didFollow)
+            store::log::warning(
+                "follows no cluster any more: the tables that were shared are this device's own");
+        return nullptr;
+    }
+    std::vector<store::Remote> remotes;
+    std::string complaint; // the command line was checked
+    for (const std::string& text : options.cluster)
+        remotes.push_back(*store::remoteOf(text, complaint));
+    store::Cluster::Times times;
+    times.pace.random = randomParts();
+    return std::make_unique<store::Cluster>(dispatcher, database, std::move(remotes), std::move(times));
+}
+
 // Serves until a signal arrives. A service manager whose queue is full hears a moment later that the server
 // is up.
 void serveUntilStopped(store::Server& server, const StopSignals& stop, const std::string& status) {
@@ -171,7 +207,8 @@ void serve(const store::Options& options, Activated activated, store::Schema sch
     store::ListeningSocket socket = listeningSocket(options, std::move(activated));
     store::ServerOptions serverOptions;
     serverOptions.group = options.group;
-    store::Server server(dispatcher, database, socket, serverOptions);
+    const std::unique_ptr<store::Cluster> cluster = clusterOf(options, dispatcher, database);
+    store::Server server(dispatcher, database, socket, serverOptions, cluster.get());
     const store::SocketWatch socketWatch(dispatcher, socket);
     daemon.ready();
     const std::string status =
@@ -183,6 +220,10 @@ void serve(const store::Options& options, Activated activated, store::Schema sch
 }
 
 void run(const store::Options& options, DaemonMode& daemon) {
+    if (options.printsClusterSchema) {
+        std::cout << store::clusterSchemaOf(readSchema(options)).dump(2) << std::endl;
+        return;
+    }
     Activated activated = store::takeActivatedSocket();
     if (activated)
         checkAgainst(*activated, options);

@@ -1,6 +1,7 @@
 #include "store/options.h"
 
 #include "orv/standarderror.h"
+#include "store/cluster/remote.h"
 #include "velta/text.h"
 
 #include <CLI/CLI.hpp>
@@ -36,6 +37,17 @@ std::string checkPath(const std::string& path) {
     return path.empty() ? "an empty path" : "";
 }
 
+std::string checkRemote(const std::string& text) {
+    std::string complaint;
+    return remoteOf(text, complaint) ? std::string() : complaint;
+}
+
+void makeRemoteAbsolute(std::string& remote) {
+    const std::string scheme = "unix:";
+    if (remote.compare(0, scheme.size(), scheme) == 0)
+        remote = scheme + std::filesystem::absolute(remote.substr(scheme.size())).string();
+}
+
 void makeAbsolute(std::string& path) {
     if (!path.empty())
         path = std::filesystem::absolute(path);
@@ -59,6 +71,13 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
         ->check(checkPath)
         ->allow_extra_args(false);
     app.add_option("-g,--group", group, "A group whose members may connect")->check(checkGroup);
+    app.add_option("--cluster", options.cluster,
+                   "A member of the cluster through which the shared columns are shared: unix:PATH or "
+                   "tcp:ADDRESS:PORT; several of them are tried in turn")
+        ->check(checkRemote)
+        ->allow_extra_args(false);
+    app.add_flag("--cluster-schema", options.printsClusterSchema,
+                 "Print the schema that a cluster for these tables has, and end");
     app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
     app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
@@ -80,6 +99,8 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
     makeAbsolute(options.database);
     for (std::string& schema : options.schemas)
         makeAbsolute(schema);
+    for (std::string& remote : options.cluster)
+        makeRemoteAbsolute(remote);
     return options;
 }
 

@@ -15,6 +15,8 @@ struct Options {
     std::string database;       // empty: in memory
     std::vector<std::string> schemas;
     std::optional<gid_t> group;
+    std::vector<std::string> cluster; // remotes; none: nothing is shared
+    bool printsClusterSchema = false;
     bool daemon = false;
     bool verbose = false;
 };

@@ -1,6 +1,7 @@
 #include "store/server/requests.h"
 
 #include "store/log.h"
+#include "store/server/writes.h"
 #include "store/storage/cells.h"
 
 #include <algorithm>
@@ -29,10 +30,11 @@ Reply replyOf(ReplyKind kind) {
 } // namespace
 
 Requests::Requests(Database& database, TransactionQueue& queue, Readings& readings,
-                   Clock::duration longestTurn, Committed committed)
+                   SharedTransactions* shared, Clock::duration longestTurn, Committed committed)
     : database_(database),
       queue_(queue),
       readings_(readings),
+      shared_(shared),
       longestTurn_(longestTurn),
       committed_(std::move(committed)) {}
 
@@ -41,8 +43,11 @@ Answer Requests::answer(Session& session, const Request& request) {
         return greet(session, request);
     if (queue_.takeExpiry(session.id()))
         return code::transactionExpired;
-    if (queue_.owns(session.id()))
+    if (queue_.owns(session.id())) {
         queue_.heard(Clock::now());
+        if (shared_ != nullptr)
+            shared_->note(session.id(), request);
+    }
     switch (request.kind) {
     case RequestKind::Hello:
         return Result(code::badMessage, "a second greeting");
@@ -52,6 +57,8 @@ Answer Requests::answer(Session& session, const Request& request) {
         return listColumns(request);
     case RequestKind::Describe:
         return describeTable(request);
+    case RequestKind::SharedColumns:
+        return listSharedColumns(request);
     case RequestKind::ReadTable:
     case RequestKind::ReadRow:
     case RequestKind::ReadKey:
@@ -61,7 +68,7 @@ Answer Requests::answer(Session& session, const Request& request) {
     case RequestKind::Begin:
         return begin(session, request);
     case RequestKind::Commit:
-        return commit(session);
+        return commit(session, request);
     case RequestKind::Abort:
         return abort(session);
     case RequestKind::WriteSingle:
@@ -111,6 +118,17 @@ Answer Requests::describeTable(const Request& request) {
     return reply;
 }
 
+Answer Requests::listSharedColumns(const Request& request) {
+    const Table* table = database_.table(request.table);
+    if (table == nullptr)
+        return Result(code::unknownTable, shown(request.table));
+    Reply reply = replyOf(ReplyKind::Columns);
+    for (const Column& column : table->columns)
+        if (column.shared)
+            reply.columns.push_back({column.name, column.type});
+    return reply;
+}
+
 Answer Requests::read(Session& session, const Request& request) {
     const auto view =
         queue_.owns(session.id()) ? Database::View::OpenTransaction : Database::View::LastCommit;
@@ -142,6 +160,10 @@ Answer Requests::begin(Session& session, const Request& request) {
     const Clock::time_point now = Clock::now();
     const Clock::duration turn =
         std::min<Clock::duration>(std::chrono::milliseconds(request.number), longestTurn_);
+    if (shared_ != nullptr) {
+        (void)shared_->takeFailure(session.id()); // it was told of it before, and begins anew
+        shared_->applyUpdates(now);
+    }
     session.putNotice(); // the client learns of all earlier commits before its transaction begins
     queue_.ask(session.id(), request.sequence, now + turn, now);
     if (queue_.admitIfNext(session.id(), now))
@@ -154,15 +176,32 @@ Answer Requests::begin(Session& session, const Request& request) {
     return Answer(Answer::When::Later);
 }
 
-Answer Requests::commit(Session& session) {
+Answer Requests::commit(Session& session, const Request& request) {
     if (!queue_.owns(session.id()))
-        return code::noTransaction;
+        return failureOf(session);
+    std::optional<Answer> answer;
+    if (shared_ != nullptr)
+        answer = shared_->commit({session.id(), request.sequence});
+    if (!answer)
+        return commitHere(session);
+    if (answer->when == Answer::When::Later)
+        session.pause();
+    return std::move(*answer);
+}
+
+Answer Requests::commitHere(Session& session) {
     velta::NameList changed;
     const Result result = commitTransaction(changed);
     queue_.release(Clock::now());
     if (!changed.empty())
         committed_(changed, session.id());
     return result.ok() ? Answer::done() : Answer(result);
+}
+
+// Why the client has no transaction.
+Result Requests::failureOf(const Session& session) {
+    const Result failure = shared_ != nullptr ? shared_->takeFailure(session.id()) : Result();
+    return failure.ok() ? Result(code::noTransaction) : failure;
 }
 
 // The transaction is over even if memory runs out.
@@ -175,31 +214,35 @@ Result Requests::commitTransaction(velta::NameList& changed) {
     }
 }
 
+// A transaction that is over already, and of which the client was told so, may be aborted too.
 Answer Requests::abort(Session& session) {
     if (!queue_.owns(session.id()))
-        return code::noTransaction;
+        return failureOf(session).code() == code::noTransaction ? Answer(code::noTransaction)
+                                                                : Answer::done();
     database_.transaction().rollBack();
     queue_.release(Clock::now());
+    if (shared_ != nullptr)
+        shared_->ended(session.id());
     return Answer::done();
 }
 
 Answer Requests::write(Session& session, const Request& request) {
     if (!queue_.owns(session.id()))
-        return code::noTransaction;
+        return failureOf(session);
+    if (shared_ != nullptr && shared_->needsId(request))
+        return insertShared(session, request);
     std::uint32_t number = 0;
-    const Result result = writeFrom(request, number);
+    const Result result = carryOut(database_.transaction(), request, number);
+    if (result.ok() && shared_ != nullptr)
+        shared_->keep(session.id(), request, number);
     return result.ok() ? Answer::done(number) : Answer(result);
 }
 
-Result Requests::writeFrom(const Request& request, std::uint32_t& number) {
-    Transaction& transaction = database_.transaction();
-    if (request.kind == RequestKind::WriteSingle)
-        return transaction.writeSingle(request.table, request.number, request.values);
-    if (request.kind == RequestKind::Update)
-        return transaction.update(request.table, request.keyColumn, request.key, request.values);
-    if (request.kind == RequestKind::Insert)
-        return transaction.insert(request.table, request.values, number);
-    return transaction.remove(request.table, request.keyColumn, request.key);
+Answer Requests::insertShared(Session& session, const Request& request) {
+    Answer answer = shared_->insert(session.id(), request);
+    if (answer.when == Answer::When::Later)
+        session.pause();
+    return answer;
 }
 
 } // namespace store

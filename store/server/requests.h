@@ -3,6 +3,7 @@
 #include "store/server/answer.h"
 #include "store/server/readings.h"
 #include "store/server/session.h"
+#include "store/server/sharedtransactions.h"
 #include "store/server/transactionqueue.h"
 #include "store/storage/database.h"
 
@@ -17,9 +18,9 @@ public:
     // answered.
     using Committed = std::function<void(const velta::NameList& tables, ClientId by)>;
 
-    // No client waits longer for its turn than `longestTurn`.
-    Requests(Database& database, TransactionQueue& queue, Readings& readings, Clock::duration longestTurn,
-             Committed committed);
+    // No client waits longer for its turn than `longestTurn`. `shared` is null where tables are not shared.
+    Requests(Database& database, TransactionQueue& queue, Readings& readings, SharedTransactions* shared,
+             Clock::duration longestTurn, Committed committed);
 
     Answer answer(Session& session, const velta::protocol::Request& request);
 
@@ -30,18 +31,22 @@ private:
     Answer listTables() const;
     Answer listColumns(const Request& request);
     Answer describeTable(const Request& request);
+    Answer listSharedColumns(const Request& request);
     Answer read(Session& session, const Request& request);
     Answer subscribe(Session& session, const Request& request);
     Answer begin(Session& session, const Request& request);
-    Answer commit(Session& session);
+    Answer commit(Session& session, const Request& request);
+    Answer commitHere(Session& session);
     Database::Result commitTransaction(velta::NameList& changed);
     Answer abort(Session& session);
     Answer write(Session& session, const Request& request);
-    Database::Result writeFrom(const Request& request, std::uint32_t& number);
+    Answer insertShared(Session& session, const Request& request);
+    Database::Result failureOf(const Session& session);
 
     Database& database_;
     TransactionQueue& queue_;
     Readings& readings_;
+    SharedTransactions* const shared_;
     const Clock::duration longestTurn_;
     const Committed committed_;
 };

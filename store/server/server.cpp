@@ -23,7 +23,7 @@ bool isOfStorage(const Database::Result& result) {
 } // namespace
 
 Server::Server(velta::net::EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
-               const ServerOptions& options)
+               const ServerOptions& options, Sharing* sharing)
     : dispatcher_(dispatcher),
       database_(database),
       options_(options),
@@ -31,7 +31,12 @@ Server::Server(velta::net::EventDispatcher& dispatcher, Database& database, List
       places_(options.places),
       queue_(options.transaction),
       readings_(database, options.readings),
-      requests_(database, queue_, readings_, options.turn,
+      shared_(sharing == nullptr
+                  ? nullptr
+                  : std::make_unique<SharedTransactions>(
+                        *sharing, database, queue_, options.turnAgain,
+                        [this](const velta::NameList& tables) { tellCommitted(tables, nobody); })),
+      requests_(database, queue_, readings_, shared_.get(), options.turn,
                 [this](const velta::NameList& tables, ClientId by) { tellCommitted(tables, by); }),
       acceptor_(dispatcher, socket, options.group, places_, lines_,
                 [this](Descriptor connection, const Peer& peer) { addClient(std::move(connection), peer); }) {
@@ -58,8 +63,11 @@ void Server::shutDown(std::chrono::milliseconds patience) {
     acceptor_.stop();
     const Clock::time_point end = Clock::now() + patience;
     for (Clock::time_point now = Clock::now(); isAnswering() && now < end; now = Clock::now()) {
+        careForSharing(now);
         pauseAll();
-        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - now).count() + 1;
+        const Clock::time_point next = shared_ ? std::min(end, shared_->nextDeadline()) : end;
+        const Clock::duration wait = next > now ? next - now : Clock::duration::zero();
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(wait).count() + 1;
         dispatcher_.handleEvents(moreToDo_ ? 0 : static_cast<unsigned>(left));
         round();
         dropClosed(now);
@@ -90,9 +98,11 @@ void Server::flush(Session& session) {
 
 // Whether some answer has begun but is not sent completely.
 bool Server::isAnswering() const {
-    return std::any_of(clients_.begin(), clients_.end(), [this](const auto& entry) {
-        return entry.second.session->unsent() > 0 || readings_.isGivenOut(entry.first);
-    });
+    return std::any_of(clients_.begin(), clients_.end(),
+                       [this](const auto& entry) {
+                           return entry.second.session->unsent() > 0 || readings_.isGivenOut(entry.first);
+                       }) ||
+           (shared_ && shared_->isCommitting());
 }
 
 void Server::addClient(Descriptor descriptor, const Peer& peer) {
@@ -197,104 +207,11 @@ void Server::logFailure(const Database::Result& result) {
                      "the database can't be used as it should: " + result.strerror());
 }
 
-void Server::settle() {
-    const Clock::time_point now = Clock::now();
-    acceptor_.resume(now);
-    closeSilent(now);
-    lines_.flush(now);
-    readings_.expire(now);
-    dropClosed(now);
-    careForDatabase(); // before a new reading: the write-ahead log can restart while no snapshot holds it
-                       // back
-    expireTransaction(now);
-    admitNext(now); // before endWaiting(): a client whose turn it is must not time out
-    endWaiting(now);
-    if (readings_.admit(now))
-        moreToDo_ = true;
-}
-
-// Called after the answers were sent, so that no client waits for it.
-void Server::careForDatabase() {
-    database_.tidy();
-    databaseWatch_.followFiles();
-    if (const velta::NameList changed = database_.takeChanged(); !changed.empty())
-        tellCommitted(changed, nobody);
-}
-
-void Server::dropClosed(Clock::time_point now) {
-    for (auto client = clients_.begin(); client != clients_.end();) {
-        const Session& session = *client->second.session;
-        if (!session.isClosed()) {
-            ++client;
-            continue;
-        }
-        readings_.forget(session.id());
-        if (queue_.owns(session.id()))
-            database_.transaction().rollBack();
-        queue_.forget(session.id(), now);
-        places_.giveBack(session.peer().user);
-        const std::unique_ptr<Session> gone = std::move(client->second.session);
-        client = clients_.erase(client);
-        log::debug(gone->text() + " is gone");
-    }
-}
-
-void Server::expireTransaction(Clock::time_point now) {
-    const std::optional<ClientId> owner = queue_.takeExpired(now);
-    if (!owner)
-        return;
-    if (readings_.has(*owner) && queue_.takeExpiry(*owner))
-        readings_.fail(*owner, code::transactionExpired); // it reads the transaction's rows; needs no memory
-    database_.transaction().rollBack();
-    const Session& session = *clients_.at(*owner).session;
-    lines_.warn("held a transaction", session.peer(),
-                session.text() + " held a transaction for too long, it is rolled back");
-}
-
-void Server::admitNext(Clock::time_point now) {
-    const std::optional<TransactionQueue::Turn> turn = queue_.admit(now);
-    if (!turn)
-        return;
-    answerBegin(*turn, Answer::done());
-}
-
-void Server::endWaiting(Clock::time_point now) {
-    for (auto turn = queue_.takeTimedOut(now); turn; turn = queue_.takeTimedOut(now))
-        answerBegin(*turn, code::busy);
-}
-
-void Server::answerBegin(const TransactionQueue::Turn& turn, Answer&& answer) {
-    Session& session = *clients_.at(turn.client).session;
-    try {
-        session.putNotice(); // the client learns of all earlier commits before its transaction begins
-        send(session, turn.sequence, std::move(answer));
-        session.resume();
-        session.flush();
-    } catch (const std::exception&) {
-        session.close();
-    }
-    moreToDo_ = true; // its next request may be here already
-}
-
-void Server::closeSilent(Clock::time_point now) {
-    for (auto& [id, client] : clients_) {
-        Session& session = *client.session;
-        if (!session.isClosed() && now >= patienceEnd(client))
-            session.closeFor(session.hasGreeted() ? "does not read its answers" : "did not greet in time");
-    }
-}
-
-// When the client is to be closed because it does not greet or does not read.
-Clock::time_point Server::patienceEnd(const Client& client) const {
-    if (!client.session->hasGreeted())
-        return client.greetUntil;
-    const std::optional<Clock::time_point> stalled = client.session->stalledSince();
-    return stalled ? *stalled + options_.reading : Clock::time_point::max();
-}
-
 // A client that can't be told because memory runs out is closed: after it reconnects it reads everything
 // anew.
 void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
+    if (shared_)
+        shared_->changed(tables);
     for (auto& [id, client] : clients_) {
         Session& session = *client.session;
         try {
@@ -304,21 +221,6 @@ void Server::tellCommitted(const velta::NameList& tables, ClientId by) {
             session.close();
         }
     }
-}
-
-unsigned Server::untilDeadline(unsigned milliseconds) const {
-    Clock::time_point next = std::min({queue_.nextDeadline(), readings_.nextDeadline(), lines_.nextDeadline(),
-                                       acceptor_.nextDeadline(), database_.nextDeadline()});
-    for (const auto& [id, client] : clients_)
-        next = std::min(next, patienceEnd(client));
-    if (next == Clock::time_point::max())
-        return milliseconds;
-    const Clock::time_point now = Clock::now();
-    if (next <= now)
-        return 0;
-    // Rounded up: a moment too early there would be nothing to do.
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(next - now).count() + 1;
-    return static_cast<unsigned>(std::min<std::chrono::milliseconds::rep>(left, milliseconds));
 }
 
 } // namespace store

@@ -8,6 +8,7 @@
 #include "store/server/readings.h"
 #include "store/server/requests.h"
 #include "store/server/session.h"
+#include "store/server/sharedtransactions.h"
 #include "store/server/transactionqueue.h"
 #include "store/storage/database.h"
 #include "velta/net/eventdispatcher.h"
@@ -30,6 +31,8 @@ struct ServerOptions {
     std::chrono::milliseconds turn = std::chrono::seconds(60);
     TransactionQueue::Limits transaction;
     Readings::Limits readings;
+    // How long an insertion that got its Id from other devices may wait for another turn.
+    std::chrono::milliseconds turnAgain = std::chrono::seconds(10);
     // How long a client may take no byte of much output.
     std::chrono::milliseconds reading = std::chrono::seconds(60);
 };
@@ -38,8 +41,9 @@ struct ServerOptions {
 // has something to do gets one turn: one request, or one piece of a reading.
 class Server {
 public:
+    // Without `sharing` no table is shared with other devices. All outlive the server.
     Server(velta::net::EventDispatcher& dispatcher, Database& database, ListeningSocket& socket,
-           const ServerOptions& options);
+           const ServerOptions& options, Sharing* sharing = nullptr);
     ~Server();
     Server(const Server&) = delete;
     Server& operator=(const Server&) = delete;
@@ -74,9 +78,10 @@ private:
     void careForDatabase();
     void dropClosed(Clock::time_point now);
     void expireTransaction(Clock::time_point now);
+    void careForSharing(Clock::time_point now);
     void admitNext(Clock::time_point now);
     void endWaiting(Clock::time_point now);
-    void answerBegin(const TransactionQueue::Turn& turn, Answer&& answer);
+    void answerLater(const TransactionQueue::Turn& turn, Answer&& answer);
     void closeSilent(Clock::time_point now);
     Clock::time_point patienceEnd(const Client& client) const;
     void tellCommitted(const velta::NameList& tables, ClientId by);
@@ -93,6 +98,7 @@ private:
     Places places_;
     TransactionQueue queue_;
     Readings readings_;
+    const std::unique_ptr<SharedTransactions> shared_; // null where no table is shared
     Requests requests_;
     std::map<ClientId, Client> clients_;
     ClientId nextId_ = 1;

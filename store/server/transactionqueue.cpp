@@ -90,6 +90,13 @@ std::optional<TransactionQueue::Turn> TransactionQueue::takeTimedOut(Clock::time
     return place->turn;
 }
 
+void TransactionQueue::updatesWait(bool wait, Clock::time_point now) {
+    if (!wait)
+        updatesWaitSince_.reset();
+    else if (!updatesWaitSince_)
+        updatesWaitSince_ = now;
+}
+
 void TransactionQueue::release(Clock::time_point now) {
     ORV_ASSERT(owner_);
     countHold(now);
@@ -172,7 +179,9 @@ void TransactionQueue::countHold(Clock::time_point now) {
 }
 
 Clock::time_point TransactionQueue::expiry() const {
-    const Clock::time_point heldUntil = heldSince_ + limits_.held;
+    Clock::time_point heldUntil = heldSince_ + limits_.held;
+    if (updatesWaitSince_)
+        heldUntil = std::min(heldUntil, std::max(heldSince_, *updatesWaitSince_) + limits_.updates);
     if (places_.empty())
         return heldUntil;
     return std::min(heldUntil, std::max(heardAt_, waitedForSince_) + limits_.silent);

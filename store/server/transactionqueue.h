@@ -27,6 +27,8 @@ public:
         Clock::duration kept = std::chrono::seconds(5);
         // How long the free transaction is reserved for a client that keeps its place but does not wait now.
         Clock::duration reserved = std::chrono::milliseconds(2500);
+        // How long the owner may hold it while updates wait that can't be applied meanwhile.
+        Clock::duration updates = std::chrono::seconds(10);
         // A client that holds the transaction for less than shortHold keeps its rank, fewer than shortHolds
         // times in a row.
         Clock::duration shortHold = std::chrono::milliseconds(100);
@@ -44,6 +46,9 @@ public:
     void join(ClientId client, Clock::time_point now);
     void forget(ClientId client, Clock::time_point now);
 
+    bool isFree() const { return !owner_; }
+    // Whether updates wait for the end of the transaction.
+    void updatesWait(bool wait, Clock::time_point now);
     bool owns(ClientId client) const { return owner_ == client; }
     // The client waits until `until`, at the place that it kept if it has one.
     void ask(ClientId client, std::uint32_t sequence, Clock::time_point until, Clock::time_point now);
@@ -61,7 +66,7 @@ public:
     // The transaction is over.
     void release(Clock::time_point now);
     // Returns the owner if it held the transaction for too long, or was silent for too long while others
-    // wait. It no longer is the owner then.
+    // wait, or if updates had to wait for too long. It no longer is the owner then.
     std::optional<ClientId> takeExpired(Clock::time_point now);
     // True once after the client's transaction expired: the client is to be told.
     bool takeExpiry(ClientId client);
@@ -101,6 +106,7 @@ private:
     std::optional<ClientId> owner_;
     Clock::time_point heldSince_;
     Clock::time_point heardAt_;
+    std::optional<Clock::time_point> updatesWaitSince_;
 };
 
 } // namespace store

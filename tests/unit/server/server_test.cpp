@@ -93,6 +93,17 @@ TEST_F(ServerTest, NamesItsTablesAndTheirColumns) {
     EXPECT_EQ(columns.reply.columns[1].type, 4U);
 }
 
+TEST_F(ServerTest, NamesSharedColumnsOnly) {
+    const Client client = greeted();
+
+    const Answer local = call(*client, ask::ofTable(RequestKind::SharedColumns, "Globals"));
+    const Answer none = call(*client, ask::ofTable(RequestKind::SharedColumns, "Typo"));
+
+    EXPECT_EQ(local.reply.kind, ReplyKind::Columns);
+    EXPECT_TRUE(local.reply.columns.empty());
+    EXPECT_EQ(none.reply.result.code(), code::unknownTable);
+}
+
 TEST_F(ServerTest, EmptyTableNamesItsColumns) {
     const Client client = greeted();
 

@@ -15,8 +15,9 @@ class ServerTest : public testing::Test {
 protected:
     using Client = std::unique_ptr<RawClient>;
 
-    explicit ServerTest(const store::ServerOptions& options = {})
-        : server(dispatcher, database, listening, options) {}
+    explicit ServerTest(const store::ServerOptions& options = {}, store::Sharing* sharing = nullptr,
+                        const char* tables = testTables)
+        : database(schemaOf(tables), ""), server(dispatcher, database, listening, options, sharing) {}
 
     // Whether it came true before the deadline.
     bool await(const std::function<bool()>& condition) {
@@ -129,7 +130,7 @@ protected:
     TemporaryDirectory directory;
     const std::string path = directory.path("socket");
     velta::net::EventDispatcher dispatcher;
-    store::Database database{schemaOf(testTables), ""};
+    store::Database database;
     store::ListeningSocket listening{path, std::nullopt};
     store::Server server;
 };

@@ -22,20 +22,24 @@ Descriptions someColumns() {
     };
 }
 
-TEST(Columns, AreShownWithRangeAndDefault) {
-    EXPECT_EQ(aligned(columnsAsText(someColumns())), "COLUMN   TYPE     RANGE            DEFAULT\n"
-                                                     "Id       INTEGER  1 to 2147483647\n"
-                                                     "Uses     COUNTER  0 to 4294967295  4294967295\n"
-                                                     "Start    TIME                      08:00\n"
-                                                     "Comment  TEXT                      \"\"\n");
+const Names sharedColumns = {"Start", "Comment"};
+
+TEST(Columns, AreShownWithRangeAndDefaultAndWhetherTheyAreShared) {
+    EXPECT_EQ(aligned(columnsAsText(someColumns(), sharedColumns)),
+              "COLUMN   TYPE     RANGE            DEFAULT     SHARED\n"
+              "Id       INTEGER  1 to 2147483647\n"
+              "Uses     COUNTER  0 to 4294967295  4294967295\n"
+              "Start    TIME                      08:00       yes\n"
+              "Comment  TEXT                      \"\"          yes\n");
 }
 
 TEST(Columns, HaveNoMemberInJsonForWhatTheyHaveNot) {
-    EXPECT_EQ(columnsAsJson(someColumns()).dump(),
-              R"([{"column":"Id","type":"INTEGER","least":1,"most":2147483647},)"
-              R"({"column":"Uses","type":"COUNTER","least":0,"most":4294967295,"default":4294967295},)"
-              R"({"column":"Start","type":"TIME","default":"08:00"},)"
-              R"({"column":"Comment","type":"TEXT","default":""}])");
+    EXPECT_EQ(
+        columnsAsJson(someColumns(), sharedColumns).dump(),
+        R"([{"column":"Id","type":"INTEGER","least":1,"most":2147483647,"shared":false},)"
+        R"({"column":"Uses","type":"COUNTER","least":0,"most":4294967295,"default":4294967295,"shared":false},)"
+        R"({"column":"Start","type":"TIME","default":"08:00","shared":true},)"
+        R"({"column":"Comment","type":"TEXT","default":"","shared":true}])");
 }
 
 } // namespace
