@@ -21,13 +21,22 @@ constexpr int exitWrongUse = 2;
 
 constexpr std::size_t complaintLimit = 2000; // bytes; a file may hold names of any length
 
+// The last command that was given, where commands have commands of their own.
+const CLI::App& innermost(const CLI::App& app) {
+    const std::vector<CLI::App*> commands = app.get_subcommands();
+    return commands.empty() ? app : innermost(*commands.front());
+}
+
 // What is wrong with a command line, in a person's words: what the parser says of a missing command speaks of
 // subcommands, and not of the word that is no command.
 std::string describe(const CLI::App& app, const CLI::Error& error) {
-    if (error.get_name() != "RequiredError" || !app.get_subcommands().empty())
+    const CLI::App& last = innermost(app);
+    if (error.get_name() != "RequiredError" || last.get_require_subcommand_min() == 0)
         return error.what();
-    const std::vector<std::string> words = app.remaining();
-    return words.empty() ? "a command is required" : "unknown command: " + words.front();
+    const std::string parent = last.get_name().empty() ? "" : " " + last.get_name();
+    const std::vector<std::string> words = app.remaining(true);
+    return words.empty() ? "a command is required" + (parent.empty() ? "" : " behind" + parent)
+                         : "unknown command:" + parent + " " + words.front();
 }
 
 int wrongUse(const Tool& tool, const std::string& text) {

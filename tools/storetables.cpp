@@ -109,7 +109,11 @@ Transaction::~Transaction() {
 }
 
 void Transaction::commit() {
-    require(client_.closeTransaction());
+    require(tryCommit());
+}
+
+EResultCode Transaction::tryCommit() {
+    return client_.closeTransaction();
 }
 
 } // namespace tools

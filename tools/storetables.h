@@ -57,6 +57,8 @@ public:
     Transaction& operator=(const Transaction&) = delete;
 
     void commit();
+    // For a caller that knows what to do about a failure.
+    velta::protocol::EResultCode tryCommit();
 
 private:
     orv::cfg::common::IConfigClient& client_;

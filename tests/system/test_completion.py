@@ -101,7 +101,7 @@ def test_the_options_of_the_usage_are_offered(house, shell, program):
     used = set(re.findall(r"(?<![\w-])--?[A-Za-z][\w-]*", help_of(house, program)))
     offered = set(shell.offers(f"{program} -"))
     if program in ("cfgctl", "horactl"):
-        for command in ("watch", "next", "week", "simulate"):
+        for command in ("watch", "cluster create", "next", "week", "simulate"):
             offered |= set(shell.offers(f"{program} {command} -"))
     assert offered == used
 
@@ -111,6 +111,15 @@ def test_the_commands_of_the_usage_are_offered(house, shell, program):
     assert shell.offers(f"{program} ") == re.findall(r"^  ([a-z]+)(?= |$)", help_of(house, program), re.MULTILINE)
     assert shell.becomes(f"{program} {'sh' if program == 'cfgctl' else 'sim'}").endswith(
         "show " if program == "cfgctl" else "simulate ")
+
+
+def test_the_commands_of_a_member_and_its_folder_are_offered(house, shell):
+    assert shell.offers("cfgctl cluster ") == ["create", "join", "status", "leave"]
+    house.run("mkdir", "-p", "/tmp/places/member")
+    Path(house.path("/tmp/places/file")).write_text("")
+    assert shell.becomes("cfgctl cluster status /tmp/places/") == "cfgctl cluster status /tmp/places/member/"
+    assert shell.becomes("cfgctl cluster join /tmp/places/member /tmp/pl") == (
+        "cfgctl cluster join /tmp/places/member /tmp/pl")
 
 
 # --- what the store has ---

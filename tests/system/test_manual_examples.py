@@ -39,7 +39,8 @@ def type_in(house, command):
 def test_an_example_prints_what_the_page_shows(store, name):
     if name == "horad.schema.5":
         store.horad("-t", "WlanTimePlans", "-r", "1")
-    commands = [(command, shown) for command, shown in examples(name) if "cfgctl watch" not in command]
+    left_out = ("cfgctl watch", "cfgctl cluster")  # without an end, and of another folder than the house's own
+    commands = [(command, shown) for command, shown in examples(name) if not command.startswith(left_out)]
     assert len(commands) >= 3
     for command, shown in commands:
         status, said = type_in(store, command)

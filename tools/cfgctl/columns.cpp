@@ -25,14 +25,15 @@ std::string defaultOf(const ColumnDescription& column) {
 
 } // namespace
 
-std::vector<TextRow> columnsAsText(const Descriptions& columns) {
-    std::vector<TextRow> rows = {{"COLUMN", "TYPE", "RANGE", "DEFAULT"}};
+std::vector<TextRow> columnsAsText(const Descriptions& columns, const Names& shared) {
+    std::vector<TextRow> rows = {{"COLUMN", "TYPE", "RANGE", "DEFAULT", "SHARED"}};
     for (const ColumnDescription& column : columns)
-        rows.push_back({column.name, column.kind, rangeOf(column), defaultOf(column)});
+        rows.push_back({column.name, column.kind, rangeOf(column), defaultOf(column),
+                        shared.count(column.name) != 0 ? "yes" : ""});
     return rows;
 }
 
-ordered_json columnsAsJson(const Descriptions& columns) {
+ordered_json columnsAsJson(const Descriptions& columns, const Names& shared) {
     ordered_json list = ordered_json::array();
     for (const ColumnDescription& column : columns) {
         ordered_json object = {{"column", column.name}, {"type", column.kind}};
@@ -42,6 +43,7 @@ ordered_json columnsAsJson(const Descriptions& columns) {
         }
         if (column.defaultValue.type() != Value::None)
             object["default"] = toJson(column.defaultValue);
+        object["shared"] = shared.count(column.name) != 0;
         list.push_back(std::move(object));
     }
     return list;

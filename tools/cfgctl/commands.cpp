@@ -27,6 +27,7 @@ using velta::ValueList;
 using velta::protocol::ColumnInfo;
 using velta::protocol::EResultCode;
 using velta::protocol::TableInfo;
+namespace code = velta::protocol::code;
 namespace requests = orv::cfg::requests;
 
 namespace {
@@ -79,6 +80,18 @@ ValueList readRow(ConfigClient& client, const Target& target) {
     else
         require(client.selectRow(target.table, 0, row, {}));
     return row;
+}
+
+// None of a store that is older and does not know the question: it closes the connection.
+Names sharedColumns(ConfigClient& client, const std::string& table) {
+    std::vector<ColumnInfo> columns;
+    const EResultCode result = client.sharedColumns(table, columns);
+    if (result.code() != code::notConnected && result.code() != code::badMessage)
+        require(result);
+    Names names;
+    for (const ColumnInfo& column : columns)
+        names.insert(column.name);
+    return names;
 }
 
 std::string asDocument(const ordered_json& document) {
@@ -160,12 +173,13 @@ std::string showCommand(ConfigClient& client, const Arguments& arguments) {
 std::string columnsCommand(ConfigClient& client, const Arguments& arguments) {
     Descriptions columns;
     const EResultCode result = client.describe(arguments.target.table, columns);
-    if (result.code() == velta::protocol::code::notConnected)
+    if (result.code() == code::notConnected)
         throw Refused("the configuration store closed the connection: one that is older than this " +
                       std::string(programName) + " can't describe its columns");
     require(result);
-    return arguments.json ? asDocument(columnsAsJson(columns))
-                          : aligned(columnsAsText(columns), terminalWidth());
+    const Names shared = sharedColumns(client, arguments.target.table);
+    return arguments.json ? asDocument(columnsAsJson(columns, shared))
+                          : aligned(columnsAsText(columns, shared), terminalWidth());
 }
 
 std::string getCommand(ConfigClient& client, const Arguments& arguments) {

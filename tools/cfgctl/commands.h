@@ -17,6 +17,14 @@ struct Target {
     std::optional<std::uint32_t> id;
 };
 
+// A member of a cluster, as the commands of "cluster" are given it.
+struct MemberArguments {
+    std::string folder = "/var/lib/horad-cluster";
+    std::string address;
+    std::vector<std::string> others;  // addresses of members that are asked to let it in
+    std::vector<std::string> schemas; // files with tables besides the store's own
+};
+
 using CellText = std::pair<std::string, std::string>; // column and value
 
 // The command line, taken apart. Which of these a command has stands in main.cpp; the others stay empty.
@@ -28,6 +36,7 @@ struct Arguments {
     std::vector<CellText> cells;
     std::vector<std::string> tables; // none stands for all
     std::string file;
+    MemberArguments member;
     bool time = true; // in front of each line of watch
 };
 

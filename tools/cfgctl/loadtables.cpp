@@ -5,10 +5,13 @@
 #include "tools/cfgctl/load.h"
 #include "tools/loadsource.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <deque>
+#include <map>
 #include <memory>
+#include <set>
 
 namespace tools::cfgctl {
 
@@ -22,6 +25,36 @@ namespace requests = orv::cfg::requests;
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+// Where devices share columns, a transaction may change those or the others, not both. Then a file is loaded
+// in two parts.
+enum class Part { Everything, Shared, Rest };
+
+// By table, of those that share any.
+using SharedColumns = std::map<std::string, std::set<std::string>>;
+
+// What of the file is loaded in one transaction.
+struct Scope {
+    Part part = Part::Everything;
+    SharedColumns shared;
+
+    bool shares(const std::string& table) const { return shared.count(table) != 0; }
+    bool isShared(const std::string& table, const std::string& column) const {
+        return column == idColumn || shared.at(table).count(column) != 0;
+    }
+    bool hasTable(const std::string& table) const { return part != Part::Shared || shares(table); }
+    // Whether rows are added and removed; else those that are there are changed.
+    bool hasRows(const std::string& table) const { return part != Part::Rest || !shares(table); }
+    ValueList cellsOf(const std::string& table, const ValueList& row) const {
+        if (part != Part::Shared)
+            return row;
+        ValueList cells;
+        for (const auto& [column, value] : row)
+            if (isShared(table, column))
+                cells.add(column, value);
+        return cells;
+    }
+};
 
 Request requestFor(const std::string& table, const Write& write) {
     switch (write.kind) {
@@ -67,8 +100,8 @@ private:
 // The second reading of a file, in the transaction: all but the rows that have no Id.
 class RowsWithId : public LoadVisitor {
 public:
-    RowsWithId(ConfigClient& client, const LoadCheck& check, LoadOutcome& outcome)
-        : client_(client), check_(check), outcome_(outcome) {}
+    RowsWithId(ConfigClient& client, const LoadCheck& check, const Scope& scope, LoadOutcome& outcome)
+        : client_(client), check_(check), scope_(scope), outcome_(outcome) {}
 
     void table(const std::string& name, bool) override {
         finish();
@@ -76,15 +109,20 @@ public:
         if (found == check_.tables().end())
             throw Refused("it changed while it was read");
         wanted_ = &found->second;
+        if (!scope_.hasTable(name))
+            return;
         require(client_.readTable(name, current_));
         writes_ = std::make_unique<Writes>(client_, outcome_);
         plan_ = std::make_unique<LoadPlan>(*wanted_, current_,
                                            [this, name](const Write& write) { writes_->send(name, write); });
-        plan_->removeOthers();
+        if (scope_.hasRows(name))
+            plan_->removeOthers();
     }
 
     void row(const LoadRow& file, const std::string& place) override {
-        const ValueList row = wantedRow(file, wanted_->table);
+        if (!plan_)
+            return; // of a table that is not loaded now
+        const ValueList row = scope_.cellsOf(wanted_->table.name, wantedRow(file, wanted_->table));
         if (wanted_->table.singleRow || row.hasValue(idColumn))
             plan_->write(row, place);
     }
@@ -99,6 +137,7 @@ public:
 private:
     ConfigClient& client_;
     const LoadCheck& check_;
+    const Scope& scope_;
     LoadOutcome& outcome_;
     const WantedTable* wanted_ = nullptr;
     Snapshot current_;
@@ -110,8 +149,8 @@ private:
 // one then.
 class RowsWithoutId : public LoadVisitor {
 public:
-    RowsWithoutId(ConfigClient& client, const LoadCheck& check, LoadOutcome& outcome)
-        : check_(check), writes_(client, outcome) {}
+    RowsWithoutId(ConfigClient& client, const LoadCheck& check, const Scope& scope, LoadOutcome& outcome)
+        : check_(check), scope_(scope), writes_(client, outcome) {}
 
     void table(const std::string& name, bool) override {
         const auto found = check_.tables().find(name);
@@ -121,15 +160,30 @@ public:
     }
 
     void row(const LoadRow& file, const std::string& place) override {
+        const std::string& table = table_->name;
+        if (table_->singleRow || !scope_.hasTable(table) || !scope_.hasRows(table))
+            return;
         const ValueList row = wantedRow(file, *table_);
-        if (!table_->singleRow && !row.hasValue(idColumn))
-            writes_.send(table_->name, Write{Write::Kind::Insert, 0, row, place});
+        if (row.hasValue(idColumn))
+            return;
+        if (scope_.part == Part::Shared)
+            checkShared(row, place);
+        writes_.send(table, Write{Write::Kind::Insert, 0, row, place});
     }
 
     void finish() { writes_.finish(); }
 
 private:
+    // The other part could not find the row.
+    void checkShared(const ValueList& row, const std::string& place) const {
+        for (const auto& [column, value] : row)
+            if (!scope_.isShared(table_->name, column))
+                throw Refused(place + ": " + column +
+                              " is not shared with the other devices, so the row needs an Id");
+    }
+
     const LoadCheck& check_;
+    const Scope& scope_;
     const Table* table_ = nullptr;
     Writes writes_;
 };
@@ -140,11 +194,50 @@ void read(LoadSource& source, LoadVisitor& visitor) {
 }
 
 template <class Rows>
-void writeRows(ConfigClient& client, LoadSource& source, const LoadCheck& check, LoadOutcome& outcome) {
-    Rows rows(client, check, outcome);
+void writeRows(ConfigClient& client, LoadSource& source, const LoadCheck& check, const Scope& scope,
+               LoadOutcome& outcome) {
+    Rows rows(client, check, scope, outcome);
     source.rewind();
     read(source, rows);
     rows.finish();
+}
+
+// One transaction. Its failure to commit is the result, everything else is thrown.
+velta::protocol::EResultCode loadPart(ConfigClient& client, LoadSource& source, const LoadCheck& check,
+                                      const Scope& scope, LoadOutcome& outcome) {
+    Transaction transaction(client);
+    const Clock::time_point begin = Clock::now();
+    writeRows<RowsWithId>(client, source, check, scope, outcome);
+    if (check.hasRowsWithoutId())
+        writeRows<RowsWithoutId>(client, source, check, scope, outcome);
+    const velta::protocol::EResultCode result = transaction.tryCommit();
+    outcome.open += std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    return result;
+}
+
+SharedColumns sharedColumns(ConfigClient& client, const LoadCheck& check) {
+    SharedColumns shared;
+    for (const auto& [name, wanted] : check.tables()) {
+        std::vector<velta::protocol::ColumnInfo> columns;
+        require(client.sharedColumns(name, columns));
+        for (const velta::protocol::ColumnInfo& column : columns)
+            shared[name].insert(column.name);
+    }
+    return shared;
+}
+
+LoadOutcome loadInTwoParts(ConfigClient& client, LoadSource& source, const LoadCheck& check) {
+    LoadOutcome outcome;
+    Scope scope{Part::Shared, sharedColumns(client, check)};
+    require(loadPart(client, source, check, scope, outcome));
+    scope.part = Part::Rest;
+    try {
+        require(loadPart(client, source, check, scope, outcome));
+    } catch (const Refused& refused) {
+        throw Refused(std::string("what is shared with the other devices is loaded, the rest is not: ") +
+                      refused.what());
+    }
+    return outcome;
 }
 
 } // namespace
@@ -155,13 +248,10 @@ LoadOutcome loadTables(ConfigClient& client, const std::string& path) {
     read(source, check);
 
     LoadOutcome outcome;
-    Transaction transaction(client);
-    const Clock::time_point begin = Clock::now();
-    writeRows<RowsWithId>(client, source, check, outcome);
-    if (check.hasRowsWithoutId())
-        writeRows<RowsWithoutId>(client, source, check, outcome);
-    transaction.commit();
-    outcome.open = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin);
+    const velta::protocol::EResultCode result = loadPart(client, source, check, Scope(), outcome);
+    if (result.code() == velta::protocol::code::mixedChange)
+        return loadInTwoParts(client, source, check);
+    require(result);
     return outcome;
 }
 

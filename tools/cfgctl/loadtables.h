@@ -18,6 +18,8 @@ struct LoadOutcome {
 };
 
 // Brings the store's tables to what the file says in one transaction, or changes nothing and throws Refused.
+// If the store shares columns with other devices and the file changes those and others, there are two: the
+// shared columns come first, and a failure of the second says that the first one is done.
 // Keeps one table's rows at a time, and the Ids of all.
 LoadOutcome loadTables(orv::cfg::ConfigClient& client, const std::string& path);
 

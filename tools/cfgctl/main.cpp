@@ -2,6 +2,7 @@
 
 #include "cfg/configclient.h"
 #include "cfg/connection.h"
+#include "tools/cfgctl/cluster.h"
 #include "tools/cfgctl/commands.h"
 #include "tools/cfgctl/watch.h"
 #include "tools/commandline.h"
@@ -17,6 +18,7 @@ namespace {
 
 using tools::answerTimeout;
 using tools::cfgctl::Arguments;
+using tools::cfgctl::MemberArguments;
 
 constexpr int exitRefused = 1;
 
@@ -35,17 +37,24 @@ constexpr const char* usage =
   watch [--no-time] [TABLE...]   Print every change until interrupted
   dump [TABLE...]                Tables as JSON
   load FILE                      Make tables what a dump says ("-" is standard input)
+  cluster COMMAND                Members of a cluster that shares tables with other stores:
+    create [--schema FILE]... DIR LOCAL  Make the file of the first member
+    join DIR LOCAL REMOTE...             Make the file of a further member
+    status [DIR]                         Who leads, who follows, who is not connected
+    leave DIR                            Have the cluster go on without this member
 
   -s, --socket SOCKET  Where the store listens (/tmp/cfgserver.socket)
       --json           Print JSON
       --version        Print the version
   -h, --help           Print this help
 
-A table that has a single row is named without ".ID".
+A table that has a single row is named without ".ID". A member lies in a folder DIR
+(/var/lib/horad-cluster); LOCAL and REMOTE are addresses of members like tcp:192.168.1.2:6641.
 )";
 
 using StoreCommand = std::string (*)(orv::cfg::ConfigClient&, const Arguments&);
 using Command = std::function<void(const Arguments&)>;
+using Keep = std::function<void(const Command&)>;
 
 Command onStore(StoreCommand command) {
     return [command](const Arguments& arguments) {
@@ -54,6 +63,31 @@ Command onStore(StoreCommand command) {
         orv::cfg::ConfigClient client(connection, transactionWait);
         tools::print(command(client, arguments));
     };
+}
+
+Command onMember(std::string (*command)(const Arguments&)) {
+    return [command](const Arguments& arguments) { tools::print(command(arguments)); };
+}
+
+// The commands behind "cluster".
+void defineMemberCommands(CLI::App& cluster, MemberArguments& member, const Keep& keep) {
+    cluster.require_subcommand(1);
+    cluster.fallthrough();
+    const auto add = [&](const char* name, std::string (*function)(const Arguments&)) {
+        CLI::App* const definition = cluster.add_subcommand(name);
+        definition->callback([keep, function] { keep(onMember(function)); });
+        return definition;
+    };
+    CLI::App* const create = add("create", tools::cfgctl::createCommand);
+    create->add_option("--schema", member.schemas)->allow_extra_args(false);
+    CLI::App* const join = add("join", tools::cfgctl::joinCommand);
+    for (CLI::App* const maker : {create, join}) {
+        maker->add_option("DIR", member.folder)->required();
+        maker->add_option("LOCAL", member.address)->required();
+    }
+    join->add_option("REMOTE", member.others)->required();
+    add("status", tools::cfgctl::statusCommand)->add_option("DIR", member.folder);
+    add("leave", tools::cfgctl::leaveCommand)->add_option("DIR", member.folder)->required();
 }
 
 // The command line's grammar; which command was given comes out in `command`.
@@ -100,6 +134,8 @@ void defineCommands(CLI::App& app, Arguments& arguments, Command& command) {
     watch->add_flag("!--no-time", arguments.time);
     add("dump", onStore(tools::cfgctl::dumpCommand))->add_option("TABLES", arguments.tables);
     add("load", onStore(tools::cfgctl::loadCommand))->add_option("FILE", arguments.file)->required();
+    defineMemberCommands(*app.add_subcommand("cluster"), arguments.member,
+                         [&command](const Command& given) { command = given; });
 }
 
 } // namespace
