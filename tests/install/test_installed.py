@@ -7,9 +7,10 @@ import pytest
 
 from building import BUILD, HERE, ROOT, WARNINGS, build, configure, files_in, install, run
 
-PROGRAMS = {"daemon": {"sbin/horad", "lib/horad/wait-for-clock"}, "store": {"sbin/cfgserver"}, "tools": {"bin/cfgctl", "bin/horactl"}}
+PROGRAMS = {"daemon": {"sbin/horad", "lib/horad/wait-for-clock"}, "store": {"sbin/cfgserver", "lib/horad-cluster/run-member"},
+            "tools": {"bin/cfgctl", "bin/horactl"}}
 LIBRARIES = {"cfg", "client", "daemon", "handlers", "log", "orv", "probes", "timeplan", "velta"}
-COMPONENT_OF = {"horad": "daemon", "cfgserver": "store", "cfgctl": "tools", "horactl": "tools"}
+COMPONENT_OF = {"horad": "daemon", "cfgserver": "store", "horad-cluster": "store", "cfgctl": "tools", "horactl": "tools"}
 
 
 def libdir():

@@ -11,7 +11,7 @@ from container import Container
 ROOT = Path(__file__).resolve().parent.parent.parent
 PACKAGES = Path(os.environ.get("HORAD_PACKAGES", ROOT / "build/packages"))
 SYSTEM = Path(os.environ.get("HORAD_SYSTEM", ROOT / "build/system"))  # an installed Debian, as script/test-packages makes it
-OURS = ["horad", "cfgserver", "cfgctl", "libhorad-dev"]
+OURS = ["horad", "cfgserver", "cfgctl", "horad-cluster", "libhorad-dev"]
 
 
 def package(name):

@@ -12,6 +12,7 @@ from container import await_true
 from conftest import OURS
 
 STORE, SOCKET, DAEMON = "cfgserver.service", "cfgserver.socket", "horad.service"
+MEMBER = "horad-cluster.service"
 INSTALLED = ["horad", "cfgserver", "cfgctl"]
 APT = "DEBIAN_FRONTEND=noninteractive apt-get -q -y"
 DATABASE = "/var/lib/cfgserver/store.db"
@@ -187,13 +188,48 @@ def test_journal_lines_have_their_priority_and_one_time_stamp(installed):
     assert not [line for line in ours if re.search(r"\d\d:\d\d:\d\dZ", line["MESSAGE"])]
 
 
-@pytest.mark.parametrize("unit", [STORE, DAEMON])
+def test_a_member_of_a_cluster_waits_until_it_was_made(installed):
+    assert installed.property(MEMBER, "UnitFileState") == "enabled"
+    assert installed.property(MEMBER, "ActiveState") == "inactive" and installed.property(MEMBER, "Result") == "success"
+    assert installed.out("stat -c '%U %G %a' /var/lib/horad-cluster") == "horad-cluster cfgserver 700"
+
+
+def test_a_store_shares_its_plans_through_the_member_of_its_router(installed):
+    installed.run("cfgctl cluster create /var/lib/horad-cluster tcp:127.0.0.1:6641")
+    installed.run(f"systemctl start {MEMBER}")
+    assert installed.property(MEMBER, "StatusText") == "leader, cluster member"
+    assert "this member, leads" in installed.out("cfgctl cluster status")
+    ask = "ovsdb-client list-dbs unix:/run/horad-cluster/db.sock"
+    assert "horad" in installed.out(f"setpriv --reuid cfgserver --regid cfgserver --clear-groups {ask}")
+    installed.run(f"setpriv --reuid nobody --regid nogroup --clear-groups {ask}", check=1)
+    settings = "/etc/default/cfgserver"
+    installed.run(f"cp -p {settings} /root/settings; "
+                  f"echo 'CFGSERVER_OPTIONS=\"--cluster unix:/run/horad-cluster/db.sock\"' >> {settings}; systemctl restart {STORE}")
+    await_true(answers(installed, "cfgctl add WlanTimePlans TimePlanName=Shared"), "a plan is shared")
+    plans = installed.out("ovsdb-client dump unix:/run/horad-cluster/db.sock horad WlanTimePlans TimePlanName")
+    assert "Shared" in plans
+    installed.run(f"mv /root/settings {settings}; systemctl restart {STORE}")
+
+
+def test_a_member_that_answers_nobody_is_started_again(installed):
+    folder = f"/run/systemd/system/{MEMBER}.d"
+    installed.run(f"mkdir -p {folder} && printf '[Service]\\nWatchdogSec=4\\n' > {folder}/short.conf && "
+                  f"systemctl daemon-reload && systemctl restart {MEMBER}")
+    frozen = installed.property(MEMBER, "MainPID")
+    installed.run(f"kill -STOP {frozen}")
+    await_true(lambda: installed.property(MEMBER, "MainPID") not in ("0", frozen)
+               and installed.property(MEMBER, "ActiveState") == "active", "the member back", 60)
+    assert "Watchdog timeout" in installed.out(f"journalctl -u {MEMBER} -o cat")
+    installed.run(f"rm -r {folder}; systemctl daemon-reload; systemctl stop {MEMBER}")
+
+
+@pytest.mark.parametrize("unit", [STORE, DAEMON, MEMBER])
 def test_the_sandbox_is_tight(installed, unit):
     installed.run(f"systemd-analyze security --no-pager --threshold=20 {unit} >/dev/null")
 
 
 def test_the_units_are_well_formed(installed):
-    assert installed.run(f"systemd-analyze verify --man=no {STORE} {SOCKET} {DAEMON} 2>&1")[1] == ""
+    assert installed.run(f"systemd-analyze verify --man=no {STORE} {SOCKET} {DAEMON} {MEMBER} 2>&1")[1] == ""
 
 
 def test_horad_sees_the_files_that_tell_of_calls_and_streams(installed):
