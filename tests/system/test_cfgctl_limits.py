@@ -16,7 +16,7 @@ import pytest
 
 from house import COUNTING, is_sanitized, wait_until
 from refusals import refused_cfgctl as refused
-from wire import DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, TEXT, Client, frame, text
+from wire import COLUMNS_OF, DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, SHARED_COLUMNS, TEXT, Client, frame, text
 
 SOCKET = "/tmp/scripted.socket"
 
@@ -57,24 +57,37 @@ def number(value):
     return struct.pack(">Bi", INTEGER, value)
 
 
+ONE_COLUMN = (struct.pack(">I", 1)
+              + text("Start") + struct.pack(">B", TEXT) + text("TIME") + b"\0\0" + struct.pack(">B", TEXT) + text(""))
+
+
 def test_columns_shows_types_ranges_and_defaults(house):
     listening = listener(house)
     columns = (struct.pack(">I", 2)
                + text("Id") + struct.pack(">B", INTEGER) + text("INTEGER") + number(1) + number(2147483647) + b"\0"
                + text("Start") + struct.pack(">B", TEXT) + text("TIME") + b"\0\0" + struct.pack(">B", TEXT) + text("08:00"))
-    answers = {HELLO: HELLO_ANSWER, DESCRIBE: (DESCRIPTION, columns)}
+    shared = (COLUMNS_OF, struct.pack(">I", 1) + text("Start") + struct.pack(">B", TEXT))
+    answers = {HELLO: HELLO_ANSWER, DESCRIBE: (DESCRIPTION, columns), SHARED_COLUMNS: shared}
     thread = serve_once(listening, answers)
     assert house.cfgctl("-s", SOCKET, "columns", "Plans").splitlines() == [
-        "COLUMN  TYPE     RANGE            DEFAULT",
+        "COLUMN  TYPE     RANGE            DEFAULT  SHARED",
         "Id      INTEGER  1 to 2147483647",
-        "Start   TIME                      08:00",
+        "Start   TIME                      08:00    yes",
     ]
     thread.join()
     serve_once(listening, answers)
     assert json.loads(house.cfgctl("-s", SOCKET, "--json", "columns", "Plans")) == [
-        {"column": "Id", "type": "INTEGER", "least": 1, "most": 2147483647},
-        {"column": "Start", "type": "TIME", "default": "08:00"},
+        {"column": "Id", "type": "INTEGER", "least": 1, "most": 2147483647, "shared": False},
+        {"column": "Start", "type": "TIME", "default": "08:00", "shared": True},
     ]
+
+
+def test_nothing_is_shared_in_a_store_that_does_not_know_the_question(house):
+    thread = serve_once(listener(house), {HELLO: HELLO_ANSWER, DESCRIBE: (DESCRIPTION, ONE_COLUMN)})
+    assert json.loads(house.cfgctl("-s", SOCKET, "--json", "columns", "Plans")) == [
+        {"column": "Start", "type": "TIME", "default": "", "shared": False},
+    ]
+    thread.join()
 
 
 def test_columns_of_an_older_store_is_refused_with_the_reason(house):

@@ -76,11 +76,12 @@ def test_without_a_folder_of_its_own_for_it_a_pipe_is_loaded_by_way_of_tmp(store
 
 def test_columns_of_a_table_of_the_store_are_shown_with_types_ranges_and_defaults(store):
     lines = [line.split() for line in store.cfgctl("columns", "FirmwareUpdateTimePlan").splitlines()]
-    assert lines[0] == ["COLUMN", "TYPE", "RANGE", "DEFAULT"]
+    assert lines[0] == ["COLUMN", "TYPE", "RANGE", "DEFAULT", "SHARED"]
     assert ["Id", "INTEGER", "1", "to", "2147483647"] in lines
-    assert ["WeekDay", "INTEGER", "0", "to", "7", "0"] in lines
+    assert ["WeekDay", "INTEGER", "0", "to", "7", "0", "yes"] in lines
     plan = {column["column"]: column for column in json.loads(store.cfgctl("--json", "columns", "WlanTimePlans"))}
-    assert plan["StartMon"] == {"column": "StartMon", "type": "TIME", "default": ""}
+    assert plan["StartMon"] == {"column": "StartMon", "type": "TIME", "default": "", "shared": True}
+    assert plan["TimePlanStatus"]["shared"] is False
     assert (plan["Activate"]["type"], plan["Activate"]["least"], plan["Activate"]["most"]) == ("SWITCH", 0, 1)
     status, _, err = store.run("cfgctl", "columns", "Typo")
     assert status == 1 and err == "cfgctl: unknown table: Typo\n"

@@ -180,6 +180,12 @@ def test_the_page_names_the_files_that_the_program_has_built_in(program):
 
 
 def shown_default(declaration):
+    """What the page says of a column behind its type."""
+    declaration, shared = re.subn(r"\s+SHARED$", "", declaration)
+    return shown_value(declaration) + (", shared" if shared else "")
+
+
+def shown_value(declaration):
     default = re.search(r"DEFAULT (\S+)$", declaration)
     if default is None:
         return "given by the store"

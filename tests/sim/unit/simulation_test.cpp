@@ -76,7 +76,7 @@ const std::map<std::string, Value::TypeCode> typeOfKind = {{"SWITCH", Value::Swi
 // "name type default", of each column.
 std::vector<std::string> columnsInSql(const std::string& definition) {
     static const std::regex column(
-        R"((\w+)\s+(SWITCH|INTEGER|COUNTER|TEXT|TIME)[^,]*?(?:DEFAULT\s+'?([^',\s]*)'?)?\s*(?=,|$))");
+        R"((\w+)\s+(SWITCH|INTEGER|COUNTER|TEXT|TIME)[^,]*?(?:DEFAULT\s+'?([^',\s]*)'?)?(?:\s+SHARED)?\s*(?=,|$))");
     std::vector<std::string> columns;
     const std::string flat = std::regex_replace(definition, std::regex(R"(\((\d+), (\d+)\))"), "");
     for (std::sregex_iterator at(flat.begin(), flat.end(), column), end; at != end; ++at)

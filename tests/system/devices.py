@@ -1,0 +1,116 @@
+"""Devices whose stores share tables through a cluster, all in one house: each has a socket and a database of its own."""
+
+import json
+import re
+
+from house import DEADLINE, wait_until
+from wire import Client
+
+UNREACHABLE = "the cluster can't be reached"
+UNKNOWN = "outcome unknown"
+CHANGED = "it was changed meanwhile"
+TABLES = ("WlanTimePlans", "WlanGlobals", "TimePlans", "AutoReboot", "FirmwareUpdateTimePlan")
+# What is shared of them: all but what each device knows for itself.
+STATE = {"TimePlanStatus", "WlanEnable", "LastReboot"}
+
+
+class Device:
+    """A store that follows the members, the first of them first. It is not started yet."""
+
+    def __init__(self, house, name, members, *arguments):
+        self._house, self.name, self._arguments = house, name, arguments
+        self._remotes = [member.remote for member in members]
+        self.socket, self.database = f"/tmp/{name}.socket", f"/tmp/{name}.db"
+        self.server = None
+
+    def start(self, following=True):
+        remotes = [word for remote in self._remotes for word in ("--cluster", remote)]
+        self.server = self._house.cfgserver("-s", self.socket, "-f", self.database, *remotes, *self._arguments)
+        return self.follow() if following else self
+
+    def follow(self, start=0):
+        """Until it follows a member, from the line `start` of its log on."""
+        self.server.err.wait("cfgserver: follows the cluster at", start)
+        return self
+
+    def turn_to(self, *members):
+        """Which members it has from its next start on."""
+        self._remotes = [member.remote for member in members]
+
+    def stop(self):
+        assert self.server.stop() == 0
+
+    def kill(self):
+        self.server.kill()
+
+    def run(self, *arguments, input=None):
+        return self._house.run("cfgctl", "-s", self.socket, *arguments, input=input)
+
+    def cfgctl(self, *arguments, input=None):
+        status, out, err = self.run(*arguments, input=input)
+        assert status == 0, f"{self.name}: cfgctl {arguments}: {err}"
+        return out.rstrip("\n")
+
+    def refused(self, *arguments):
+        """The line that says why."""
+        status, out, err = self.run(*arguments)
+        assert (status, out) == (1, "") and len(err.splitlines()) == 1, (self.name, arguments, status, out, err)
+        return err
+
+    def add(self, table, **cells):
+        return int(self.cfgctl("add", table, *(f"{name}={value}" for name, value in cells.items())))
+
+    def set(self, row, **cells):
+        self.cfgctl("set", row, *(f"{name}={value}" for name, value in cells.items()))
+
+    def get(self, row, column):
+        return self.cfgctl("get", row, column)
+
+    def names(self, table="WlanTimePlans"):
+        """The plans' names by their Ids."""
+        return {row["Id"]: row["TimePlanName"] for row in json.loads(self.cfgctl("--json", "show", table))}
+
+    def shared(self):
+        """All that it shares with the others."""
+        def cells(row):
+            return {name: value for name, value in row.items() if name not in STATE}
+
+        tables = json.loads(self.cfgctl("dump", *TABLES))
+        return {name: [cells(row) for row in rows] if isinstance(rows, list) else cells(rows)
+                for name, rows in tables.items()}
+
+    def client(self):
+        return Client(self._house.path(self.socket))
+
+    def wait_name(self, row, name, deadline=DEADLINE):
+        wait_until(lambda: self.names().get(row) == name, f"plan {row} = {name} on {self.name}", deadline)
+
+    def eventually(self, *arguments, deadline=DEADLINE):
+        """Until it takes the change. Meanwhile it says that the cluster can't be reached, is not known to have taken it, or
+        holds something else, as where an earlier change of this device was applied late."""
+        def taken():
+            status, _, err = self.run(*arguments)
+            assert status == 0 or any(text in err for text in (UNREACHABLE, UNKNOWN, CHANGED)), err
+            return status == 0
+
+        wait_until(taken, f"{arguments} on {self.name}", deadline)
+
+    def logged(self, pattern):
+        return any(re.search(pattern, line) for line in self.server.err.seen)
+
+
+def wait_same(devices, deadline=DEADLINE):
+    """Until all devices hold the same of what they share; gives it."""
+    def same():
+        first, *others = [device.shared() for device in devices]
+        return first if all(other == first for other in others) else None
+
+    return wait_until(same, "the same shared tables on all devices", deadline)
+
+
+def rows_of(members, table="WlanTimePlans"):
+    """Names by Ids as the cluster holds them, on every member that answers."""
+    rows = members.wait_equal(table)[table]
+    return {row["Id"]: row["TimePlanName"] for row in rows}
+
+
