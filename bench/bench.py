@@ -13,7 +13,7 @@ from table import text_of
 from workshop import BUILD, Workshop
 
 GROUPS = ["evaluation", "frames", "reboot", "reading", "commit", "notice", "flips", "memory", "idle", "startstop",
-          "crowd", "forecast"]
+          "crowd", "forecast", "cluster"]
 
 
 def arguments():
