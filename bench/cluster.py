@@ -150,10 +150,12 @@ class Devices:
         return (time.monotonic() - begin) * MILLISECONDS
 
     def stop(self):
-        """The stores end with all of the workshop's programs."""
+        for store in self._stores:
+            store.terminate()
         for watcher in self._watchers:
             watcher.kill()
-            watcher.wait()
+        for program in self._watchers + self._stores:
+            program.wait(30)
 
     def memory(self):
         return [status_of(store.pid, "Pss", "smaps_rollup") for store in self._stores]
