@@ -92,12 +92,21 @@ void Cluster::onCommitted(const GuardedTransactions::Report& report, const Share
         accepted_.push_back({report.token, now() + times_.commit, done});
         return finishAccepted(appliedDone_);
     case GuardedTransactions::Outcome::Refused:
+        meetStrangers(change);
         return done(operations.failed(report.failed));
     case GuardedTransactions::Outcome::NotApplied:
         return done(code::clusterUnreachable);
     case GuardedTransactions::Outcome::Unknown:
         return done({code::outcomeUnknown, "the cluster does not answer, and may apply the change later"});
     }
+}
+
+// A row with an Id of its own is refused while another device has reserved that. If the device is dead,
+// nobody else might ever free it.
+void Cluster::meetStrangers(const SharedChange& change) {
+    for (const SharedChange::Row& row : change.rows)
+        if (row.isNew)
+            return reservations_.meetStrangers(row.row.table);
 }
 
 Result Cluster::reserve(std::size_t table, Reserved done) {

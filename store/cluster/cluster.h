@@ -74,6 +74,7 @@ private:
     void tellRefused(const std::vector<std::string>& lines);
     void onCommitted(const GuardedTransactions::Report& report, const SharedOperations& operations,
                      const SharedChange& change, const Committed& done);
+    void meetStrangers(const SharedChange& change);
     void finishAccepted(std::int64_t applied);
     void expireAccepted(Clock::time_point now);
     void addReservations(const SharedChange& change, SharedOperations& operations) const;

@@ -97,10 +97,7 @@ void Reservations::look() {
                                 {"table", table},
                                 {"where", Json::array()},
                                 {"columns", Json::array({"_uuid", idColumn})}},
-                           Json{{"op", "select"},
-                                {"table", "Reserved"},
-                                {"where", Json::array({equals("Table", table)})},
-                                {"columns", Json::array({"_uuid", "Id", "Device"})}}}),
+                           selectReserved(requests_.front().table)}),
               [this, attempt = ++attempt_](const Json& result, const Json&) {
                   if (attempt == attempt_)
                       onLooked(result);
@@ -183,6 +180,28 @@ void Reservations::finish(const Result& result, std::int64_t id) {
     if (result.ok())
         held_.insert({request.table, id});
     request.done(result, static_cast<std::uint32_t>(id));
+}
+
+// If the connection is lost before they are told, they are met when the commit is tried again.
+void Reservations::meetStrangers(std::size_t table) {
+    transact_(Json::array({selectReserved(table)}), [this](const Json& result, const Json&) {
+        const Json* const rows = result.is_array() && !result.empty() ? arrayAt(result[0], "rows") : nullptr;
+        if (rows == nullptr)
+            return;
+        for (const Json& row : *rows) {
+            const std::optional<std::string> uuid = uuidAt(row, "_uuid");
+            const std::string device = textAt(row, "Device");
+            if (uuid && !device.empty() && device != device_)
+                noteStranger(*uuid, device);
+        }
+    });
+}
+
+Json Reservations::selectReserved(std::size_t table) const {
+    return {{"op", "select"},
+            {"table", "Reserved"},
+            {"where", Json::array({equals("Table", nameOf(table))})},
+            {"columns", Json::array({"_uuid", "Id", "Device"})}};
 }
 
 Json Reservations::whereIs(std::size_t table, std::int64_t id) const {

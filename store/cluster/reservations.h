@@ -46,6 +46,9 @@ public:
     Json waitForFreedom(std::size_t table, std::int64_t id) const;
     Json removal(std::size_t table, std::int64_t id) const;
 
+    // A commit was refused, maybe for an Id that a dead device has reserved.
+    void meetStrangers(std::size_t table);
+
     // What was sent to the member never gets an answer.
     void disconnected();
     // `ready`: whether transactions can be sent.
@@ -70,6 +73,7 @@ private:
     void noteStranger(const std::string& uuid, const std::string& device);
     void write(std::int64_t id);
     void finish(const Result& result, std::int64_t id);
+    Json selectReserved(std::size_t table) const;
     Json whereIs(std::size_t table, std::int64_t id) const;
     const std::string& nameOf(std::size_t table) const { return schema_.tables()[table].name; }
 

@@ -230,6 +230,24 @@ TEST_F(ClusterCommitTest, AReservationDoesNotConcernARowThatIsThere) {
     EXPECT_THAT(committed, ElementsAre("done"));
 }
 
+TEST_F(ClusterCommitTest, AnIdThatADeadDeviceHasReservedCanBeTakenAMinuteAfterItWasRefused) {
+    begin();
+    (void)held.transact(
+        Json::array({store::insertInto("Reserved", {{"Table", "Plans"}, {"Id", 5}, {"Device", "attic"}})}));
+    for (int i = 0; i < 2; ++i) {
+        EXPECT_TRUE(cluster->commit(adding(5), noteCommit()).ok());
+        round();
+        carryOutAll();
+        for (int part = 0; part < 5; ++part) { // a minute in which the member is not silent
+            pass(std::chrono::seconds(12));
+            member.tellServer("modify", {{"connected", true}});
+            carryOutAll();
+        }
+    }
+    EXPECT_TRUE(held.rows("Reserved").empty());
+    EXPECT_EQ(held.rows("Plans").size(), 2U);
+}
+
 TEST_F(ClusterCommitTest, AReservedIdIsFreedByTheCommitThatUsesIt) {
     EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
     round();
