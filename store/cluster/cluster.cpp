@@ -20,6 +20,7 @@ constexpr std::size_t mostRefusedRows = 100; // that are named before all is wel
 // than this in that time is left, and everything is read again. One message alone may hold more: the
 // connection bounds it, and all that there is comes in one.
 constexpr std::size_t mostBatched = 20'000;
+constexpr auto applyingTime = std::chrono::milliseconds(50); // at once
 
 SharedRows::Memory remember(Database& database) {
     SharedRows::Memory memory;
@@ -129,9 +130,12 @@ bool Cluster::mayUseStorage() const {
     return !applyAgainAt_ || *applyAgainAt_ <= now();
 }
 
+// Each transaction is a commit with its wait for the disk. When many have come, clients get their turns
+// between.
 velta::NameList Cluster::apply() {
     velta::NameList changed;
-    while (hasUpdates() && applyFirst(changed)) {
+    const Clock::time_point end = now() + applyingTime;
+    while (hasUpdates() && applyFirst(changed) && now() < end) {
     }
     return changed;
 }

@@ -82,6 +82,7 @@ void Server::careForSharing(Clock::time_point now) {
     shared_->settle(now);
     while (auto finished = shared_->takeFinished())
         answerLater(finished->turn, std::move(finished->answer));
+    moreToDo_ = moreToDo_ || shared_->hasMoreToApply();
 }
 
 void Server::admitNext(Clock::time_point now) {

@@ -57,6 +57,8 @@ public:
 
     // Applies what came from other devices, unless a transaction is open. To be called before one begins.
     void applyUpdates(Clock::time_point now);
+    // Whether it could go on at once: it stops after a while, so that clients have their turns.
+    bool hasMoreToApply() const { return queue_.isFree() && sharing_.hasUpdates(); }
     // A commit has changed these tables.
     void changed(const velta::NameList& tables) { inserts_.changed(tables); }
     void settle(Clock::time_point now);

@@ -97,7 +97,8 @@ public:
 
     // Whether there is something to apply. While a transaction is open it waits.
     virtual bool hasUpdates() const = 0;
-    // Applies it, in a commit of its own, and returns the tables that changed. No transaction is open.
+    // Applies it, in commits of its own, and returns the tables that changed. No transaction is open. Where
+    // much has come, a part of it stays: hasUpdates() says so.
     virtual velta::NameList apply() = 0;
 
     // Does what is due.

@@ -40,8 +40,8 @@ public:
     bool hasUpdates() const override { return !updates.empty(); }
     velta::NameList apply() override {
         std::set<std::string> changed;
-        for (const Update& update : std::exchange(updates, {}))
-            for (const std::string& table : update())
+        for (std::size_t i = 0; i < atOnce && !updates.empty(); ++i)
+            for (const std::string& table : take(updates)())
                 changed.insert(table);
         return {changed.begin(), changed.end()};
     }
@@ -74,6 +74,7 @@ public:
     std::deque<Reservation> reservations;
 
     std::deque<Update> updates;
+    std::size_t atOnce = 1000;             // that are applied
     std::deque<std::function<void()>> due; // happens in settle()
     std::vector<std::uint32_t> givenBack;
 };

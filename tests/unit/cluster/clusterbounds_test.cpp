@@ -6,6 +6,7 @@
 namespace {
 
 using store::Json;
+using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -48,6 +49,21 @@ TEST_F(ClusterBoundsTest, ChangesWithoutRowsAreNotKeptWithoutBoundEither) {
         member.tellChange("t2", Json::object());
     EXPECT_TRUE(member.raw().isLeft());
     EXPECT_THAT(linesWith("it sends more than can be applied"), SizeIs(1));
+}
+
+TEST_F(ClusterBoundsTest, ManyTransactionsAreAppliedInPartsSoThatClientsHaveTheirTurns) {
+    start();
+    follow(false, "t1", filled({{"u1", plan(1, "Night")}}));
+    applies = false;
+    for (const char* const name : {"One", "Two", "Three"})
+        member.tellChange(name, {{"Plans", {{"u1", {{"modify", {{"Name", name}}}}}}}});
+    tick = std::chrono::milliseconds(30);
+    (void)cluster->apply();
+    EXPECT_THAT(plans(), ElementsAre("1 Two 0 "));
+    EXPECT_TRUE(cluster->hasUpdates());
+    (void)cluster->apply();
+    EXPECT_THAT(plans(), ElementsAre("1 Three 0 "));
+    EXPECT_FALSE(cluster->hasUpdates());
 }
 
 } // namespace

@@ -38,7 +38,7 @@ protected:
         cluster.reset();
         Cluster::Times times;
         times.pace.random = [] { return 1.0; };
-        times.pace.now = [this] { return now; };
+        times.pace.now = [this] { return now += tick; };
         cluster.emplace(dispatcher, database, std::vector{member.raw().remote()}, times);
         round();
     }
@@ -124,6 +124,7 @@ protected:
     fakes::CapturedLog log;
     velta::net::EventDispatcher dispatcher;
     Clock::time_point now{std::chrono::hours(1)};
+    Clock::duration tick{0}; // passes with each look at the clock
     store::Database database{schemaOf(sharedTables), path};
     test::FakeOvsdb held{{{"Devices", {{"Token", 0}, {"Done", 0}, {"Probe", 0}}},
                           {"Plans", {{"Id", 0}, {"Name", ""}, {"Start", ""}}},

@@ -47,6 +47,20 @@ TEST_F(SharingTest, UpdatesAreAppliedBeforeATransactionThatBeginsAtOnce) {
     EXPECT_EQ(nameOf(1), "later");
 }
 
+TEST_F(SharingTest, UpdatesThatAreAppliedInPartsNeedNoFurtherEvent) {
+    constexpr auto asleep = std::chrono::seconds(10);
+    const auto begin = std::chrono::steady_clock::now();
+    sharing.atOnce = 1;
+    for (const char* const name : {"one", "two", "three"})
+        renameElsewhere(name);
+    server.handleEvents(0);
+    EXPECT_EQ(nameOf(1), "one");
+    for (int i = 0; i < 2; ++i)
+        server.handleEvents(std::chrono::milliseconds(asleep).count());
+    EXPECT_EQ(nameOf(1), "three");
+    EXPECT_LT(std::chrono::steady_clock::now() - begin, asleep);
+}
+
 class ImpatientUpdatesTest : public SharingTest {
 protected:
     static store::ServerOptions options() {
