@@ -31,6 +31,8 @@ TEST_F(ClusterTest, AnEmptyClusterIsFilledWithWhatTheDeviceHas) {
     EXPECT_EQ(rowsOf(database, 0).at(0).uuid, held.rows("Plans").at(0).at("_uuid").at(1));
     EXPECT_EQ(held.rows("Cluster").at(0).at("SeededBy"), "kitchen");
     EXPECT_FALSE(std::filesystem::exists(path + ".before-cluster"));
+    pass(seconds(10));
+    EXPECT_FALSE(member.raw().isLeft());
     EXPECT_THAT(linesWith("warning"), IsEmpty());
 }
 
@@ -106,6 +108,21 @@ TEST_F(ClusterTest, AReadingOfAllBringsDeletionsToo) {
     setStatus(database, 2, 1);
     EXPECT_EQ(followAgain(false, "t9", filled({{"u2", plan(2, "Noon")}})), "t1");
     EXPECT_THAT(plans(), ElementsAre("2 Noon 1 "));
+    EXPECT_FALSE(std::filesystem::exists(path + ".before-cluster1")); // what is shared was kept once
+}
+
+// Somebody else wrote it into the file.
+TEST_F(ClusterTest, ARowThatWasMadeWithoutTheClusterIsReplacedByADeviceThatFilledItToo) {
+    const auto filledHere = [](const Json& plans) {
+        Json tables = filled(plans);
+        tables["Cluster"]["c1"]["initial"]["SeededBy"] = "kitchen";
+        return tables;
+    };
+    start();
+    follow(false, "t1", filledHere({{"u1", plan(1, "Night")}}));
+    insertPlan(database, 5, "Local", 1);
+    followAgain(false, "t2", filledHere({{"u1", plan(1, "Night")}, {"u5", plan(5, "Shared")}}));
+    EXPECT_THAT(plans(), ElementsAre("1 Night 0 ", "5 Shared 0 "));
 }
 
 TEST_F(ClusterTest, ARelayDoesNotMakeTheKnownPlaceInTheLogForgotten) {

@@ -282,6 +282,29 @@ TEST_F(ClusterCommitTest, ARefusedCommitLeavesTheReservationToBeGivenBack) {
     EXPECT_THAT(held.rows("Reserved"), IsEmpty());
 }
 
+TEST_F(ClusterCommitTest, AReservationOutlivesALostConnection) {
+    EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
+    round(); // it looks which are free
+    member.disconnect();
+    pass(seconds(1));
+    (void)follow(true, "t1", Json::object());
+    carryOutAll();
+    EXPECT_THAT(reserved, ElementsAre("2"));
+}
+
+TEST_F(ClusterCommitTest, NothingIsSentToAMemberThatLostTheOthers) {
+    EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
+    round();
+    carryOutAll();
+    member.tellServer("modify", {{"connected", false}});
+    cluster->giveBack(plansTable, 2);
+    round();
+    EXPECT_FALSE(member.raw().poll());
+    member.tellServer("modify", {{"connected", true}});
+    carryOutAll();
+    EXPECT_THAT(held.rows("Reserved"), IsEmpty());
+}
+
 TEST_F(ClusterCommitTest, AReservationWithoutAnAnswerFailsAfterFiveSeconds) {
     EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
     round();

@@ -18,7 +18,8 @@ using Clock = Reservations::Clock;
 using Result = Reservations::Result;
 namespace code = velta::protocol::code;
 
-constexpr std::size_t plans = 0; // the index of the table
+constexpr std::size_t plans = 0; // the indexes of the tables
+constexpr std::size_t rooms = 1;
 
 test::FakeOvsdb emptyCluster() {
     test::FakeOvsdb tables({{"Devices", {{"Token", 0}, {"Done", 0}, {"Probe", 0}}}});
@@ -30,7 +31,10 @@ test::FakeOvsdb emptyCluster() {
 
 store::Schema schemaOfPlans() {
     store::Schema schema;
-    schema.add("CREATE TABLE Plans (Id INTEGER PRIMARY KEY, Name TEXT NOT NULL DEFAULT '' SHARED)", "test");
+    for (const char* const table : {"Plans", "Rooms"})
+        schema.add("CREATE TABLE " + std::string(table) +
+                       " (Id INTEGER PRIMARY KEY, Name TEXT NOT NULL DEFAULT '' SHARED)",
+                   "test");
     return schema;
 }
 
@@ -49,8 +53,8 @@ public:
 
     Reservations& reservations() { return reservations_; }
     // Asks for an Id that is wanted within five seconds; what comes is in ids and failures.
-    void ask(Clock::time_point now) {
-        reservations_.reserve(plans, now + std::chrono::seconds(5),
+    void ask(Clock::time_point now, std::size_t table = plans) {
+        reservations_.reserve(table, now + std::chrono::seconds(5),
                               [this](const Result& result, std::uint32_t id) {
                                   if (result.ok())
                                       ids.push_back(id);
@@ -72,6 +76,7 @@ public:
             return;
         const auto [operations, answer] = std::move(sent_.front());
         sent_.erase(sent_.begin());
+        ++answered;
         answer(cluster_.transact(operations), nullptr);
     }
     // Answers the message that waits with this.
@@ -95,6 +100,7 @@ public:
 
     std::vector<std::uint32_t> ids;
     std::vector<int> failures;
+    int answered = 0;
     bool isConnected = true;
 
 private:
@@ -148,6 +154,16 @@ TEST_F(ReservationsTest, TheLowestFreeIdIsReserved) {
     EXPECT_EQ(cluster.rows("Reserved").at(0).at("Device"), "attic");
 }
 
+TEST_F(ReservationsTest, EachTableHasIdsOfItsOwn) {
+    EXPECT_EQ(idsOf(*attic, 2), (Ids{1, 2}));
+    attic->ask(now, rooms);
+    attic->work();
+    EXPECT_EQ(attic->ids.back(), 1u);
+    attic->reservations().giveBack(rooms, 1);
+    attic->work();
+    EXPECT_EQ(cluster.rows("Reserved").size(), 2u);
+}
+
 TEST_F(ReservationsTest, WhatIsGivenBackIsFreeAgain) {
     EXPECT_EQ(idsOf(*attic, 2), (Ids{1, 2}));
     attic->reservations().giveBack(plans, 1);
@@ -192,6 +208,16 @@ TEST_F(ReservationsTest, ADeviceBeforeWhichOthersAreFasterTimeAfterTimeGetsAnIdI
     EXPECT_EQ(attic->ids, (Ids{rounds + 1}));
 }
 
+TEST_F(ReservationsTest, AnIdThatIsTakenMeanwhileIsNotReserved) {
+    EXPECT_EQ(idsOf(*attic, 1), (Ids{1}));
+    attic->ask(now);
+    attic->begin();
+    attic->answerOne(); // 2 is free
+    addPlan(2);
+    attic->work();
+    EXPECT_EQ(attic->ids.back(), 3u);
+}
+
 TEST_F(ReservationsTest, AnIdThatAnotherDeviceReservedIsLeftOut) {
     const auto cellar = deviceNamed("cellar");
     EXPECT_EQ(idsOf(*cellar, 1), (Ids{1}));
@@ -209,6 +235,40 @@ TEST_F(ReservationsTest, WhatADeadDeviceReservedIsFreedAMinuteAfterSomebodyMetIt
     attic->work();
     EXPECT_EQ(cluster.rows("Reserved").size(), 1u);
     EXPECT_EQ(idsOf(*attic, 1), (Ids{1}));
+}
+
+TEST_F(ReservationsTest, WhatADeviceReservedLaterStaysWhenAnEarlierOneIsFreed) {
+    const auto cellar = deviceNamed("cellar");
+    EXPECT_EQ(idsOf(*cellar, 1), (Ids{1}));
+    EXPECT_EQ(idsOf(*attic, 1), (Ids{2}));
+    EXPECT_EQ(idsOf(*cellar, 1), (Ids{3}));
+    now += std::chrono::minutes(1);
+    attic->work();
+    EXPECT_EQ(cluster.rows("Reserved").size(), 2u);
+    EXPECT_EQ(idsOf(*attic, 1), (Ids{1}));
+}
+
+TEST_F(ReservationsTest, WhatTheDeviceItselfHoldsStays) {
+    EXPECT_EQ(idsOf(*attic, 2), (Ids{1, 2})); // it sees its first one when it asks for the second
+    EXPECT_EQ(attic->reservations().nextDeadline(), Clock::time_point::max());
+    now += std::chrono::minutes(2);
+    attic->work();
+    EXPECT_EQ(cluster.rows("Reserved").size(), 2u);
+}
+
+TEST_F(ReservationsTest, AThousandReservationsOfOthersAreKeptInMind) {
+    EXPECT_EQ(idsOf(*attic, 1), (Ids{1}));
+    Json strangers = Json::array();
+    for (int i = 0; i < 1500; ++i)
+        strangers.push_back({{"_uuid", {"uuid", std::to_string(i)}}, {"Id", i}, {"Device", "cellar"}});
+    attic->ask(now);
+    attic->begin();
+    attic->answerWith(Json::array({{{"rows", Json::array()}}, {{"rows", strangers}}}));
+    attic->work();
+    attic->answered = 0;
+    now += std::chrono::minutes(1);
+    attic->work();
+    EXPECT_EQ(attic->answered, 1000);
 }
 
 // Or it would be overdue, and the store busy with nothing, until the cluster is back.
@@ -299,6 +359,7 @@ TEST_F(ReservationsTest, ALostConnectionIsOvercomeInTime) {
     attic->begin();
     attic->loseConnection();
     attic->begin();
+    EXPECT_FALSE(attic->hasSent());
     EXPECT_TRUE(attic->failures.empty());
     now += std::chrono::seconds(1);
     attic->connect();
