@@ -314,6 +314,9 @@ private:
 
     void comeToRest(Observer::Clients& clients) {
         std::size_t left = quietRounds + std::exchange(sent_, 0) / serverReads;
+        for (const std::unique_ptr<Client>& each : clients)
+            if (each)
+                left += each->asked.size(); // the answers of a transaction may come together, with the last
         while (left > 0) {
             --left;
             house_.server.handleEvents(0);
