@@ -1,7 +1,9 @@
 """Devices whose stores share tables through a cluster, all in one house: each has a socket and a database of its own."""
 
+import itertools
 import json
 import re
+import threading
 
 from house import DEADLINE, wait_until
 from wire import Client
@@ -15,11 +17,11 @@ STATE = {"TimePlanStatus", "WlanEnable", "LastReboot"}
 
 
 class Device:
-    """A store that follows the members, the first of them first. It is not started yet."""
+    """A store that follows the members, the first of them first; each is a Server or a remote. It is not started yet."""
 
     def __init__(self, house, name, members, *arguments):
         self._house, self.name, self._arguments = house, name, arguments
-        self._remotes = [member.remote for member in members]
+        self.turn_to(*members)
         self.socket, self.database = f"/tmp/{name}.socket", f"/tmp/{name}.db"
         self.server = None
 
@@ -35,7 +37,7 @@ class Device:
 
     def turn_to(self, *members):
         """Which members it has from its next start on."""
-        self._remotes = [member.remote for member in members]
+        self._remotes = [getattr(member, "remote", member) for member in members]
 
     def stop(self):
         assert self.server.stop() == 0
@@ -114,3 +116,56 @@ def rows_of(members, table="WlanTimePlans"):
     return {row["Id"]: row["TimePlanName"] for row in rows}
 
 
+class Load:
+    """Devices that add plans as fast as they can, until it is over. check() then says whether what they were told is true,
+    and removes the plans: Ids end at 999."""
+
+    def __init__(self, devices):
+        self._devices, self._over = devices, threading.Event()
+        self._done, self._unknown = {device: [] for device in devices}, []
+        self._errors = []
+        self._threads = [threading.Thread(target=self._add, args=(device,)) for device in devices]
+
+    def __enter__(self):
+        for thread in self._threads:
+            thread.start()
+        return self
+
+    def __exit__(self, *_):
+        self._over.set()
+        for thread in self._threads:
+            thread.join()
+
+    def _add(self, device):
+        for number in itertools.count():
+            if self._over.is_set() or self._errors:
+                return
+            name = f"{device.name} {number}"
+            status, out, err = device.run("add", "WlanTimePlans", f"TimePlanName={name}")
+            if status == 0:
+                self._done[device].append((int(out), name))
+            elif UNKNOWN in err:
+                self._unknown.append(name)
+            elif UNREACHABLE not in err:
+                self._errors.append(f"{device.name}: {err}")
+
+    def wait_progress(self, devices=None):
+        """Until each of them has added some more plans."""
+        devices = devices or self._devices
+        before = {device: len(self._done[device]) for device in devices}
+        wait_until(lambda: self._errors or all(len(self._done[device]) > before[device] + 3 for device in devices),
+                   "further plans of " + ", ".join(device.name for device in devices), 60)
+        assert not self._errors, self._errors
+
+    def check(self, members):
+        assert not self._errors, self._errors
+        kept = {row["Id"]: row["TimePlanName"] for row in wait_same(self._devices, 60)["WlanTimePlans"]}
+        assert kept == rows_of(members)
+        acknowledged = [plan for device in self._devices for plan in self._done[device]]
+        assert [plan for plan in acknowledged if kept.get(plan[0]) != plan[1]] == [], "an acknowledged plan was lost"
+        assert len(set(kept.values())) == len(kept), "something was applied twice"
+        assert set(kept.values()) - {name for _, name in acknowledged} <= set(self._unknown), "nobody was told of it"
+        for plan in kept:
+            self._devices[0].eventually("remove", f"WlanTimePlans.{plan}")
+        wait_same(self._devices)
+        return len(acknowledged)

@@ -4,6 +4,7 @@ Nothing here sleeps to wait for a result: everything waits for an event, with a 
 """
 
 import contextlib
+import copy
 import datetime
 import os
 import queue
@@ -259,13 +260,14 @@ class House:
         self._programs = []
         self._env = {}
         self._time = []
+        self._network = []
 
     # Where a path of the house is seen from outside.
     def path(self, path):
         return f"/proc/{self._holder.pid}/root{path}"
 
     def enter(self):
-        enter = ["nsenter", f"--mount=/proc/{self._holder.pid}/ns/mnt", "--wd=/tmp", *self._time]
+        enter = ["nsenter", f"--mount=/proc/{self._holder.pid}/ns/mnt", "--wd=/tmp", *self._time, *self._network]
         if os.geteuid() != 0:
             enter += [f"--user=/proc/{self._holder.pid}/ns/user", "--preserve-credentials"]
         return enter + ["--"]
@@ -362,6 +364,12 @@ class House:
                             stdin=subprocess.PIPE)
         keeper.out.wait("booted")
         self._time = [f"--time=/proc/{keeper.pid}/ns/time_for_children"]
+
+    def in_network(self, name):
+        """The same house; what is started through this has the network of that name, of `ip netns`."""
+        home = copy.copy(self)
+        home._network = [f"--net={self.path('/run/netns/' + name)}"]
+        return home
 
     def clock(self, moment, waits, tz):
         return Clock(self, moment, waits, tz)

@@ -133,10 +133,10 @@ class Server:
 
 
 class Member(Server):
-    def __init__(self, house, number):
-        super().__init__(house, str(number), f"/tmp/members/{number}/member.db", f"{_HOST}:{next(_ports)}")
+    def __init__(self, house, number, host=_HOST):
+        super().__init__(house, str(number), f"/tmp/members/{number}/member.db", f"{host}:{next(_ports)}")
         self.number = number
-        self.address = f"tcp:{_HOST}:{next(_ports)}"
+        self.address = f"tcp:{host}:{next(_ports)}"
         self.file = self._source
         _done(house.run("mkdir", "-p", self.folder))
 
@@ -156,11 +156,14 @@ class Member(Server):
 
 
 class Members:
-    """A cluster of so many members that run and are connected. `schema` is a text or a dictionary."""
+    """A cluster of so many members that run and are connected. `schema` is a text or a dictionary. With `homes`, each
+    (house, host), there is one member in each of them."""
 
-    def __init__(self, house, schema, count=3):
+    def __init__(self, house, schema, count=3, homes=None):
         self._house = house
-        self.all = [Member(house, number) for number in range(1, count + 1)]
+        self.all = [Member(*home) for home in
+                    ([(home, number, host) for number, (home, host) in enumerate(homes, 1)] if homes else
+                     [(house, number) for number in range(1, count + 1)])]
         self.schema = write_schema(house, schema)
         first, *others = self.all
         first.create(self.schema)

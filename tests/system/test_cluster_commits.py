@@ -3,14 +3,13 @@
 `--fire N` makes the tests under load N times as long.
 """
 
-import itertools
 import signal
 import threading
 import time
 
 import pytest
 
-from devices import UNKNOWN, UNREACHABLE, Device, rows_of, wait_same
+from devices import UNKNOWN, UNREACHABLE, Device, Load, rows_of, wait_same
 from house import DEADLINE, wait_until
 from members import Members, cluster_schema
 from wire import CONFLICT, result_code
@@ -163,42 +162,15 @@ def test_a_change_whose_outcome_is_unknown_is_never_applied_behind_a_later_one(d
 
 
 def test_a_leader_that_is_killed_under_load_loses_nothing_that_was_acknowledged(devices, members, fire):
-    done, unknown, over = {device: [] for device in devices}, {device: [] for device in devices}, threading.Event()
-
-    def load(device):
-        for number in itertools.count():
-            if over.is_set():
-                return
-            name = f"{device.name} {number}"
-            status, out, err = device.run("add", "WlanTimePlans", f"TimePlanName={name}")
-            if status == 0:
-                done[device].append((int(out), name))
-            elif UNKNOWN in err:
-                unknown[device].append(name)
-            else:
-                assert UNREACHABLE in err, err
-
-    threads = [threading.Thread(target=load, args=(device,)) for device in devices]
-    for thread in threads:
-        thread.start()
-    for _ in range(2 * fire):
-        before = {device: len(done[device]) for device in devices}
-        leader = members.leader()
-        leader.kill()
-        wait_until(lambda: all(len(done[device]) > before[device] + 3 for device in devices), "commits of all again", 60)
-        leader.start()
-        leader.wait_connected()
-    over.set()
-    for thread in threads:
-        thread.join()
-    held = wait_same(devices, 60)["WlanTimePlans"]
-    kept = {row["Id"]: row["TimePlanName"] for row in held}
-    assert kept == rows_of(members)
-    acknowledged = [plan for device in devices for plan in done[device]]
-    assert len(acknowledged) > 10
-    assert [plan for plan in acknowledged if kept.get(plan[0]) != plan[1]] == []
-    assert len(set(kept.values())) == len(kept), "something was applied twice"
-    assert set(kept.values()) - {name for _, name in acknowledged} <= {name for device in devices for name in unknown[device]}
+    for _ in range(fire):
+        with Load(devices) as load:
+            for _ in range(2):
+                leader = members.leader()
+                leader.kill()
+                load.wait_progress()
+                leader.start()
+                leader.wait_connected()
+        assert load.check(members) > 10
 
 
 @pytest.mark.parametrize("first", [1, 2, 3, 5])
