@@ -18,6 +18,7 @@ class Proxy:
         self.arm(cut, after)
         self.cut_kind = None
         self.is_cut = threading.Event()
+        self._pause, self.is_paused, self._goes_on = None, threading.Event(), threading.Event()
         self._resumed = threading.Event()
         self._listener = socket.socket(socket.AF_UNIX, socket.SOCK_STREAM)
         self._listener.bind(path)
@@ -33,6 +34,13 @@ class Proxy:
         """Counts the requests of one kind only."""
         self.arm(number, after)
         self._kind = kind
+
+    def pause_at(self, kind, number):
+        """That request of a kind, from 1, waits here for go_on()."""
+        self._pause = [kind, number]
+
+    def go_on(self):
+        self._goes_on.set()
 
     def hang_up(self):
         """Cuts a connection over which nothing is asked."""
@@ -73,6 +81,7 @@ class Proxy:
             frame = self._frame(client)
             if not frame:
                 return
+            self._pause_before(frame[4])
             counts = self._kind in (None, frame[4])
             self._requests += counts
             cut = counts and self._requests == self._cut
@@ -86,6 +95,13 @@ class Proxy:
                 store.recv(1, socket.MSG_PEEK)  # the answer is there: the store has done it
                 self._note_cut(frame)
                 return
+
+    def _pause_before(self, kind):
+        if self._pause and kind == self._pause[0]:
+            self._pause[1] -= 1
+            if self._pause[1] == 0:
+                self.is_paused.set()
+                self._goes_on.wait()
 
     def _note_cut(self, frame):
         self.cut_kind = frame[4]

@@ -45,12 +45,13 @@ struct Scope {
     bool hasTable(const std::string& table) const { return part != Part::Shared || shares(table); }
     // Whether rows are added and removed; else those that are there are changed.
     bool hasRows(const std::string& table) const { return part != Part::Rest || !shares(table); }
+    // Those of this part: another device may have changed the others meanwhile.
     ValueList cellsOf(const std::string& table, const ValueList& row) const {
-        if (part != Part::Shared)
+        if (part == Part::Everything || !shares(table))
             return row;
         ValueList cells;
         for (const auto& [column, value] : row)
-            if (isShared(table, column))
+            if (column == idColumn || isShared(table, column) == (part == Part::Shared))
                 cells.add(column, value);
         return cells;
     }
@@ -114,7 +115,7 @@ public:
         require(client_.readTable(name, current_));
         writes_ = std::make_unique<Writes>(client_, outcome_);
         plan_ = std::make_unique<LoadPlan>(*wanted_, current_,
-                                           [this, name](const Write& write) { writes_->send(name, write); });
+                                           [this, name](const Write& write) { send(name, write); });
         if (scope_.hasRows(name))
             plan_->removeOthers();
     }
@@ -135,6 +136,12 @@ public:
     }
 
 private:
+    void send(const std::string& table, const Write& write) {
+        if (write.kind == Write::Kind::Insert && !scope_.hasRows(table))
+            throw Refused(write.place + ": another device has removed the row meanwhile");
+        writes_->send(table, write);
+    }
+
     ConfigClient& client_;
     const LoadCheck& check_;
     const Scope& scope_;
