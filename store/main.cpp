@@ -4,6 +4,7 @@
 #include "orv/servicenotice.h"
 #include "store/cluster/cluster.h"
 #include "store/cluster/clusterschema.h"
+#include "store/cluster/leaving.h"
 #include "store/cluster/remote.h"
 #include "store/fileid.h"
 #include "store/log.h"
@@ -40,6 +41,7 @@ namespace {
 constexpr const char* programName = "cfgserver";
 constexpr const char* pidFileDirectory = "/var/run";
 constexpr auto shutDownPatience = std::chrono::seconds(1);
+constexpr auto leavingPatience = std::chrono::seconds(15);
 constexpr unsigned noticeInterval = 1000; // milliseconds between two attempts to tell the service manager
 
 // In daemon mode: holds the pid file, and tells the parent process when the server is up. Does nothing in the
@@ -168,6 +170,20 @@ std::function<double()> randomParts() {
     };
 }
 
+std::vector<store::Remote> remotesOf(const store::Options& options) {
+    std::vector<store::Remote> remotes;
+    std::string complaint; // the command line was checked
+    for (const std::string& text : options.cluster)
+        remotes.push_back(*store::remoteOf(text, complaint));
+    return remotes;
+}
+
+store::Cluster::Times clusterTimes() {
+    store::Cluster::Times times;
+    times.pace.random = randomParts();
+    return times;
+}
+
 // Without remotes the tables are this device's own, also those that were shared before.
 std::unique_ptr<store::Cluster>
 clusterOf(const store::Options& options, velta::net::EventDispatcher& dispatcher, store::Database& database) {
@@ -180,13 +196,17 @@ clusterOf(const store::Options& options, velta::net::EventDispatcher& dispatcher
                 "follows no cluster any more: the tables that were shared are this device's own");
         return nullptr;
     }
-    std::vector<store::Remote> remotes;
-    std::string complaint; // the command line was checked
-    for (const std::string& text : options.cluster)
-        remotes.push_back(*store::remoteOf(text, complaint));
-    store::Cluster::Times times;
-    times.pace.random = randomParts();
-    return std::make_unique<store::Cluster>(dispatcher, database, std::move(remotes), std::move(times));
+    return std::make_unique<store::Cluster>(dispatcher, database, remotesOf(options), clusterTimes());
+}
+
+void leaveCluster(const store::Options& options, store::Schema schema) {
+    velta::net::EventDispatcher dispatcher;
+    store::Database database(std::move(schema), options.database);
+    const std::string complaint =
+        store::leaveCluster(dispatcher, database, remotesOf(options), clusterTimes(), leavingPatience);
+    if (!complaint.empty())
+        throw std::runtime_error("can't leave the cluster: " + complaint);
+    store::log::info("has left the cluster: the tables that were shared are this device's own");
 }
 
 // Serves until a signal arrives. A service manager whose queue is full hears a moment later that the server
@@ -223,6 +243,10 @@ void run(const store::Options& options, DaemonMode& daemon) {
     if (options.printsClusterSchema) {
         std::cout << store::clusterSchemaOf(readSchema(options)).dump(2) << std::endl;
         return;
+    }
+    if (options.leavesCluster) {
+        store::log::open(options.verbose, options.daemon);
+        return leaveCluster(options, readSchema(options));
     }
     Activated activated = store::takeActivatedSocket();
     if (activated)

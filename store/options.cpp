@@ -65,20 +65,27 @@ std::optional<Options> readOptions(int argumentCount, char** arguments, int& exi
            "then lead to no other")
         ->check(checkPath)
         ->capture_default_str();
-    app.add_option("-f,--file", options.database, "The database file; without it the tables are in memory")
-        ->check(checkPath);
+    CLI::Option* const file = app.add_option("-f,--file", options.database,
+                                             "The database file; without it the tables are in memory")
+                                  ->check(checkPath);
     app.add_option("--schema", options.schemas, "An SQL file with tables besides the built-in ones")
         ->check(checkPath)
         ->allow_extra_args(false);
     app.add_option("-g,--group", group, "A group whose members may connect")->check(checkGroup);
-    app.add_option("--cluster", options.cluster,
-                   "A member of the cluster through which the shared columns are shared: unix:PATH or "
-                   "tcp:ADDRESS:PORT; several of them are tried in turn")
-        ->check(checkRemote)
-        ->allow_extra_args(false);
+    CLI::Option* const cluster =
+        app.add_option("--cluster", options.cluster,
+                       "A member of the cluster through which the shared columns are shared: unix:PATH or "
+                       "tcp:ADDRESS:PORT; several of them are tried in turn")
+            ->check(checkRemote)
+            ->allow_extra_args(false);
     app.add_flag("--cluster-schema", options.printsClusterSchema,
                  "Print the schema that a cluster for these tables has, and end");
-    app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
+    CLI::Option* const daemon =
+        app.add_flag("-d,--daemon", options.daemon, "Run as a daemon, log to the system log");
+    app.add_flag("--leave-cluster", options.leavesCluster,
+                 "Take this device out of its cluster, keep the tables, and end; its store must not run")
+        ->needs(file, cluster)
+        ->excludes(daemon);
     app.add_flag("-v,--verbose", options.verbose, "Log debug lines too");
     app.set_version_flag("--version", "cfgserver " HORAD_VERSION, "Print the version");
     app.failure_message([](const CLI::App*, const CLI::Error& error) {

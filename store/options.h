@@ -17,6 +17,7 @@ struct Options {
     std::optional<gid_t> group;
     std::vector<std::string> cluster; // remotes; none: nothing is shared
     bool printsClusterSchema = false;
+    bool leavesCluster = false; // and ends
     bool daemon = false;
     bool verbose = false;
 };

@@ -16,10 +16,12 @@ namespace {
 
 constexpr std::size_t mostRefusedLines = 10; // of one transaction of the cluster
 constexpr std::size_t mostRefusedRows = 100; // that are named before all is well again
-// Updates wait while a transaction is open here, at most 10 s. A member that sends more rows and transactions
-// than this in that time is left, and everything is read again. One message alone may hold more: the
+// Updates wait while a transaction is open here, at most 10 s. A member that sends more than this in that
+// time, in bytes of memory, is left, and everything is read again. One message alone may hold more: the
 // connection bounds it, and all that there is comes in one.
-constexpr std::size_t mostBatched = 20'000;
+constexpr std::size_t mostBatched = 10'000'000;
+constexpr std::size_t batchedPiece =
+    500; // of these bytes: what a row takes besides its texts, or a transaction
 constexpr auto applyingTime = std::chrono::milliseconds(50); // at once
 
 SharedRows::Memory remember(Database& database) {
@@ -27,6 +29,16 @@ SharedRows::Memory remember(Database& database) {
     if (const Result result = database.sharedRows().begin(newDeviceName(), memory); !result.ok())
         throw StorageError("can't remember the cluster: " + result.strerror());
     return memory;
+}
+
+// About what it takes of memory, in bytes.
+std::size_t weightOf(const ClusterNews& news) {
+    std::size_t weight = (news.rows.size() + news.refused.size() + 1) * batchedPiece;
+    for (const SharedUpdate& row : news.rows)
+        if (row.values)
+            for (const std::optional<velta::Value>& cell : row.values->cells)
+                weight += cell ? cell->getText().size() : 0;
+    return weight;
 }
 
 std::string lineOf(const Schema& schema, const SharedRows::Refusal& refusal) {
@@ -121,6 +133,17 @@ void Cluster::giveBack(std::size_t table, std::uint32_t id) {
     reservations_.giveBack(table, id);
 }
 
+void Cluster::leave(Committed done) {
+    Json operations =
+        Json::array({removeFrom("Reserved", Json::array({Json::array({"Device", "==", memory_.device})})),
+                     removeFrom("Devices", Json::array({Json::array({"Name", "==", memory_.device})}))});
+    guarded_.run(std::move(operations), now() + times_.commit,
+                 [done = std::move(done)](const GuardedTransactions::Report& report) {
+                     const bool isDone = report.outcome == GuardedTransactions::Outcome::Applied;
+                     done(isDone ? Result() : Result(code::clusterUnreachable));
+                 });
+}
+
 bool Cluster::hasUpdates() const {
     return !batches_.empty() && mayUseStorage();
 }
@@ -157,7 +180,7 @@ bool Cluster::applyFirst(velta::NameList& changed) {
     memory_.position = batch.updates.position;
     const std::optional<std::int64_t> done = batch.done;
     const bool isFirst = batch.isFirst;
-    batched_ -= batch.updates.rows.size() + batch.updates.refused.size() + 1;
+    batched_ -= batch.weight;
     batches_.pop_front();
     std::vector<std::string> lines;
     for (const SharedRows::Refusal& refusal : applied.refused)
@@ -348,10 +371,11 @@ void Cluster::noteDevice(const ClusterNews& read) {
 }
 
 std::string Cluster::addBatch(const Follower::News& news, ClusterNews&& read) {
-    batched_ += read.rows.size() + read.refused.size() + 1;
+    Batch batch;
+    batch.weight = weightOf(read);
+    batched_ += batch.weight;
     if (!batches_.empty() && batched_ > mostBatched)
         return "it sends more than can be applied";
-    Batch batch;
     std::vector<std::string> lines;
     for (ClusterNews::Refusal& refusal : read.refused) {
         lines.push_back(std::move(refusal.reason));

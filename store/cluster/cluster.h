@@ -44,6 +44,13 @@ public:
     void settle(Clock::time_point now) override;
     Clock::time_point nextDeadline() const override;
 
+    // Whether the database has ever taken over what a cluster holds.
+    bool hasFollowed() const { return !memory_.position.cluster.empty(); }
+    bool isReady() const { return follower_.isReady(); }
+    // Takes this device out of the cluster: its reservations and its row among Devices go. With isReady().
+    // The database still remembers the cluster then.
+    void leave(Committed done);
+
 private:
     // A commit that the cluster has accepted; its rows have to be applied here.
     struct Accepted {
@@ -55,6 +62,7 @@ private:
         SharedUpdates updates;
         std::optional<std::int64_t> done; // Devices.Done as it is with these rows
         bool isFirst = false;             // of a connection
+        std::size_t weight = 0;           // bytes of memory, about
     };
 
     std::string onNews(Follower::News news);
@@ -90,7 +98,7 @@ private:
     Reservations reservations_;
 
     std::deque<Batch> batches_; // told by the member and not yet applied
-    std::size_t batched_ = 0;   // these, and their rows
+    std::size_t batched_ = 0;   // the weights of these
     std::optional<Clock::time_point> applyAgainAt_;
     bool isStorageFailing_ = false; // and the log said so
     // The identity of the cluster, once it is known to hold rows. None: it has to be filled first.

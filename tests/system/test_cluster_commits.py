@@ -3,6 +3,7 @@
 `--fire N` makes the tests under load N times as long.
 """
 
+import itertools
 import signal
 import threading
 import time

@@ -261,3 +261,72 @@ def test_a_device_whose_disk_is_full_keeps_nothing_half_and_catches_up(house, me
     wait_until(lambda: device.names()[plan] in ("During 4", "Own"), "what came meanwhile")
     device.eventually("set", f"WlanTimePlans.{plan}", "TimePlanName=After")
     assert wait_same(devices)["WlanTimePlans"][0]["TimePlanName"] == "After", err
+
+
+# --- left ---
+
+
+def device_names(members):
+    return {row["Name"] for row in members[0].dump("Devices")}
+
+
+def leave(house, device, *members):
+    device.stop()
+    remotes = [word for member in members for word in ("--cluster", member.remote)]
+    return house.run("cfgserver", "--leave-cluster", "-f", device.database, *remotes)
+
+
+def test_a_device_that_leaves_keeps_its_tables_and_nothing_of_it_stays_behind(house, members):
+    device, other = (Device(house, name, members).start() for name in ("device", "other"))
+    plan = device.add("WlanTimePlans", TimePlanName="Evening")
+    name, = device_names(members)
+    other.wait_name(plan, "Evening")
+    other.set(f"WlanTimePlans.{plan}", TimePlanName="Night")
+    members[0].commit({"op": "insert", "table": "Reserved", "row": {"Table": "WlanTimePlans", "Id": 7, "Device": name}})
+    others = device_names(members) - {name}
+    assert len(others) == 1
+    status, out, err = leave(house, device, *members)
+    assert (status, out) == (0, "") and "has left the cluster" in err, err
+    assert device_names(members) == others
+    assert members[0].dump("Reserved") == []
+
+    device.turn_to()
+    device.start(following=False)
+    assert device.names() == {plan: "Night"} and not device.logged("follows no cluster any more")
+    device.set(f"WlanTimePlans.{plan}", TimePlanName="Alone")
+    device.stop()
+    assert rows_of(members) == {plan: "Night"}
+    device.turn_to(*members)
+    device.start()
+    assert device.names() == {plan: "Night"}
+
+
+def test_leaving_is_refused_while_the_cluster_is_away_and_can_be_tried_again(house, members):
+    device = Device(house, "device", members).start()
+    plan = device.add("WlanTimePlans", TimePlanName="Evening")
+    for member in members[1:]:
+        member.freeze()
+    status, out, err = leave(house, device, *members)
+    assert (status, out) == (1, "") and "can't leave the cluster: the cluster can't be reached" in err, err
+    thaw(members)
+    device.start()  # as a device of the cluster
+    assert leave(house, device, *members)[0] == 0
+    assert device_names(members) == set()
+    assert rows_of(members) == {plan: "Evening"}
+
+
+def test_who_follows_no_cluster_can_leave_none_and_makes_no_row_there(house, members):
+    device = Device(house, "device", []).start(following=False)
+    device.add("WlanTimePlans", TimePlanName="Own")
+    status, out, err = leave(house, device, *members)
+    assert (status, out) == (1, "") and "can't leave the cluster: this device follows none" in err, err
+    assert device_names(members) == set() and rows_of(members) == {}
+    device.start(following=False)
+    assert set(device.names().values()) == {"Own"} and not device.logged("follows no cluster any more")
+
+
+def test_a_store_that_runs_is_not_taken_out(house, members):
+    device = Device(house, "device", members).start()
+    status, out, err = house.run("cfgserver", "--leave-cluster", "-f", device.database, "--cluster", members[0].remote)
+    assert (status, out) == (1, "") and device.database in err, err
+    device.add("WlanTimePlans", TimePlanName="Evening")

@@ -51,6 +51,19 @@ TEST_F(ClusterBoundsTest, ChangesWithoutRowsAreNotKeptWithoutBoundEither) {
     EXPECT_THAT(linesWith("it sends more than can be applied"), SizeIs(1));
 }
 
+TEST_F(ClusterBoundsTest, ChangesWithLongTextsAreNotKeptWithoutBoundEither) {
+    start();
+    follow(false, "t1", filled({{"u1", plan(1, "")}}));
+    applies = false;
+    const Json row = {{"Plans", {{"u1", {{"modify", {{"Name", std::string(4000, 'x')}}}}}}}};
+    for (int i = 0; i < 1'000; ++i)
+        member.tellChange("t2", row);
+    EXPECT_FALSE(member.raw().isLeft());
+    for (int i = 0; i < 2'000 && !member.raw().isLeft(); ++i)
+        member.tellChange("t2", row);
+    EXPECT_TRUE(member.raw().isLeft());
+}
+
 TEST_F(ClusterBoundsTest, ManyTransactionsAreAppliedInPartsSoThatClientsHaveTheirTurns) {
     start();
     follow(false, "t1", filled({{"u1", plan(1, "Night")}}));

@@ -305,6 +305,41 @@ TEST_F(ClusterCommitTest, NothingIsSentToAMemberThatLostTheOthers) {
     EXPECT_THAT(held.rows("Reserved"), IsEmpty());
 }
 
+TEST_F(ClusterCommitTest, ADeviceThatLeavesTakesItsReservationsWithIt) {
+    begin();
+    EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
+    round();
+    carryOutAll();
+    cluster->leave(noteCommit());
+    carryOutAll();
+    EXPECT_THAT(committed, ElementsAre("done"));
+    EXPECT_THAT(held.rows("Reserved"), IsEmpty());
+    EXPECT_THAT(held.rows("Devices"), IsEmpty());
+    EXPECT_TRUE(cluster->hasFollowed());
+}
+
+TEST_F(ClusterCommitTest, ADeviceHasLeftThoughTheAnswerWasLost) {
+    begin();
+    cluster->leave(noteCommit());
+    Json operations = member.receive("transact")["params"];
+    operations.erase(0);
+    (void)held.transact(operations);
+    EXPECT_THAT(held.rows("Devices"), IsEmpty());
+    member.disconnect();
+    pass(seconds(1));
+    (void)follow(true, "t3", Json::object());
+    carryOutAll();
+    EXPECT_THAT(committed, ElementsAre("done"));
+    EXPECT_THAT(held.rows("Devices"), IsEmpty());
+}
+
+TEST_F(ClusterCommitTest, ADeviceThatGetsNoAnswerHasNotLeft) {
+    begin();
+    cluster->leave(noteCommit());
+    pass(seconds(5));
+    EXPECT_THAT(committed, ElementsAre(textOf(code::clusterUnreachable)));
+}
+
 TEST_F(ClusterCommitTest, AReservationWithoutAnAnswerFailsAfterFiveSeconds) {
     EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
     round();
