@@ -15,6 +15,7 @@ constexpr const char* tablesMonitor = "tables";
 // What a member takes for "no transaction known": it tells everything.
 constexpr const char* noTransaction = "00000000-0000-0000-0000-000000000000";
 constexpr auto forLong = std::chrono::minutes(1);
+constexpr int followedByPause = 10; // at least, where a member was followed before
 constexpr auto linesInterval = std::chrono::minutes(10);
 constexpr unsigned mostLines = 20; // in that time
 constexpr std::size_t mostComplaints = 100;
@@ -215,7 +216,15 @@ void Follower::fail(const std::string& reason) {
         tried_ = 0;
         ++pauses_;
     }
+    if (since)
+        shortenPauses(now - *since);
     until_ = now + pauseNow();
+}
+
+// A network that fails now and then must not keep a device away for much longer than it fails itself.
+void Follower::shortenPauses(Clock::duration followed) {
+    while (pauses_ > 0 && wholePause() > followed / followedByPause)
+        --pauses_;
 }
 
 // Once for each reason, however often it is tried.
@@ -247,11 +256,13 @@ bool Follower::mayLog() {
 
 // The next remote is tried nearly at once, all of them again after a pause.
 Follower::Clock::duration Follower::pauseNow() const {
-    constexpr unsigned mostDoublings = 10;
-    const Clock::duration whole =
-        std::min(pace_.longest, pace_.first * (1 << std::min(pauses_, mostDoublings)));
-    const Clock::duration part = tried_ > 0 ? pace_.first : whole;
+    const Clock::duration part = tried_ > 0 ? pace_.first : wholePause();
     return std::chrono::duration_cast<Clock::duration>(part * (0.5 + pace_.random() / 2));
+}
+
+Follower::Clock::duration Follower::wholePause() const {
+    constexpr unsigned mostDoublings = 10;
+    return std::min(pace_.longest, pace_.first * (1 << std::min(pauses_, mostDoublings)));
 }
 
 void Follower::showReady() {

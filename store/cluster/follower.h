@@ -21,8 +21,9 @@ namespace store {
 //
 // A member that can't be reached, holds an older state than is known here, or has lost the others, is
 // left for the next one. After all of them were tried there is a pause, which doubles up to half a minute and
-// is not the same for all devices: they don't all come back in the same moment. A member that has lost the
-// others is not left if it is the only one that is known: it tells when it has found them again.
+// is not the same for all devices: they don't all come back in the same moment. Where a member was followed,
+// the pause is no longer than a tenth of that time, and after a minute it is short again. A member that has
+// lost the others is not left if it is the only one that is known: it tells when it has found them again.
 class Follower {
 public:
     using Clock = RpcConnection::Clock;
@@ -89,7 +90,9 @@ private:
     void complain(const std::string& reason);
     void sayFollows();
     bool mayLog();
+    void shortenPauses(Clock::duration followed);
     Clock::duration pauseNow() const;
+    Clock::duration wholePause() const;
     void showReady();
     RpcConnection::Answer then(void (Follower::*handler)(const Json&, const Json&));
     const std::string& remote() const { return remotes_[at_].text; }

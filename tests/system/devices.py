@@ -118,11 +118,14 @@ def rows_of(members, table="WlanTimePlans"):
 
 class Load:
     """Devices that add plans as fast as they can, until it is over. check() then says whether what they were told is true,
-    and removes the plans: Ids end at 999."""
+    and removes the plans."""
+
+    STAGE = 50  # plans of a device from one wait_progress() to the next: Ids end at 999
 
     def __init__(self, devices):
         self._devices, self._over = devices, threading.Event()
         self._done, self._unknown = {device: [] for device in devices}, []
+        self._most = {device: self.STAGE for device in devices}
         self._errors = []
         self._threads = [threading.Thread(target=self._add, args=(device,)) for device in devices]
 
@@ -138,6 +141,8 @@ class Load:
 
     def _add(self, device):
         for number in itertools.count():
+            while len(self._done[device]) >= self._most[device] and not self._over.wait(0.01):
+                pass
             if self._over.is_set() or self._errors:
                 return
             name = f"{device.name} {number}"
@@ -153,6 +158,7 @@ class Load:
         """Until each of them has added some more plans."""
         devices = devices or self._devices
         before = {device: len(self._done[device]) for device in devices}
+        self._most = {device: len(self._done[device]) + self.STAGE for device in self._devices}
         wait_until(lambda: self._errors or all(len(self._done[device]) > before[device] + 3 for device in devices),
                    "further plans of " + ", ".join(device.name for device in devices), 60)
         assert not self._errors, self._errors

@@ -94,15 +94,39 @@ TEST_F(FollowerPausesTest, AMemberThatIsFollowedForAMinuteMakesThemShortAgain) {
     EXPECT_EQ(pause(), 250);
 }
 
-TEST_F(FollowerPausesTest, AMemberThatIsFollowedForLessMakesThemLonger) {
+struct Followed {
+    milliseconds time;
+    std::int64_t longest; // pause, in milliseconds
+};
+
+class FollowerPausesAfterTest : public FollowerPausesTest, public testing::WithParamInterface<Followed> {};
+
+TEST_P(FollowerPausesAfterTest, AMemberThatIsFollowedForLessMakesThemLongerUpToATenthOfThat) {
     start(1);
     Pauses found;
     for (int i = 0; i < 8; ++i) {
-        followFor(milliseconds(59999));
+        followFor(GetParam().time);
         found.push_back(pause());
         (void)passPause();
     }
-    EXPECT_EQ(found, (Pauses{500, 1000, 2000, 4000, 8000, 16000, 30000, 30000}));
+    EXPECT_EQ(found.front(), std::min(std::int64_t{500}, GetParam().longest));
+    EXPECT_EQ(found.back(), GetParam().longest);
+}
+
+INSTANTIATE_TEST_SUITE_P(Times, FollowerPausesAfterTest,
+                         testing::Values(Followed{milliseconds(59999), 4000}, Followed{seconds(40), 4000},
+                                         Followed{milliseconds(39999), 2000}, Followed{seconds(5), 500},
+                                         Followed{milliseconds(4999), 250}, Followed{milliseconds(1), 250}));
+
+TEST_F(FollowerPausesTest, FailuresBeforeAMemberWasFollowedDontCountAfterwards) {
+    start(1);
+    for (int i = 0; i < 8; ++i) {
+        member().raw().accept();
+        member().disconnect();
+        (void)passPause();
+    }
+    followFor(seconds(10));
+    EXPECT_EQ(pause(), 1000);
 }
 
 // What was followed long ago says nothing of the present.
