@@ -82,3 +82,26 @@ def test_a_store_that_ends_meanwhile_has_what_is_shared(house, members, device):
     assert status != 0 and HALF in err, err
     device.start()
     assert device.names() == {1: "Plan 1", 2: "Plan 2"} and states(device) == {1: 0, 2: 0}
+
+
+def load(device, household):
+    return device.run("load", "-", input=json.dumps(household).encode())
+
+
+def test_tables_that_are_not_shared_are_loaded_with_the_rest(device, other):
+    household = {**HOUSEHOLD, "Reboot": {"Trigger": 1}, "TimeFrame": [{"Id": 4}]}
+    status, _, err = load(device, household)
+    assert status == 0, err
+    assert states(device) == {1: 1, 2: 1} and device.get("Reboot", "Trigger") == "1"
+    other.wait_name(2, "Plan 2")
+    assert other.get("Reboot", "Trigger") == "0" and json.loads(other.cfgctl("--json", "show", "TimeFrame")) == []
+
+
+def test_a_row_without_an_id_has_only_cells_that_are_shared(device):
+    plans = [{"TimePlanName": "Added"}, {"Id": 5, "TimePlanName": "Named"}]
+    both = {"WlanTimePlans": plans, "WlanGlobals": {"WlanEnable": 1}}
+    assert load(device, both)[0] == 0
+    assert sorted(device.names().values()) == ["Added", "Named"] and device.get("WlanGlobals", "WlanEnable") == "1"
+    plans[0]["TimePlanStatus"] = 1
+    status, _, err = load(device, both)
+    assert status == 1 and "TimePlanStatus is not shared with the other devices, so the row needs an Id" in err, err

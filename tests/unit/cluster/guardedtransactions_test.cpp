@@ -73,10 +73,10 @@ protected:
             one.answer = nullptr;
         guarded->disconnected();
     }
-    void run(const std::string& name, Json operations = Json::array()) {
+    void run(const std::string& name, Json operations = Json::array(), int seconds = 5) {
         if (operations.empty())
             operations = insertionOf(name);
-        guarded->run(std::move(operations), now + std::chrono::seconds(5),
+        guarded->run(std::move(operations), now + std::chrono::seconds(seconds),
                      [this, name](const GuardedTransactions::Report& report) {
                          EXPECT_EQ(reports.count(name), 0u) << name << " is reported twice";
                          reports[name] = report;
@@ -290,6 +290,22 @@ TEST_F(GuardedTransactionsTest, WhatTheMemberToldBeforeTheTimeWasUpReplacesTheAn
     guarded->deviceSeen(cluster.token(), cluster.done());
     pass(std::chrono::seconds(5));
     EXPECT_EQ(outcomeOf("a"), Outcome::Applied);
+}
+
+TEST_F(GuardedTransactionsTest, OneThatHasLessTimeThanTheOneBeforeIsNotApplied) {
+    connect();
+    run("first");
+    answerAll();
+    run("a");
+    run("b", Json::array(), 2);
+    run("c");
+    pass(std::chrono::seconds(2));
+    EXPECT_EQ(outcomeOf("b"), Outcome::NotApplied);
+    EXPECT_EQ(reports.count("a"), 0U);
+    answerAll();
+    EXPECT_EQ(outcomeOf("a"), Outcome::Applied);
+    EXPECT_EQ(outcomeOf("c"), Outcome::Applied);
+    EXPECT_EQ(cluster.inserted().count("b"), 0U);
 }
 
 TEST_F(GuardedTransactionsTest, OneThatWasNeverSentIsNotApplied) {

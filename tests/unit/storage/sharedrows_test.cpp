@@ -173,6 +173,35 @@ TEST_F(SharedRowsTest, ChangeOfARowThatIsNotKnownAppliesNothing) {
     EXPECT_EQ(memory().position.cluster, "");
 }
 
+TEST_F(SharedRowsTest, ChangeOfASingleRowThatIsNotKnownAppliesNothing) {
+    store::SharedUpdate partial = globalsUpdate("u1", 1);
+    partial.values->cells[0].reset();
+
+    EXPECT_TRUE(apply({{partial}, false, false, {}}).isIncomplete);
+    (void)apply({{globalsUpdate("u1", 1)}, false, false, {}});
+    EXPECT_FALSE(apply({{partial}, false, false, {}}).isIncomplete);
+}
+
+TEST_F(SharedRowsTest, RowWhoseIdChangedIsRefused) {
+    (void)apply({{planUpdate("u1", 3, "Night", "")}, false, false, {}});
+
+    const auto applied = apply({{planUpdate("u1", 4, "Day", "")}, false, false, {}});
+
+    ASSERT_EQ(applied.refused.size(), 1U);
+    EXPECT_EQ(applied.refused[0].reason, "its Id changed from 3");
+    EXPECT_THAT(plansIn(database), ElementsAre("3 Night 0 "));
+}
+
+TEST_F(SharedRowsTest, RowThatSomebodyElseRemovedFromTheFileComesBackAsAWhole) {
+    (void)apply({{planUpdate("u1", 3, "Night", "")}, false, false, {}});
+    removePlan(database, 3);
+
+    EXPECT_TRUE(apply({{planChange("u1", "Day", std::nullopt)}, false, false, {}}).isIncomplete);
+    EXPECT_THAT(plansIn(database), IsEmpty());
+    (void)apply({{planUpdate("u1", 3, "Day", "")}, false, false, {}});
+    EXPECT_THAT(plansIn(database), ElementsAre("3 Day 0 "));
+}
+
 TEST_F(SharedRowsTest, SameRowsAgainChangeAndWriteNothing) {
     const SharedUpdates updates{
         {planUpdate("u1", 1, "a", ""), globalsUpdate("g", 0)}, true, false, {"c", "t", 1}};

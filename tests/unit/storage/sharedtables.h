@@ -77,6 +77,11 @@ inline void insertPlan(store::Database& database, int id, const std::string& nam
     EXPECT_EQ(commit(database), velta::NameList{"Plans"});
 }
 
+inline void removePlan(store::Database& database, int id) {
+    EXPECT_TRUE(database.transaction().remove("Plans", "Id", std::to_string(id)).ok());
+    EXPECT_EQ(commit(database), velta::NameList{"Plans"});
+}
+
 inline void setStatus(store::Database& database, int id, int status) {
     EXPECT_TRUE(database.transaction()
                     .update("Plans", "Id", std::to_string(id), cell("Status", switchValue(status)))
