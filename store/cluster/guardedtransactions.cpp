@@ -11,6 +11,7 @@ namespace store {
 namespace {
 
 constexpr auto pauseBetweenAttempts = std::chrono::milliseconds(200);
+constexpr auto answerTime = std::chrono::seconds(5); // of a reading or a fence
 
 Json commitDurably() {
     return {{"op", "commit"}, {"durable", true}};
@@ -45,6 +46,7 @@ void GuardedTransactions::disconnected() {
     transact_ = nullptr;
     step_ = Step::Offline;
     retryAt_.reset();
+    answerBy_.reset();
     ++attempt_;
 }
 
@@ -72,6 +74,8 @@ void GuardedTransactions::settle() {
         queue_.erase(queue_.begin() + static_cast<std::ptrdiff_t>(i));
         done({Outcome::NotApplied, 0, 0, {}});
     }
+    if (answerBy_ && *answerBy_ <= now)
+        giveUpAnswer();
     if (retryAt_ && *retryAt_ <= now) {
         retryAt_.reset();
         goOn();
@@ -79,7 +83,8 @@ void GuardedTransactions::settle() {
 }
 
 GuardedTransactions::Clock::time_point GuardedTransactions::nextDeadline() const {
-    Clock::time_point next = retryAt_.value_or(Clock::time_point::max());
+    Clock::time_point next =
+        std::min(retryAt_.value_or(Clock::time_point::max()), answerBy_.value_or(Clock::time_point::max()));
     for (const Job& job : queue_)
         next = std::min(next, job.until);
     return next;
@@ -236,6 +241,14 @@ void GuardedTransactions::clearDoubt(bool applied) {
         finish({Outcome::Applied, doubt.token, 0, {}});
 }
 
+// A member may lose a transaction while the others elect a leader, and a relay while it has none. The reading
+// or the fence can be made again, whether it will be applied late or not.
+void GuardedTransactions::giveUpAnswer() {
+    ++attempt_; // an answer to it would be too late
+    answerBy_.reset();
+    becomeUnsure();
+}
+
 void GuardedTransactions::finish(const Report& report) {
     const Done done = std::move(queue_.front().done);
     queue_.pop_front();
@@ -257,9 +270,13 @@ void GuardedTransactions::giveUpFirst() {
 
 GuardedTransactions::Answer GuardedTransactions::guarded(void (GuardedTransactions::*then)(const Json&,
                                                                                            const Json&)) {
+    if (step_ != Step::Sending) // which has the time of what is sent
+        answerBy_ = now_() + answerTime;
     return [this, then, attempt = ++attempt_](const Json& result, const Json& error) {
-        if (attempt == attempt_)
-            (this->*then)(result, error);
+        if (attempt != attempt_)
+            return;
+        answerBy_.reset();
+        (this->*then)(result, error);
     };
 }
 

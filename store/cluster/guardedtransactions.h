@@ -98,6 +98,7 @@ private:
     void clearDoubt(bool applied);
     void finish(const Report& report);
     void giveUpFirst();
+    void giveUpAnswer();
     bool isInDoubt() const { return doubt_ && doubt_->isWaitedFor; }
     Answer guarded(void (GuardedTransactions::*then)(const Json&, const Json&));
     Json guard(std::int64_t token) const;
@@ -113,6 +114,7 @@ private:
     std::optional<Doubt> doubt_;
     std::deque<Job> queue_;
     std::optional<Clock::time_point> retryAt_;
+    std::optional<Clock::time_point> answerBy_; // to what was sent in this step
 };
 
 } // namespace store

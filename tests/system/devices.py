@@ -4,8 +4,9 @@ import itertools
 import json
 import re
 import threading
+import time
 
-from house import DEADLINE, wait_until
+from house import DEADLINE, Timeout, wait_until
 from wire import Client
 
 UNREACHABLE = "the cluster can't be reached"
@@ -90,12 +91,19 @@ class Device:
     def eventually(self, *arguments, deadline=DEADLINE):
         """Until it takes the change. Meanwhile it says that the cluster can't be reached, is not known to have taken it, or
         holds something else, as where an earlier change of this device was applied late."""
+        refusals = []
+
         def taken():
             status, _, err = self.run(*arguments)
             assert status == 0 or any(text in err for text in (UNREACHABLE, UNKNOWN, CHANGED)), err
+            refusals.append(f"{time.monotonic() - begin:.1f} s: {err}")
             return status == 0
 
-        wait_until(taken, f"{arguments} on {self.name}", deadline)
+        begin = time.monotonic()
+        try:
+            wait_until(taken, f"{arguments} on {self.name}", deadline)
+        except Timeout as late:
+            raise Timeout(f"{late}\n" + "".join(refusals[-20:]) + "\n".join(self.server.err.seen[-20:])) from late
 
     def logged(self, pattern):
         return any(re.search(pattern, line) for line in self.server.err.seen)

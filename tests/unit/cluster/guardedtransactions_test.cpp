@@ -292,6 +292,29 @@ TEST_F(GuardedTransactionsTest, WhatTheMemberToldBeforeTheTimeWasUpReplacesTheAn
     EXPECT_EQ(outcomeOf("a"), Outcome::Applied);
 }
 
+TEST_F(GuardedTransactionsTest, AReadingOrAFenceWithoutAnAnswerIsMadeAgain) {
+    connect();
+    run("first");
+    answerAll();
+    for (const std::size_t answered : {0U, 1U}) { // of those that come before a transaction
+        guarded->disconnected();
+        connect();
+        run("a" + std::to_string(answered));
+        for (std::size_t i = 0; i < answered; ++i)
+            answerFirst();
+        const Sent lost = take();
+        EXPECT_EQ(guarded->nextDeadline(), now + std::chrono::seconds(5));
+        pass(std::chrono::seconds(5));
+        EXPECT_EQ(outcomeOf("a" + std::to_string(answered)), Outcome::NotApplied);
+        run("b" + std::to_string(answered));
+        EXPECT_TRUE(sent.empty());
+        pass(std::chrono::milliseconds(200));
+        lost.answer(cluster.apply(lost.operations), nullptr); // late, and heeded no more
+        answerAll();
+        EXPECT_EQ(outcomeOf("b" + std::to_string(answered)), Outcome::Applied);
+    }
+}
+
 TEST_F(GuardedTransactionsTest, OneThatHasLessTimeThanTheOneBeforeIsNotApplied) {
     connect();
     run("first");
