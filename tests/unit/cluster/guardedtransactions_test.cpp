@@ -309,6 +309,7 @@ TEST_F(GuardedTransactionsTest, AReadingOrAFenceWithoutAnAnswerIsMadeAgain) {
         run("b" + std::to_string(answered));
         EXPECT_TRUE(sent.empty());
         pass(std::chrono::milliseconds(200));
+        EXPECT_EQ(sent.size(), 1U);
         lost.answer(cluster.apply(lost.operations), nullptr); // late, and heeded no more
         answerAll();
         EXPECT_EQ(outcomeOf("b" + std::to_string(answered)), Outcome::Applied);
