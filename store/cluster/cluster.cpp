@@ -2,6 +2,7 @@
 
 #include "store/cluster/devicename.h"
 #include "store/log.h"
+#include "store/storage/cells.h"
 #include "store/storage/sqlite.h"
 
 #include <algorithm>
@@ -23,6 +24,13 @@ constexpr std::size_t mostBatched = 10'000'000;
 constexpr std::size_t batchedPiece =
     500; // of these bytes: what a row takes besides its texts, or a transaction
 constexpr auto applyingTime = std::chrono::milliseconds(50); // at once
+constexpr std::size_t mostOfAChange = 4'000'000;             // bytes of JSON
+constexpr std::size_t ofTheGuard = 100'000; // more than is added to it, and what else may be unsent
+static_assert(mostOfAChange + ofTheGuard < RpcConnection::Limits().unsent, "a change can be sent");
+constexpr std::size_t mostUnheld = 1000;
+// So many conflicts in a row that no update of the cluster explains.
+constexpr unsigned mostConflicts = 2;
+constexpr auto betweenReadings = std::chrono::minutes(1);
 
 SharedRows::Memory remember(Database& database) {
     SharedRows::Memory memory;
@@ -39,6 +47,18 @@ std::size_t weightOf(const ClusterNews& news) {
             for (const std::optional<velta::Value>& cell : row.values->cells)
                 weight += cell ? cell->getText().size() : 0;
     return weight;
+}
+
+bool isWhole(const SharedUpdate& update) {
+    return !update.values || std::all_of(update.values->cells.begin(), update.values->cells.end(),
+                                         [](const auto& cell) { return cell.has_value(); });
+}
+
+Result checkSize(const Json& operations) {
+    if (operations.dump().size() <= mostOfAChange)
+        return {};
+    return {code::tooLarge,
+            "a change of what is shared takes at most " + std::to_string(mostOfAChange) + " bytes"};
 }
 
 std::string lineOf(const Schema& schema, const SharedRows::Refusal& refusal) {
@@ -68,10 +88,13 @@ Cluster::Cluster(velta::net::EventDispatcher& dispatcher, Database& database, st
 Result Cluster::commit(SharedChange change, Committed done) {
     if (!follower_.isReady())
         return code::clusterUnreachable;
+    nameUnheld(change);
     SharedOperations operations;
-    if (Result result = appendChange(database_.schema(), change, operations); !result.ok())
+    if (Result result = appendChange(database_.schema(), change, unheld_, operations); !result.ok())
         return result;
     addReservations(change, operations);
+    if (Result result = checkSize(operations.list); !result.ok())
+        return result;
     Json list = std::exchange(operations.list, {});
     guarded_.run(std::move(list), now() + times_.commit,
                  [this, operations = std::move(operations), change = std::move(change),
@@ -81,6 +104,14 @@ Result Cluster::commit(SharedChange change, Committed done) {
     return {};
 }
 
+// A single row that was refused from the first has no name here. What is changed here is to replace it.
+void Cluster::nameUnheld(SharedChange& change) const {
+    for (SharedChange::Row& row : change.rows)
+        for (const auto& [name, table] : unheld_)
+            if (table == row.row.table && database_.schema().tables()[table].singleRow())
+                row.row.uuid = name;
+}
+
 void Cluster::addReservations(const SharedChange& change, SharedOperations& operations) const {
     const Table* const tables = database_.schema().tables().data();
     for (const SharedChange::Row& row : change.rows) {
@@ -88,9 +119,11 @@ void Cluster::addReservations(const SharedChange& change, SharedOperations& oper
         if (!row.isNew || tables[table].singleRow())
             continue;
         const std::string name = tables[table].name + '.' + std::to_string(row.row.id);
+        const bool isOurs = reservations_.holds(table, row.row.id);
         operations.add(reservations_.waitForFreedom(table, row.row.id),
-                       {code::duplicateId, name + " is promised to another device"});
-        if (reservations_.holds(table, row.row.id))
+                       isOurs ? Result(code::conflict, name + " is reserved for this device no longer")
+                              : Result(code::duplicateId, name + " is promised to another device"));
+        if (isOurs)
             operations.add(reservations_.removal(table, row.row.id), {code::conflict, name});
     }
 }
@@ -102,16 +135,28 @@ void Cluster::onCommitted(const GuardedTransactions::Report& report, const Share
         for (const SharedChange::Row& row : change.rows)
             if (row.isNew)
                 reservations_.used(row.row.table, row.row.id);
-        accepted_.push_back({report.token, now() + times_.commit, done});
+        accepted_.push_back({report.token, now() + times_.applying, done});
         return finishAccepted(appliedDone_);
     case GuardedTransactions::Outcome::Refused:
         meetStrangers(change);
+        noteConflict(operations.failed(report.failed));
         return done(operations.failed(report.failed));
     case GuardedTransactions::Outcome::NotApplied:
         return done(code::clusterUnreachable);
     case GuardedTransactions::Outcome::Unknown:
         return done({code::outcomeUnknown, "the cluster does not answer, and may apply the change later"});
     }
+}
+
+// The member tells what others have changed before it refuses. A conflict that nothing explains comes from a
+// row that differs here, because another program has written to the file.
+void Cluster::noteConflict(const Result& result) {
+    if (result.code() != code::conflict || !batches_.empty() || ++conflicts_ < mostConflicts)
+        return;
+    if (readAllAt_ && now() < *readAllAt_ + betweenReadings)
+        return;
+    readAllAt_ = now();
+    wantsAll_ = true;
 }
 
 // A row with an Id of its own is refused while another device has reserved that. If the device is dead,
@@ -174,9 +219,11 @@ bool Cluster::applyFirst(velta::NameList& changed) {
     applyAgainAt_.reset();
     isStorageFailing_ = false;
     if (applied.isIncomplete) {
-        readAll();
+        readAll("a row changed that is not known here, everything is read again");
         return false;
     }
+    conflicts_ = 0;
+    noteUnheld(batch, applied.refused);
     memory_.position = batch.updates.position;
     const std::optional<std::int64_t> done = batch.done;
     const bool isFirst = batch.isFirst;
@@ -208,11 +255,31 @@ void Cluster::becomePartial() {
         batch.updates.position.lastTransaction.clear();
 }
 
-// A row changed that was refused before, or that somebody removed here: all rows are asked for.
-void Cluster::readAll() {
+// Which rows this device does not hold as the cluster does. One of which a part has changed may be whole
+// again: it is asked for.
+void Cluster::noteUnheld(const Batch& batch, const std::vector<SharedRows::Refusal>& refused) {
+    if (batch.updates.complete)
+        unheld_.clear();
+    for (const SharedUpdate& row : batch.updates.rows) {
+        if (isWhole(row))
+            unheld_.erase(row.uuid);
+        else if (unheld_.count(row.uuid) != 0)
+            wantsAll_ = true;
+    }
+    UnheldRows rows = batch.unheld;
+    for (const SharedRows::Refusal& refusal : refused)
+        rows.emplace(refusal.update.uuid, refusal.update.table);
+    for (const auto& row : rows)
+        if (unheld_.size() < mostUnheld)
+            unheld_.insert(row);
+}
+
+// For a row that changed and was refused before, or that somebody removed here, say.
+void Cluster::readAll(const std::string& reason) {
+    wantsAll_ = false;
     memory_.position.lastTransaction.clear();
     forgetBatches();
-    follower_.leave("a row changed that is not known here, everything is read again");
+    follower_.leave(reason);
 }
 
 void Cluster::forgetBatches() {
@@ -261,6 +328,10 @@ void Cluster::finishAccepted(std::int64_t applied) {
         accepted_.pop_front();
         done({});
     }
+    if (late_ && *late_ <= appliedDone_) {
+        late_.reset();
+        log::info("the change with an unknown outcome is in force here");
+    }
 }
 
 void Cluster::settle(Clock::time_point now) {
@@ -269,10 +340,12 @@ void Cluster::settle(Clock::time_point now) {
     follower_.settle();
     guarded_.settle();
     reservations_.settle(follower_.isReady());
+    if (wantsAll_ && follower_.isFollowing() && batches_.empty())
+        readAll("a row may differ here, everything is read again");
     if (seedingUntil_ && *seedingUntil_ <= now) {
         seedingUntil_.reset();
         if (follower_.isFollowing())
-            follower_.leave("it does not take the rows of this device");
+            follower_.leave("it does not take the rows of this device" + seedRefusal_);
     }
     expireAccepted(now);
 }
@@ -280,6 +353,7 @@ void Cluster::settle(Clock::time_point now) {
 void Cluster::expireAccepted(Clock::time_point now) {
     while (!accepted_.empty() && accepted_.front().until <= now) {
         const Committed done = std::move(accepted_.front().done);
+        late_ = accepted_.front().token;
         accepted_.pop_front();
         done({code::outcomeUnknown, "the cluster has taken the change, it could not be applied here yet"});
     }
@@ -319,6 +393,8 @@ std::string Cluster::onFirstNews(Follower::News& news, const ClusterNews& read) 
     seedingUntil_.reset();
     cluster_.clear();
     if (!news.complete) {
+        if (memory_.position.lastTransaction.empty())
+            return "it does not tell all that it holds";
         cluster_ = known;
         return {};
     }
@@ -358,9 +434,20 @@ std::string Cluster::seed() {
     if (const Result result = appendSeed(database_.schema(), rows, memory_.device, operations); !result.ok())
         return "it is empty, and can't hold what this device has: " + result.strerror();
     operations.add({{"op", "commit"}, {"durable", true}}, code::failure);
+    if (const Result result = checkSize(operations.list); !result.ok())
+        return "it is empty, and can't hold what this device has: " + result.strerror();
     seedingUntil_ = now() + times_.seeding;
-    follower_.transact(std::move(operations.list), [](const Json&, const Json&) {});
+    seedRefusal_.clear();
+    follower_.transact(std::move(operations.list),
+                       [this](const Json& result, const Json& error) { noteSeed(result, error); });
     return {};
+}
+
+void Cluster::noteSeed(const Json& result, const Json& error) {
+    const std::optional<std::size_t> failed = firstError(result);
+    const Json& reason = failed ? result[*failed] : error;
+    if (const std::string kind = textAt(reason, "error"); !kind.empty())
+        seedRefusal_ = ": " + shown(kind + ": " + textAt(reason, "details"));
 }
 
 void Cluster::noteDevice(const ClusterNews& read) {
@@ -379,6 +466,7 @@ std::string Cluster::addBatch(const Follower::News& news, ClusterNews&& read) {
     std::vector<std::string> lines;
     for (ClusterNews::Refusal& refusal : read.refused) {
         lines.push_back(std::move(refusal.reason));
+        batch.unheld.emplace(refusal.uuid, refusal.table);
         batch.updates.refused.push_back(std::move(refusal.uuid));
     }
     tellRefused(lines);

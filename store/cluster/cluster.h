@@ -27,6 +27,8 @@ class Cluster : public Sharing {
 public:
     struct Times {
         Clock::duration commit = std::chrono::seconds(5);
+        // What the cluster has accepted waits here for the end of an open transaction.
+        Clock::duration applying = std::chrono::seconds(15);
         Clock::duration seeding = std::chrono::seconds(10);
         Clock::duration applyAgain = std::chrono::seconds(1); // after the storage has failed
         Follower::Pace pace;
@@ -60,6 +62,7 @@ private:
     };
     struct Batch {
         SharedUpdates updates;
+        UnheldRows unheld;                // those of which a column refuses a cell
         std::optional<std::int64_t> done; // Devices.Done as it is with these rows
         bool isFirst = false;             // of a connection
         std::size_t weight = 0;           // bytes of memory, about
@@ -77,7 +80,11 @@ private:
     void recall();
     void onStorageFailed(const Result& result);
     void becomePartial();
-    void readAll();
+    void noteUnheld(const Batch& batch, const std::vector<SharedRows::Refusal>& refused);
+    void nameUnheld(SharedChange& change) const;
+    void readAll(const std::string& reason);
+    void noteConflict(const Result& result);
+    void noteSeed(const Json& result, const Json& error);
     void forgetBatches();
     void tellRefused(const std::vector<std::string>& lines);
     void onCommitted(const GuardedTransactions::Report& report, const SharedOperations& operations,
@@ -106,12 +113,18 @@ private:
     bool adopts_ = false;     // the first rows in it are this device's own
     bool isBackedUp_ = false; // as it was before the cluster
     std::optional<Clock::time_point> seedingUntil_;
-    bool isPartial_ = false;        // rows were refused since everything was read
-    std::set<std::string> refused_; // what was logged of them; a bounded number
-    std::int64_t token_ = 0;        // as the member told last
+    bool isPartial_ = false;                     // rows were refused since everything was read
+    std::set<std::string> refused_;              // what was logged of them; a bounded number
+    UnheldRows unheld_;                          // a bounded number
+    unsigned conflicts_ = 0;                     // since the last update that was applied
+    bool wantsAll_ = false;                      // everything is to be read again
+    std::optional<Clock::time_point> readAllAt_; // when conflicts made it so last
+    std::string seedRefusal_;
+    std::int64_t token_ = 0; // as the member told last
     std::int64_t done_ = 0;
     std::deque<Accepted> accepted_;
     std::int64_t appliedDone_ = 0;
+    std::optional<std::int64_t> late_; // the last of those whose client was told "outcome unknown"
 };
 
 } // namespace store

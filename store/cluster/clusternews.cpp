@@ -68,7 +68,7 @@ void readRow(const Schema& schema, std::size_t table, const std::string& uuid, c
     if (!row.isRemoved) {
         std::string complaint = readCells(schema.tables()[table], uuid, row, update.values.emplace());
         if (!complaint.empty())
-            return news.refused.push_back({uuid, std::move(complaint)});
+            return news.refused.push_back({table, uuid, std::move(complaint)});
     }
     news.rows.push_back(std::move(update));
 }

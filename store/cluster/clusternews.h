@@ -16,6 +16,7 @@ struct ClusterNews {
     std::vector<SharedUpdate> rows;
     // A row that the schema refuses.
     struct Refusal {
+        std::size_t table; // its index in the schema
         std::string uuid;
         std::string reason; // for people
     };

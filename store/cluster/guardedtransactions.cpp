@@ -2,6 +2,7 @@
 
 #include "store/cluster/jsonaccess.h"
 #include "store/log.h"
+#include "store/storage/cells.h"
 
 #include <algorithm>
 #include <utility>
@@ -17,16 +18,14 @@ Json commitDurably() {
     return {{"op", "commit"}, {"durable", true}};
 }
 
-// Where in the results of a transaction the first error stands.
-std::optional<std::size_t> firstError(const Json& results) {
-    for (std::size_t i = 0; i < results.size(); ++i)
-        if (results[i].is_object() && results[i].contains("error"))
-            return i;
-    return std::nullopt;
-}
-
 bool isConstraintViolation(const Json& result) {
     return textAt(result, "error") == "constraint violation";
+}
+
+// Further ones can be counted from it.
+bool isToken(std::int64_t number) {
+    constexpr std::int64_t most = std::int64_t{1} << 62;
+    return number >= 0 && number <= most;
 }
 
 } // namespace
@@ -39,6 +38,7 @@ void GuardedTransactions::connected(Transact transact) {
     step_ = Step::Unfenced;
     token_.reset();
     retryAt_.reset();
+    wasRegistered_ = false;
     goOn();
 }
 
@@ -52,7 +52,7 @@ void GuardedTransactions::disconnected() {
 
 void GuardedTransactions::deviceSeen(std::int64_t token, std::int64_t done) {
     doneSeen_ = done;
-    if (step_ == Step::Unfenced && !token_)
+    if (step_ == Step::Unfenced && !token_ && isToken(token))
         token_ = token;
 }
 
@@ -95,7 +95,7 @@ void GuardedTransactions::goOn() {
         return;
     switch (step_) {
     case Step::Unfenced:
-        token_ ? fence() : read();
+        token_ && !doubt_ ? fence() : read(); // `Done` tells of one in doubt
         return;
     case Step::Ready:
         if (!queue_.empty())
@@ -129,11 +129,11 @@ void GuardedTransactions::onRead(const Json& result, const Json&) {
     const Json* const rows = arrayAt(result[1], "rows");
     if (rows == nullptr)
         return retryLater();
-    if (rows->empty())
-        return registerDevice();
+    if (rows->empty()) // not at wire speed, if the row goes as soon as it has come
+        return std::exchange(wasRegistered_, false) ? retryLater() : registerDevice();
     const std::optional<std::int64_t> token = integerAt((*rows)[0], "Token");
     const std::optional<std::int64_t> done = integerAt((*rows)[0], "Done");
-    if (!token || !done)
+    if (!token || !isToken(*token) || !done)
         return retryLater();
     token_ = token;
     if (doubt_ && *done == doubt_->token)
@@ -141,7 +141,6 @@ void GuardedTransactions::onRead(const Json& result, const Json&) {
     fence();
 }
 
-// Whether it succeeds or another one was faster, the row is there afterwards.
 void GuardedTransactions::registerDevice() {
     step_ = Step::Registering;
     transact_({{{"op", "insert"}, {"table", "Devices"}, {"row", {{"Name", device_}}}}, commitDurably()},
@@ -151,7 +150,24 @@ void GuardedTransactions::registerDevice() {
 void GuardedTransactions::onRegistered(const Json& result, const Json&) {
     if (!result.is_array())
         return retryLater();
+    if (const std::optional<std::size_t> failed = firstError(result)) {
+        noteRefusal(result[*failed]);
+        return retryLater();
+    }
+    wasRegistered_ = true;
     read();
+}
+
+// Once for each reason.
+void GuardedTransactions::noteRefusal(const Json& error) {
+    if (isConstraintViolation(error)) // an attempt whose answer was lost has made the row
+        return;
+    std::string reason = shown(textAt(error, "error") + ": " + textAt(error, "details"));
+    if (reason == refusal_)
+        return;
+    refusal_ = std::move(reason);
+    log::warning("the cluster refuses to register this device, its shared tables can't be changed here: " +
+                 refusal_);
 }
 
 void GuardedTransactions::fence() {
@@ -169,9 +185,7 @@ void GuardedTransactions::onFenced(const Json& result, const Json&) {
     if (const std::optional<std::size_t> failed = firstError(result)) {
         if (*failed != 0)
             return retryLater();
-        step_ = Step::Unfenced;
-        token_.reset();
-        return goOn(); // the token is not what it was: it is read
+        return becomeUnsure(); // the token is not what it was: it is read
     }
     ++*token_;
     step_ = Step::Ready;
@@ -217,7 +231,7 @@ void GuardedTransactions::onSent(const Json& result, const Json&) {
     goOn();
 }
 
-// What became of the transaction that was sent is found out by a fence.
+// The token is read again, and what became of a transaction that was sent.
 void GuardedTransactions::becomeUnsure() {
     step_ = Step::Unfenced;
     token_.reset();

@@ -89,6 +89,7 @@ private:
     void onRead(const Json& result, const Json& error);
     void registerDevice();
     void onRegistered(const Json& result, const Json& error);
+    void noteRefusal(const Json& error);
     void fence();
     void onFenced(const Json& result, const Json& error);
     void send();
@@ -111,6 +112,8 @@ private:
     std::uint64_t attempt_ = 0;         // answers to earlier ones are not heeded
     std::optional<std::int64_t> token_; // as the cluster holds it, as far as known
     std::optional<std::int64_t> doneSeen_;
+    bool wasRegistered_ = false; // by what was sent last
+    std::string refusal_;        // of the registration, as it was logged
     std::optional<Doubt> doubt_;
     std::deque<Job> queue_;
     std::optional<Clock::time_point> retryAt_;

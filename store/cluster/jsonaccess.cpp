@@ -56,4 +56,11 @@ std::optional<std::string> uuidAt(const Json& object, const char* name) {
     return (*pair)[1].get<std::string>();
 }
 
+std::optional<std::size_t> firstError(const Json& results) {
+    for (std::size_t i = 0; i < results.size(); ++i)
+        if (results[i].is_object() && results[i].contains("error"))
+            return i;
+    return std::nullopt;
+}
+
 } // namespace store

@@ -20,5 +20,7 @@ std::optional<std::int64_t> integerAt(const Json& object, const char* name);
 std::optional<bool> switchAt(const Json& object, const char* name);
 // The text of an atom ["uuid", "..."]; an empty set, which stands for none, is none.
 std::optional<std::string> uuidAt(const Json& object, const char* name);
+// Where in the results of a transaction the first error stands.
+std::optional<std::size_t> firstError(const Json& results);
 
 } // namespace store

@@ -21,8 +21,9 @@ namespace store {
 // free is written into the table Reserved, by a transaction of its own. It is deleted together with the
 // commit, or when it is given back.
 //
-// A device that dies keeps its reservations. Whoever comes across one of another device looks at it again
-// after a minute, in which each transaction has come to its end, and deletes it if it is still there.
+// A device that dies keeps its reservations. Whoever comes across one of another device deletes it a minute
+// later, if it is still there. A transaction that goes on for longer than that may lose one; its commit is
+// refused then.
 class Reservations {
 public:
     using Clock = GuardedTransactions::Clock;

@@ -70,17 +70,23 @@ Result appendWait(const Table& table, const SharedRow& row, SharedOperations& op
 }
 
 // The rows of the table are those that there were. One without a name is known here alone.
-Result appendWait(const Table& table, const std::vector<SharedRow>& rows, SharedOperations& operations) {
+Result appendWait(const Schema& schema, std::size_t index, const std::vector<SharedRow>& rows,
+                  const UnheldRows& unheld, SharedOperations& operations) {
+    const Table& table = schema.tables()[index];
     Json before = Json::array();
     for (const SharedRow& row : rows) {
-        if (row.uuid.empty())
+        if (row.uuid.empty() || unheld.count(row.uuid) != 0)
             continue;
         Json object;
         if (Result result = appendWhole(table, row, row.cells, object); !result.ok())
             return result;
         before.push_back(std::move(object));
     }
-    operations.add(waitFor(table.name, Json::array(), columnsOf(table), std::move(before)),
+    Json held = Json::array();
+    for (const auto& [name, of] : unheld)
+        if (of == index)
+            held.push_back(Json::array({"_uuid", "!=", uuid(name)}));
+    operations.add(waitFor(table.name, std::move(held), columnsOf(table), std::move(before)),
                    {code::conflict, table.name});
     return {};
 }
@@ -127,13 +133,14 @@ void SharedOperations::add(Json operation, Result failed) {
     failures.push_back(std::move(failed));
 }
 
-Result appendChange(const Schema& schema, const SharedChange& change, SharedOperations& operations) {
+Result appendChange(const Schema& schema, const SharedChange& change, const UnheldRows& unheld,
+                    SharedOperations& operations) {
     bool inserts = false;
     for (const auto& [table, rows] : change.tables)
-        if (Result result = appendWait(schema.tables()[table], rows, operations); !result.ok())
+        if (Result result = appendWait(schema, table, rows, unheld, operations); !result.ok())
             return result;
     for (const SharedChange::Row& row : change.rows)
-        if (!isMissing(row))
+        if (!isMissing(row) && unheld.count(row.row.uuid) == 0)
             if (Result result = appendWait(schema.tables()[row.row.table], row.row, operations); !result.ok())
                 return result;
     for (const SharedChange::Row& row : change.rows) {

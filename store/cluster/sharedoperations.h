@@ -5,6 +5,7 @@
 #include "store/storage/sharing.h"
 #include "velta/protocol/resultcode.h"
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -25,9 +26,14 @@ struct SharedOperations {
     }
 };
 
-// Waits for what a change relies upon, and makes it. Fails for a text that the cluster can't hold.
+// Rows that this device does not hold as the cluster does, because its schema refuses them: their names
+// there, and the index of their table.
+using UnheldRows = std::map<std::string, std::size_t>;
+
+// Waits for what a change relies upon, and makes it. Fails for a text that the cluster can't hold. Nothing is
+// waited for of rows that are not held: no change of their table would ever be possible here.
 velta::protocol::EResultCode appendChange(const Schema& schema, const SharedChange& change,
-                                          SharedOperations& operations);
+                                          const UnheldRows& unheld, SharedOperations& operations);
 // The rows of an empty cluster: all that this device has.
 velta::protocol::EResultCode appendSeed(const Schema& schema, const std::vector<SharedRow>& rows,
                                         const std::string& device, SharedOperations& operations);

@@ -47,6 +47,7 @@ struct Answer {
     velta::protocol::Reply reply;        // without its sequence and without cells
     std::string cells;                   // of rows
     When when = When::Now;
+    bool isLogged = false; // that it is a failure
 };
 
 } // namespace store

@@ -189,7 +189,8 @@ void Server::send(Session& session, std::uint32_t sequence, Answer&& answer) {
     reply.sequence = sequence;
     reply.rows.cells = answer.cells;
     if (!answer.result.ok()) {
-        logFailure(answer.result);
+        if (!answer.isLogged)
+            logFailure(answer.result);
         reply.kind = velta::protocol::ReplyKind::Failed;
         reply.result = std::move(answer.result);
     }

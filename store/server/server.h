@@ -79,6 +79,7 @@ private:
     void dropClosed(Clock::time_point now);
     void expireTransaction(Clock::time_point now);
     void careForSharing(Clock::time_point now);
+    void logUnknown(ClientId client, Answer& answer);
     void admitNext(Clock::time_point now);
     void endWaiting(Clock::time_point now);
     void answerLater(const TransactionQueue::Turn& turn, Answer&& answer);

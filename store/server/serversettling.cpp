@@ -80,9 +80,21 @@ void Server::careForSharing(Clock::time_point now) {
     if (!shared_)
         return;
     shared_->settle(now);
-    while (auto finished = shared_->takeFinished())
+    while (auto finished = shared_->takeFinished()) {
+        logUnknown(finished->turn.client, finished->answer);
         answerLater(finished->turn, std::move(finished->answer));
+    }
     moreToDo_ = moreToDo_ || shared_->hasMoreToApply();
+}
+
+// It is the cluster's, and no trouble of the storage.
+void Server::logUnknown(ClientId client, Answer& answer) {
+    if (answer.result.code() != code::outcomeUnknown)
+        return;
+    const Session& session = *clients_.at(client).session;
+    lines_.warn("unknown outcome", session.peer(),
+                session.text() + " changed what is shared, " + answer.result.strerror());
+    answer.isLogged = true;
 }
 
 void Server::admitNext(Clock::time_point now) {

@@ -11,9 +11,10 @@ namespace {
 
 bool isAmong(const Json& row, const Json& where) {
     return std::all_of(where.begin(), where.end(), [&row](const Json& condition) {
-        if (condition.at(1) != "==")
-            throw std::logic_error("not an equality: " + condition.dump());
-        return row.at(condition.at(0).get<std::string>()) == condition.at(2);
+        const Json& function = condition.at(1);
+        if (function != "==" && function != "!=")
+            throw std::logic_error("neither an equality nor an inequality: " + condition.dump());
+        return (row.at(condition.at(0).get<std::string>()) == condition.at(2)) == (function == "==");
     });
 }
 

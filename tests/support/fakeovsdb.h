@@ -9,8 +9,8 @@ namespace test {
 
 using Json = nlohmann::json;
 
-// The tables of a cluster, for the operations that the store sends: conditions are equalities, and a "wait"
-// does not wait. A transaction is carried out whole or not at all.
+// The tables of a cluster, for the operations that the store sends: conditions are "==" and "!=", and a
+// "wait" does not wait. A transaction is carried out whole or not at all.
 class FakeOvsdb {
 public:
     // Columns that a new row has without being given, with their values.

@@ -26,9 +26,9 @@ class Device:
         self.socket, self.database = f"/tmp/{name}.socket", f"/tmp/{name}.db"
         self.server = None
 
-    def start(self, following=True):
+    def start(self, following=True, env=None):
         remotes = [word for remote in self._remotes for word in ("--cluster", remote)]
-        self.server = self._house.cfgserver("-s", self.socket, "-f", self.database, *remotes, *self._arguments)
+        self.server = self._house.cfgserver("-s", self.socket, "-f", self.database, *remotes, *self._arguments, env=env)
         return self.follow() if following else self
 
     def follow(self, start=0):

@@ -150,6 +150,14 @@ class Member(Server):
         _done(self._house.run("ovsdb-tool", "join-cluster", self.file, DATABASE, self.address,
                               *(other.address for other in others)))
 
+    def damage(self, behind):
+        """One flipped bit in its file, some way behind that text."""
+        with open(self._house.path(self.file), "r+b") as file:
+            raw = file.read()
+            at = raw.index(behind.encode()) + len(behind) + 100
+            file.seek(at)
+            file.write(bytes([raw[at] ^ 1]))
+
     def status(self):
         """The fields of cluster/status that stand on a line of their own."""
         return dict(re.findall(r"^(\w[\w ]*): (.*)$", self.ask("cluster/status", DATABASE), re.MULTILINE))

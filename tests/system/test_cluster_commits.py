@@ -5,16 +5,18 @@
 
 import itertools
 import signal
+import struct
 import threading
 import time
 
 import pytest
 
 from devices import UNKNOWN, UNREACHABLE, Device, Load, rows_of, wait_same
-from house import DEADLINE, wait_until
+from house import DEADLINE, fast_clock, wait_until
 from members import Members, cluster_schema
-from wire import CONFLICT, result_code
+from wire import CONFLICT, DONE, INSERT, result_code, text
 
+PROMISED = "is promised to another device"
 SHARED_CALLS = "sendto,sendmsg,write,pwrite64,fsync,fdatasync"
 
 
@@ -195,3 +197,45 @@ def test_a_store_that_is_killed_at_any_step_of_a_commit_has_afterwards_what_the_
         other.set(f"WlanTimePlans.{plan}", TimePlanName=f"After {step}")
         device.wait_name(plan, f"After {step}")
         device.eventually("set", f"WlanTimePlans.{plan}", "TimePlanName=Before")
+
+
+def promise(client, table):
+    """The Id of a row that the client inserts, and does not commit."""
+    assert client.begin()[0] == DONE
+    kind, body = client.ask(INSERT, text(table) + struct.pack(">I", 0))
+    return struct.unpack(">I", body[:4])[0]
+
+
+def reserved(member):
+    return {row["Id"] for row in member.dump("Reserved")}
+
+
+def test_an_id_that_was_promised_before_the_store_was_killed_is_kept_from_the_others_until_it_is_back(devices, members):
+    device, other, _ = devices
+    client = device.client()
+    promised = promise(client, "WlanTimePlans")
+    device.kill()
+    client.close()
+    assert reserved(members[1]) == {promised}
+    assert other.add("WlanTimePlans", TimePlanName="Next") == promised + 1
+    assert PROMISED in other.refused("add", "WlanTimePlans", f"Id={promised}")
+    assert reserved(members[1]) == {promised}
+    device.start()
+    assert device.add("WlanTimePlans", TimePlanName="Own") == promised
+    members.wait_equal("Reserved")
+    assert reserved(members[1]) == set()
+    assert wait_same(devices)["WlanTimePlans"][0]["TimePlanName"] == "Own"
+
+
+def test_an_id_that_was_promised_before_the_store_was_killed_is_free_a_minute_after_another_device_met_it(devices, members):
+    device, other, _ = devices
+    other.stop()
+    other.start(env=fast_clock(20))  # its minute is three seconds
+    client = device.client()
+    promised = promise(client, "WlanTimePlans")
+    device.kill()
+    client.close()
+    assert PROMISED in other.refused("add", "WlanTimePlans", f"Id={promised}")
+    wait_until(lambda: reserved(members[1]) == set(), "the end of the reservation")
+    other.eventually("add", "WlanTimePlans", f"Id={promised}")
+    assert set(rows_of(members)) == {promised}

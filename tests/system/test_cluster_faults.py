@@ -229,11 +229,7 @@ def test_a_member_whose_file_is_damaged_takes_nothing_from_the_others(house, mem
         devices[0].add("WlanTimePlans", TimePlanName=name)
     members.wait_equal("WlanTimePlans")
     damaged.kill()
-    with open(house.path(damaged.file), "r+b") as file:
-        raw = file.read()
-        at = raw.index(behind.encode()) + len(behind) + 100
-        file.seek(at)
-        file.write(bytes([raw[at] ^ 1]))
+    damaged.damage(behind)
     for device in devices:
         device.eventually("add", "WlanTimePlans", f"TimePlanName={device.name}")
     if behind == "OVSDB CLUSTER":

@@ -12,6 +12,7 @@ using store::Json;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::SizeIs;
 
 constexpr const char* everything = "00000000-0000-0000-0000-000000000000";
 
@@ -73,6 +74,40 @@ TEST_F(ClusterTest, AMemberThatTakesNoRowsIsLeftAfterTenSeconds) {
     pass(milliseconds(1));
     EXPECT_TRUE(member.raw().isLeft());
     EXPECT_THAT(linesWith("it does not take the rows of this device").size(), 1U);
+}
+
+TEST_F(ClusterTest, WhyAMemberTakesNoRowsIsSaid) {
+    start();
+    follow(false, "t0", Json::object());
+    const Json call = member.receive("transact");
+    member.raw().answer(call["id"],
+                        Json::parse(R"([{}, {"error": "permission denied", "details": "no role"}])"));
+    pass(seconds(10));
+    EXPECT_THAT(linesWith("it does not take the rows of this device: permission denied: no role"), SizeIs(1));
+}
+
+TEST_F(ClusterTest, ADeviceThatHasMoreThanAChangeCanHoldDoesNotFillTheCluster) {
+    for (int id = 1; id <= 1000; ++id) {
+        std::uint32_t given = 0;
+        ASSERT_TRUE(database.transaction()
+                        .insert("Plans", cell("Name", textValue(std::string(4000, 'x'))), given)
+                        .ok());
+    }
+    (void)commit(database);
+    start();
+    follow(false, "t0", Json::object());
+    EXPECT_TRUE(member.raw().isLeft());
+    EXPECT_THAT(
+        linesWith("it is empty, and can't hold what this device has: too large: a change of what is shared "
+                  "takes at most 4000000 bytes"),
+        SizeIs(1));
+}
+
+TEST_F(ClusterTest, AMemberThatDoesNotTellAllToADeviceThatKnowsNothingIsLeft) {
+    start();
+    follow(true, "t1", Json::object());
+    EXPECT_TRUE(member.raw().isLeft());
+    EXPECT_THAT(linesWith("it does not tell all that it holds"), SizeIs(1));
 }
 
 TEST_F(ClusterTest, TheTimeForFillingEndsWithTheConnection) {

@@ -178,4 +178,22 @@ TEST_F(ClusterApplyingTest, DatabaseThatWasOpenedAnewAndLostNothingGoesOn) {
     EXPECT_THAT(plans(), ElementsAre("1 Late 1 "));
 }
 
+TEST_F(ClusterApplyingTest, DatabaseThatWasOpenedAnewAndCanNotBeWrittenToIsTriedAgain) {
+    ASSERT_EQ(truncate((path + "-wal").c_str(), 0), 0); // what it remembered of the cluster is lost
+    database.filesTouched();
+    ASSERT_EQ(database.timesOpened(), 2U);
+    disk.failWrites(1000);
+
+    round();
+    EXPECT_FALSE(member.raw().isLeft());
+    EXPECT_THAT(linesWith("what the cluster holds can't be applied, it is tried again"), SizeIs(1));
+    EXPECT_EQ(cluster->nextDeadline(), now + seconds(1));
+
+    disk.failWrites(0);
+    pass(seconds(1));
+    EXPECT_TRUE(member.raw().isLeft());
+    EXPECT_EQ(followAgain(false, "t2", filled({{"u1", plan(1, "Night")}})), everything);
+    EXPECT_THAT(plans(), ElementsAre("1 Night 0 "));
+}
+
 } // namespace

@@ -8,9 +8,11 @@ using store::Json;
 using store::SharedChange;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::SizeIs;
 namespace code = velta::protocol::code;
 
 constexpr std::size_t plansTable = 0; // its index
+constexpr const char* everything = "00000000-0000-0000-0000-000000000000";
 
 // The device follows a cluster that holds the plan "Night", and changes it.
 class ClusterCommitTest : public ClusterTest {
@@ -128,21 +130,154 @@ TEST_F(ClusterCommitTest, CommitsAreDoneEachWithItsOwnRows) {
     EXPECT_THAT(plans(), ElementsAre("1 Late 0 ", "7 new 0 "));
 }
 
-TEST_F(ClusterCommitTest, RowsThatDoNotComeMakeTheOutcomeUnknownAfterFiveSeconds) {
+// The transaction that is open here ends after ten seconds.
+TEST_F(ClusterCommitTest, RowsThatDoNotComeMakeTheOutcomeUnknownAfterFifteenSeconds) {
     begin();
     rename("Late");
     pass(seconds(3));
     carryOutAll(); // it is accepted
-    EXPECT_EQ(cluster->nextDeadline(), now + seconds(5));
-    pass(milliseconds(4999));
+    EXPECT_EQ(cluster->nextDeadline(), now + seconds(15));
+    pass(milliseconds(14999));
     EXPECT_THAT(committed, IsEmpty());
     pass(milliseconds(1));
     EXPECT_THAT(committed, ElementsAre(textOf(code::outcomeUnknown,
                                               "the cluster has taken the change, it could not be applied "
                                               "here yet")));
+    EXPECT_THAT(linesWith("in force"), IsEmpty());
     tellHeld("t3");
     EXPECT_EQ(committed.size(), 1U);
     EXPECT_THAT(plans(), ElementsAre("1 Late 0 "));
+    EXPECT_THAT(linesWith("the change with an unknown outcome is in force here"), SizeIs(1));
+}
+
+TEST_F(ClusterCommitTest, ARowThatIsRefusedHereDoesNotStandInTheWayOfItsTable) {
+    begin();
+    (void)held.transact(Json::array({store::insertInto("Plans", {{"Id", 9}, {"Start", "99:99"}})}));
+    tellHeld("t3");
+    ASSERT_THAT(linesWith("a row of the cluster is not applied"), SizeIs(1));
+
+    SharedChange change = renaming("Late");
+    change.tables = {{plansTable, rowsOf(database, plansTable)}};
+    EXPECT_TRUE(cluster->commit(change, noteCommit()).ok());
+    round();
+    carryOutAll();
+    tellHeld("t4");
+
+    EXPECT_THAT(committed, ElementsAre("done"));
+    EXPECT_THAT(plans(), ElementsAre("1 Late 0 "));
+    EXPECT_EQ(held.rows("Plans").size(), 2U);
+}
+
+TEST_F(ClusterCommitTest, ARowThatIsRefusedHereCanBeReplacedHere) {
+    begin();
+    Json& row = held.rows("Plans").at(0);
+    row["Start"] = "99:99";
+    const std::string uuid = row.at("_uuid").at(1);
+    member.tellChange("t3", {{"Plans", {{uuid, {{"modify", {{"Start", "99:99"}}}}}}}});
+    ASSERT_THAT(plans(), ElementsAre("1 First 0 "));
+
+    SharedChange change = renaming("First");
+    change.rows[0].after->at(1) = textValue("8:00");
+    change.tables = {{plansTable, rowsOf(database, plansTable)}};
+    EXPECT_TRUE(cluster->commit(change, noteCommit()).ok());
+    round();
+    carryOutAll();
+    EXPECT_EQ(held.rows("Plans").at(0).at("Start"), "8:00");
+    member.tellChange("t4", {{"Plans", {{uuid, {{"modify", {{"Start", "8:00"}}}}}}},
+                             {"Devices", {{"d", {{"insert", held.rows("Devices").at(0)}}}}}});
+
+    EXPECT_THAT(committed, ElementsAre("done"));
+    EXPECT_THAT(plans(), ElementsAre("1 First 0 8:00"));
+    EXPECT_TRUE(member.raw().isLeft()); // its other cells may differ
+    EXPECT_EQ(followAgain(false, "t5", heldRows("initial")), everything);
+    rename("Held again");
+    carryOutAll();
+    EXPECT_EQ(lastOperations.at(2).at("op"), "wait"); // behind the token: the row as it was
+}
+
+TEST_F(ClusterCommitTest, ASingleRowThatWasRefusedFromTheFirstCanBeReplacedHere) {
+    begin();
+    (void)held.transact(Json::array({store::insertInto("Globals", {{"Always", 7}})}));
+    (void)followAgain(false, "t3", heldRows("initial"));
+    ASSERT_THAT(linesWith("a row of the cluster is not applied: Globals"), SizeIs(1));
+
+    const store::SharedRow row = rowsOf(database, 1).at(0);
+    ASSERT_EQ(row.uuid, "");
+    EXPECT_TRUE(
+        cluster->commit({{{row, store::SharedCells{switchValue(1)}, false}}, {{1, {row}}}}, noteCommit())
+            .ok());
+    round();
+    carryOutAll();
+
+    EXPECT_EQ(held.rows("Globals").size(), 1U);
+    EXPECT_EQ(held.rows("Globals").at(0).at("Always"), 1);
+}
+
+// Another program has written to the file.
+TEST_F(ClusterCommitTest, ConflictsThatNothingExplainsMakeItReadEverything) {
+    begin();
+    ASSERT_TRUE(database.transaction().update("Plans", "Id", "1", cell("Name", textValue("Other"))).ok());
+    (void)commit(database);
+    rename("Late");
+    carryOutAll();
+    EXPECT_FALSE(member.raw().isLeft());
+    rename("Later");
+    EXPECT_TRUE(carryOut());
+    EXPECT_THAT(committed, ElementsAre(textOf(code::conflict, "Plans.1"), textOf(code::conflict, "Plans.1")));
+
+    EXPECT_TRUE(member.raw().isLeft());
+    EXPECT_THAT(linesWith("a row may differ here, everything is read again"), SizeIs(1));
+    EXPECT_EQ(followAgain(false, "t5", heldRows("initial")), everything);
+    EXPECT_THAT(plans(), ElementsAre("1 First 0 "));
+    rename("Latest");
+    carryOutAll();
+    EXPECT_EQ(held.rows("Plans").at(0).at("Name"), "Latest");
+}
+
+TEST_F(ClusterCommitTest, ConflictsThatAnUpdateExplainsDoNot) {
+    begin();
+    for (const char* const transaction : {"t3", "t4", "t5"}) {
+        held.rows("Plans").at(0)["Name"] = transaction;
+        rename("Late");
+        carryOutAll();
+        tellHeld(transaction);
+    }
+    EXPECT_THAT(committed, SizeIs(3));
+    EXPECT_FALSE(member.raw().isLeft());
+}
+
+TEST_F(ClusterCommitTest, AChangeThatIsTooLargeIsRefusedBeforeItIsSent) {
+    begin();
+    SharedChange change;
+    for (int id = 10; id < 910; ++id)
+        change.rows.push_back({{plansTable, id, "", {}},
+                               store::SharedCells{textValue(std::string(4096, 'x')), textValue("")},
+                               true});
+    EXPECT_TRUE(cluster->commit(change, noteCommit()).ok());
+    std::optional<Json> call; // it comes in many pieces
+    for (int i = 0; i < 10000 && !call; ++i) {
+        round();
+        call = member.raw().poll();
+    }
+    ASSERT_TRUE(call);
+    EXPECT_GT(call->dump().size(), 3'700'000U);
+    change.rows.insert(change.rows.end(), change.rows.begin(), change.rows.begin() + 100);
+    EXPECT_EQ(textOf(cluster->commit(change, noteCommit())),
+              textOf(code::tooLarge, "a change of what is shared takes at most 4000000 bytes"));
+    EXPECT_FALSE(member.raw().isLeft());
+}
+
+TEST_F(ClusterCommitTest, AReservationThatWasLostIsAConflict) {
+    EXPECT_TRUE(cluster->reserve(plansTable, noteId()).ok());
+    round();
+    carryOutAll();
+    ASSERT_THAT(reserved, ElementsAre("2"));
+    held.rows("Reserved").clear();
+    EXPECT_TRUE(cluster->commit(adding(2), noteCommit()).ok());
+    round();
+    carryOutAll();
+    EXPECT_THAT(committed,
+                ElementsAre(textOf(code::conflict, "Plans.2 is reserved for this device no longer")));
 }
 
 TEST_F(ClusterCommitTest, RowsThatComeWithTheNextConnectionFinishACommit) {

@@ -20,6 +20,7 @@ using Clock = GuardedTransactions::Clock;
 using Outcome = GuardedTransactions::Outcome;
 
 constexpr const char* device = "attic-1";
+constexpr auto pauseBetweenAttempts = std::chrono::milliseconds(200);
 
 // A cluster with the device's row, once it is registered, and plans by name: how often each was inserted.
 class FakeCluster {
@@ -166,8 +167,112 @@ TEST_F(GuardedTransactionsTest, AnOldTokenIsReadAnew) {
     guarded->deviceSeen(7, 7);
     run("a");
     answerAll();
+    pass(pauseBetweenAttempts);
+    answerAll();
     EXPECT_EQ(outcomeOf("a"), Outcome::Applied);
     EXPECT_EQ(cluster.token(), 11);
+}
+
+TEST_F(GuardedTransactionsTest, OneInDoubtIsFoundWhereTheMemberToldOfTheDeviceMeanwhile) {
+    connect();
+    run("first");
+    answerAll();
+    run("a");
+    cluster.apply(take().operations);
+    pass(std::chrono::seconds(5)); // no answer, and the member does not tell of the row yet
+    EXPECT_EQ(outcomeOf("a"), Outcome::Unknown);
+    testing::internal::CaptureStderr();
+
+    guarded->deviceSeen(cluster.token(), cluster.done());
+    run("b");
+    pass(pauseBetweenAttempts);
+    answerAll();
+
+    EXPECT_EQ(outcomeOf("b"), Outcome::Applied);
+    EXPECT_EQ(testing::internal::GetCapturedStderr().find("was not applied"), std::string::npos);
+}
+
+TEST_F(GuardedTransactionsTest, OneThatWasAppliedInATroubleIsFoundWhereTheMemberToldOfTheDeviceMeanwhile) {
+    connect();
+    run("first");
+    answerAll();
+    run("a");
+    const Sent one = take();
+    cluster.apply(one.operations);
+    one.answer(nullptr, Json{{"error", "not leader"}});
+    guarded->deviceSeen(cluster.token(), cluster.done());
+    pass(pauseBetweenAttempts);
+    answerAll();
+    EXPECT_EQ(outcomeOf("a"), Outcome::Applied);
+    EXPECT_EQ(cluster.inserted()["a"], 1);
+}
+
+// Counts what is sent while a member answers so.
+struct Liar {
+    const char* name;
+    const char* token;
+    bool registers;
+};
+
+class LyingMembers : public GuardedTransactionsTest, public testing::WithParamInterface<Liar> {
+protected:
+    Json answerTo(const Json& operations) const {
+        const std::string first = operations.at(0).at("op");
+        if (first == "mutate")
+            return Json::parse(std::string(R"([{}, {"rows": [)") + GetParam().token + "]}, {}]");
+        if (first == "insert")
+            return Json::parse(GetParam().registers ? "[{}, {}]"
+                                                    : R"([{"error": "permission denied", "details": "no"}])");
+        return Json::parse(R"([{"error": "timed out"}, null, null])"); // the guard
+    }
+};
+
+TEST_P(LyingMembers, AreNotAskedAtWireSpeedAndNotAtAllOnceNobodyWaits) {
+    connect();
+    run("a");
+    int asked = 0;
+    for (int i = 0; i < 25; ++i) { // five seconds
+        while (!sent.empty()) {
+            const Sent one = take();
+            one.answer(answerTo(one.operations), nullptr);
+            ASSERT_LT(++asked, 200);
+        }
+        pass(pauseBetweenAttempts);
+    }
+    EXPECT_EQ(outcomeOf("a"), Outcome::NotApplied);
+    sent.clear();
+    pass(std::chrono::minutes(1));
+    EXPECT_TRUE(sent.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    All, LyingMembers,
+    testing::Values(Liar{"NoRegistration", "", false}, Liar{"RowThatNeverComes", "", true},
+                    Liar{"AlwaysAnotherToken", R"({"Token": 5, "Done": 5})", true},
+                    Liar{"LargestToken", R"({"Token": 9223372036854775807, "Done": 1})", true},
+                    Liar{"NegativeToken", R"({"Token": -1, "Done": 1})", true}),
+    [](const auto& test) { return test.param.name; });
+
+TEST_F(GuardedTransactionsTest, ARegistrationThatIsRefusedIsSaidOnce) {
+    connect();
+    run("a");
+    testing::internal::CaptureStderr();
+    for (int i = 0; i < 10; ++i) {
+        while (!sent.empty()) {
+            const Sent one = take();
+            one.answer(one.operations.at(0).at("op") == "insert"
+                           ? Json::parse(R"([{"error": "permission denied", "details": "no role"}])")
+                           : cluster.apply(one.operations),
+                       nullptr);
+        }
+        pass(pauseBetweenAttempts);
+    }
+    const std::string lines = testing::internal::GetCapturedStderr();
+    const std::string line =
+        "the cluster refuses to register this device, its shared tables can't be changed "
+        "here: permission denied: no role\n";
+    EXPECT_NE(lines.find(line), std::string::npos) << lines;
+    EXPECT_EQ(lines.find(line), lines.rfind(line));
 }
 
 TEST_F(GuardedTransactionsTest, ARefusedOneNamesTheOperationOfItsOwn) {
@@ -395,6 +500,8 @@ protected:
         }
         if (!sent.empty())
             decide(take());
+        if (cluster.isRegistered() && happens(30)) // the member tells of the row
+            guarded->deviceSeen(cluster.token(), cluster.done());
         if (happens(3))
             disconnect();
         if (happens(10))

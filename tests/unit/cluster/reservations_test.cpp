@@ -344,6 +344,18 @@ TEST_F(ReservationsTest, MalformedAnswersAreAFailure) {
     EXPECT_EQ(idsOf(*attic, 1), (Ids{1}));
 }
 
+TEST_F(ReservationsTest, MalformedAnswersTellOfNoStrangers) {
+    for (const char* const answer :
+         {"null", "[]", R"([{"rows":7}])", R"([{"rows":[7]}])", R"([{"rows":[{"Device":"cellar"}]}])",
+          R"([{"rows":[{"_uuid":["uuid","r"]}]}])",
+          R"([{"rows":[{"_uuid":["uuid","r"],"Device":"attic"}]}])"}) {
+        attic->reservations().meetStrangers(plans);
+        ASSERT_TRUE(attic->hasSent()) << answer;
+        attic->answerWith(Json::parse(answer));
+        EXPECT_EQ(attic->reservations().nextDeadline(), Clock::time_point::max()) << answer;
+    }
+}
+
 TEST_F(ReservationsTest, WithoutAnAnswerItFailsInTime) {
     attic->ask(now);
     attic->begin();

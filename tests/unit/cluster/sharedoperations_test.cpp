@@ -63,7 +63,7 @@ protected:
     // The code of what becomes of it; `applied` if it is.
     int outcomeOf(const SharedChange& change) {
         SharedOperations operations;
-        if (const auto result = appendChange(schema(), change, operations); !result.ok())
+        if (const auto result = appendChange(schema(), change, {}, operations); !result.ok())
             return result.code();
         return send(operations);
     }
@@ -100,7 +100,7 @@ protected:
 TEST_F(SharedOperationsTest, CellsThatDifferAreWrittenAndNoOthers) {
     const SharedChange change{{{night, planCells("Late", "22:00"), false}}, {}};
     SharedOperations operations;
-    ASSERT_TRUE(appendChange(schema(), change, operations).ok());
+    ASSERT_TRUE(appendChange(schema(), change, {}, operations).ok());
     EXPECT_EQ(operations.list.back().at("row"), (Json{{"Name", "Late"}}));
     EXPECT_EQ(send(operations), applied);
     EXPECT_THAT(plansThere(), ElementsAre("1 Late 22:00", "2 Day 8:00"));
@@ -225,7 +225,7 @@ TEST_F(SharedOperationsTest, SingleRowThatTheClusterLacksMayBeReadAsAWholeTable)
 
 TEST_F(SharedOperationsTest, IdThatAnotherDeviceHasTakenMeanwhileIsToldOfTheWhole) {
     SharedOperations operations;
-    ASSERT_TRUE(appendChange(schema(), {{newPlan(2, "Noon")}, {}}, operations).ok());
+    ASSERT_TRUE(appendChange(schema(), {{newPlan(2, "Noon")}, {}}, {}, operations).ok());
     EXPECT_EQ(send(operations), code::duplicateId);
     EXPECT_EQ(detail, "another device has inserted it meanwhile");
     EXPECT_EQ(operations.failed(0).code(), code::duplicateId);
@@ -236,7 +236,7 @@ TEST_F(SharedOperationsTest, IdThatAnotherDeviceHasTakenMeanwhileIsToldOfTheWhol
 TEST_F(SharedOperationsTest, ChangeThatInsertsNothingHasNoDuplicateId) {
     SharedOperations operations;
     const SharedChange change{{{night, planCells("Late", "23:00"), false}}, {}};
-    ASSERT_TRUE(appendChange(schema(), change, operations).ok());
+    ASSERT_TRUE(appendChange(schema(), change, {}, operations).ok());
     EXPECT_EQ(operations.failed(99).code(), code::conflict);
 }
 
@@ -245,7 +245,7 @@ TEST_F(SharedOperationsTest, EachOperationHasTheFailureOfItsRow) {
         {{night, planCells("Late", "22:00"), false}, {day, std::nullopt, false}, newPlan(7, "Noon")},
         {{globals, {always}}}};
     SharedOperations operations;
-    ASSERT_TRUE(appendChange(schema(), change, operations).ok());
+    ASSERT_TRUE(appendChange(schema(), change, {}, operations).ok());
     std::vector<std::string> failures;
     for (std::size_t i = 0; i < operations.list.size(); ++i)
         failures.push_back(operations.list[i].at("op").get<std::string>() + ' ' +
@@ -265,7 +265,7 @@ TEST_F(SharedOperationsTest, WhatCantBeHeldIsRefusedBeforeAnythingIsSent) {
     };
     for (const SharedChange& change : cases) {
         SharedOperations operations;
-        const auto result = appendChange(schema(), change, operations);
+        const auto result = appendChange(schema(), change, {}, operations);
         EXPECT_EQ(result.code(), code::wrongKind);
         EXPECT_THAT(result.detail(), StartsWith("Plans.1 "));
     }

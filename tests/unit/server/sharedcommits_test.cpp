@@ -7,7 +7,9 @@ namespace {
 
 using ask::RequestKind;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 namespace code = velta::protocol::code;
 
 TEST_F(SharingTest, CommitOfLocalCellsGoesToNobody) {
@@ -88,6 +90,18 @@ TEST_F(SharingTest, CommitThatFailsLaterLeavesNothing) {
         EXPECT_EQ(nameOf(1), "a");
     }
     commitLocally(*second);
+}
+
+TEST_F(SharingTest, UnknownOutcomeIsLoggedAsTheClustersAndNotAsATroubleOfTheStorage) {
+    begin(*first, {rename(1, "new")});
+    start(*first, commitRequest);
+    testing::internal::CaptureStderr();
+    sharing.endCommit({code::outcomeUnknown, "the cluster does not answer"});
+    EXPECT_EQ(nextCode(*first), code::outcomeUnknown);
+    const std::string lines = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(lines, HasSubstr(" warning cfgserver: client \"test\" ("));
+    EXPECT_THAT(lines, HasSubstr(") changed what is shared, outcome unknown: the cluster does not answer\n"));
+    EXPECT_THAT(lines, Not(HasSubstr("database")));
 }
 
 TEST_F(SharingTest, BothKindsOfCellsAreRefusedAndLeaveNothing) {
