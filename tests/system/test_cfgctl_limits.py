@@ -1,14 +1,9 @@
 """cfgctl where there is a lot: rows, clients, or too little memory and width."""
 
-import fcntl
 import json
-import os
-import pty
 import re
 import socket
 import struct
-import subprocess
-import termios
 import threading
 from pathlib import Path
 
@@ -16,6 +11,7 @@ import pytest
 
 from house import COUNTING, is_sanitized, wait_until
 from refusals import refused_cfgctl as refused
+from terminal import on_terminal
 from wire import COLUMNS_OF, DESCRIBE, DESCRIPTION, DONE, HELLO, INTEGER, SHARED_COLUMNS, TEXT, Client, frame, text
 
 SOCKET = "/tmp/scripted.socket"
@@ -119,33 +115,15 @@ def test_a_queue_that_frees_within_a_second_is_waited_for(house):
     waiting.close()
 
 
-def on_terminal(house, columns, *arguments):
-    """What a command prints on a terminal of that width."""
-    master, slave = pty.openpty()
-    fcntl.ioctl(slave, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
-    command = subprocess.Popen(house.enter() + ["/run/bin/cfgctl", *arguments], stdin=slave, stdout=slave,
-                               stderr=subprocess.PIPE)
-    os.close(slave)
-    out = b""
-    try:
-        while piece := os.read(master, 65536):
-            out += piece
-    except OSError:  # the other end is closed
-        pass
-    os.close(master)
-    assert command.wait() == 0, command.stderr.read()
-    return out.decode().replace("\r\n", "\n")
-
-
 def test_a_wide_table_is_not_wider_than_the_terminal(store):
     store.add("WlanTimePlans", TimePlanName="n" * 100, Activate=1, StartSun="12:34:56")
     for columns in (40, 80, 132):
-        out = on_terminal(store, columns, "show", "WlanTimePlans")
+        out = on_terminal(store, columns, "/run/bin/cfgctl", "show", "WlanTimePlans")
         bands = [band.splitlines() for band in out.split("\n\n")]
         assert max(len(line) for band in bands for line in band) <= columns
         assert all(band[0].startswith("Id") and band[1].startswith("1") and len(band) == 2 for band in bands)
         assert ("n..." in out) == (columns < 110) and "12:34:56" in out
-    wide = on_terminal(store, 2000, "show", "WlanTimePlans")
+    wide = on_terminal(store, 2000, "/run/bin/cfgctl", "show", "WlanTimePlans")
     assert wide == store.cfgctl("show", "WlanTimePlans") and len(wide.splitlines()) == 2
 
 
@@ -153,7 +131,7 @@ def test_a_value_does_not_drive_a_terminal(store):
     store.add("TimePlans", TimePlanName="\x9b2J\x7f\x1b")
     for command in (["get", "TimePlans.1", "TimePlanName"], ["--json", "get", "TimePlans.1", "TimePlanName"],
                     ["show", "TimePlans"], ["show", "TimePlans.1"], ["dump"], ["--json", "show", "TimePlans"]):
-        assert not re.search("[\x00-\x09\x0b-\x1f\x7f-\x9f]", on_terminal(store, 80, *command)), command
+        assert not re.search("[\x00-\x09\x0b-\x1f\x7f-\x9f]", on_terminal(store, 80, "/run/bin/cfgctl", *command)), command
 
 
 # 20 MB either way; the form with many rows takes longer.

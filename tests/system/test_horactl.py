@@ -13,6 +13,7 @@ import pytest
 from asking import ask, ask_one
 from house import SOCKET, fast_clock, wait_until
 from proxy import Proxy
+from terminal import on_terminal
 from wire import BEGIN, READ_TABLE
 
 TZ = {"TZ": "Europe/Berlin"}
@@ -442,6 +443,25 @@ def test_of_several_horads_the_one_of_the_pid_file_counts(store):
     assert origin(store).startswith(f"as horad {pid} runs (which /var/run/horad names; not as {other.pid}): -t TimePlans, ")
 
 
+# --- the zone of the machine ---
+
+ETC = """
+mkdir /tmp/etc && cp -a /etc/. /tmp/etc && rm -f /tmp/etc/localtime && mount --bind /tmp/etc /etc
+"$@" /etc/localtime && unset TZ && exec /run/bin/horactl --at @1781485200 -f - week
+"""
+
+
+@pytest.mark.parametrize("made, named", [
+    (["ln", "-s", "../usr/share/zoneinfo/Asia/Tokyo"], "Asia/Tokyo"),
+    (["ln", "-s", "/etc/zone"], "this machine's time zone"),
+    (["cp", "/usr/share/zoneinfo/Asia/Tokyo"], "this machine's time zone"),
+], ids=["a link to the zone", "a link to elsewhere", "a copy of the zone"])
+def test_the_machines_zone_is_named_where_a_link_tells_it(house, made, named):
+    status, out, err = house.run("unshare", "--mount", "sh", "-ec", ETC, "sh", *made, input=b"{}")
+    assert status == ALL_FOUND, err
+    assert f"Mon 15 Jun 2026 to Sun 21 Jun 2026, {named}" in out.splitlines()
+
+
 # --- the terminal ---
 
 def with_terminal(house, *words):
@@ -464,3 +484,19 @@ def test_progress_is_shown_on_a_terminal_and_nowhere_else(house):
     assert b"%" not in out
     status, _, err = run(house, "-f", "-", "--json", "simulate", "--for", "4d", input=b"{}")
     assert status == ALL_FOUND and "%" not in err
+
+
+def bars_on_terminal(house, **environment):
+    return on_terminal(house, 80, "/run/bin/horactl", *AT, "week", **TZ, **environment)
+
+
+@pytest.mark.parametrize("environment, coloured", [({}, True), ({"NO_COLOR": ""}, True), ({"NO_COLOR": "1"}, False)])
+def test_bars_have_colours_on_a_terminal_where_nobody_forbids_them(household, environment, coloured):
+    assert ("\x1b[" in bars_on_terminal(household, **environment)) == coloured
+
+
+@pytest.mark.parametrize("locale, plain", [("C.UTF-8", False), ("C", True), ("no_SUCH.UTF-8", True)])
+def test_bars_are_made_of_what_the_locale_can_show(household, locale, plain):
+    bars = bars_on_terminal(household, LC_ALL=locale, NO_COLOR="1")
+    assert bars.isascii() == plain
+    assert "WLAN on" in bars

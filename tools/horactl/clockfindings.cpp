@@ -126,13 +126,15 @@ std::string columnAt(const ValueList& row, std::int64_t shown, bool begins) {
         const DayColumns& columns = orv::horad::dayColumnsOf(ofDay % WeekSlots::days);
         return begins ? columns.start : columns.stop;
     };
-    for (const std::size_t candidate : {day, day + WeekSlots::days - 1}) {
-        const char* const column = columnOf(candidate);
+    for (const int back : {0, 1}) { // days; 24:00 is the next one's beginning
+        const char* const column = columnOf(day + WeekSlots::days - static_cast<std::size_t>(back));
         const TimePlanTime time(valueOf(row, column));
-        if (time.isSet() && std::abs(secondOfDay(time) - shown % aDay) <= atMost)
+        const std::int64_t after = secondOfDay(time) - shown % aDay;
+        if (time.isSet() && (std::abs(after) <= atMost || std::abs(after - back * aDay) <= atMost))
             return column;
     }
-    return columnOf(day);
+    const std::size_t before = day + WeekSlots::days - 1;
+    return columnOf(valueOf(row, columnOf(day)).empty() ? before : day); // 00:00 does not count as set
 }
 
 class ClockFindings {

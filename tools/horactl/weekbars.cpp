@@ -112,10 +112,10 @@ private:
     // So that three digits have room between two of them.
     int rulerStep() const {
         constexpr std::size_t leastCells = 4;
-        for (const int step : {1, 2, 3, 6})
+        for (const int step : {1, 2, 3})
             if (scale_.cells() * static_cast<std::size_t>(step) / 25 >= leastCells)
                 return step;
-        return 12;
+        return 6; // has room on the narrowest terminal
     }
 
     void wlanDay(const Span& day) {

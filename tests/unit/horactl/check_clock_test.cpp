@@ -1,15 +1,42 @@
+#include "support/temporarydirectory.h"
 #include "unit/horactl/checkedhousehold.h"
+
+#include <cstdint>
 
 #include <gmock/gmock.h>
 
 namespace tools::horactl::testing {
 
 using ::testing::AllOf;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 namespace {
+
+// The file of a zone whose clock goes an hour forward at the first of these moments, back at the next, and so
+// on.
+std::string zoneFile(const std::vector<std::time_t>& changes) {
+    std::string file = "TZif" + std::string(16, '\0');
+    const auto number = [&file](std::int64_t value) {
+        for (const int shift : {24, 16, 8, 0})
+            file += static_cast<char>(value >> shift & 0xff);
+    };
+    for (const std::size_t count : {std::size_t{0}, std::size_t{0}, std::size_t{0}, changes.size(),
+                                    std::size_t{2}, std::size_t{8}}) // types, and bytes of their names
+        number(static_cast<std::int64_t>(count));
+    for (const std::time_t change : changes)
+        number(change);
+    for (std::size_t i = 0; i < changes.size(); ++i)
+        file += static_cast<char>(i % 2 == 0 ? 1 : 0);
+    for (const int type : {0, 1}) {
+        number(type * hour);
+        file += static_cast<char>(type); // summer time or not
+        file += static_cast<char>(type * 4);
+    }
+    return file + std::string("WIN\0SUM\0", 8);
+}
 
 // In Berlin the clock goes from 2 to 3 on 2027-03-28 and from 3 to 2 on 2027-10-31, both Sundays.
 class CheckClock : public CheckTest {
@@ -127,10 +154,62 @@ TEST_F(CheckClock, RebootThatMayComeAgainWithinTheHourIsDoubled) {
                 ElementsAre(HasSubstr("the reboot is dropped"), HasSubstr("the reboot is doubled")));
 }
 
+// Nothing is left to compare a change with where no week is without one.
+TEST_F(CheckClock, ZonesWhoseClockNeverRestsAreLeftAlone) {
+    const TemporaryDirectory directory;
+    struct Case {
+        int days; // from one change to the next
+        int years;
+        std::vector<std::string> found;
+    };
+    const Case cases[] = {
+        {1, 3, {"TimePlans.2 StartMon", "WlanTimePlans.1 Id"}},
+        {7, 3, {"TimePlans.2 StartMon", "WlanTimePlans.1 Id"}},
+        {400, 2, {"TimePlans.2 StartMon", "WlanTimePlans.1 Id", "TimePlans.1 StartSun"}},
+    };
+    add("TimePlans", 1, {{"StartSun", "02:15"}, {"StopSun", "02:45"}});
+    add("TimePlans", 2, {{"StartMon", "25:00"}, {"StopMon", "11:00"}});
+    addDaily("WlanTimePlans", 1, 1, "08:00", "20:00");
+    addDaily("WlanTimePlans", 2, 0, "08:00", "20:00");
+    for (const Case& given : cases) {
+        std::vector<std::time_t> changes;
+        const std::time_t first = present - present % day + day + 2 * hour; // 02:00 on a Sunday
+        for (std::time_t at = first; at < first + given.years * 365 * day; at += given.days * day)
+            changes.push_back(at);
+        const std::string file = directory.path("zone" + std::to_string(given.days));
+        writeFile(file, zoneFile(changes));
+        inZone(file.c_str());
+        EXPECT_EQ(places(), given.found) << given.days << ' ' << findingsAsText(findings());
+    }
+}
+
+TEST_F(CheckClock, AnOldStatusChangesNothing) {
+    for (const int status : {0, 1, 2, -1}) {
+        household.tables["TimePlans"].clear();
+        add("TimePlans", 1,
+            {{"Activate", 0}, {"TimePlanStatus", status}, {"StartSun", "02:15"}, {"StopSun", "02:45"}});
+        EXPECT_THAT(meanings(), ElementsAre(HasSubstr("dropped"), HasSubstr("2 parts"))) << status;
+    }
+}
+
 TEST_F(CheckClock, RowsWhoseStatusGoesElsewhereAreLeftAlone) {
     add("TimePlans", 123, {});
     add("TimePlans", 1234, {{"StartSun", "02:15"}, {"StopSun", "02:45"}});
     EXPECT_THAT(places(), ElementsAre("TimePlans.1234 Id", "TimePlans.1234 Id"));
+}
+
+// In Beirut the clock goes back at midnight. The end of Saturday is shown twice, once as Sunday's beginning.
+TEST_F(CheckClock, SlotThatEndsAtMidnightIsNamedByItsOwnDay) {
+    inZone("Asia/Beirut");
+    for (const char* const midnight : {"24:00", "23:59:59", "00:00"}) {
+        household.tables["TimePlans"].clear();
+        add("TimePlans", 1, {{"Activate", 1}, {"StartSat", "22:00"}, {"StopSat", midnight}});
+        EXPECT_THAT(meanings(),
+                    Contains(AllOf(HasSubstr("StopSat: "), HasSubstr("the slot lasts 3 h instead of 2 h"))))
+            << midnight;
+        for (const std::string& meaning : meanings())
+            EXPECT_THAT(meaning, ::testing::Not(HasSubstr("StopSun"))) << midnight;
+    }
 }
 
 } // namespace

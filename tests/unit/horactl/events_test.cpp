@@ -183,6 +183,14 @@ static_assert(std::size(zoneCases) >= 20);
 constexpr std::time_t newYear2023 = 1672531200; // in UTC
 constexpr std::time_t newYear2024 = 1704067200;
 
+TEST_F(EventsTest, AClockChangeCountsAmongThoseThatAreAskedFor) {
+    zone.set("AAA0BBB-1,J61/12:15,J300"); // a quarter of an hour behind noon the clock goes forward
+    addDaily(household, "TimePlans", 1, 1, "12:10", "13:20");
+    const Lines all = {"+600 status 1 TimePlans.1", "+900 clock +0100", "+1202 status 0 TimePlans.1"};
+    for (std::size_t most = 0; most <= all.size(); ++most)
+        EXPECT_EQ(next(1800, most), Lines(all.begin(), all.begin() + static_cast<std::ptrdiff_t>(most)));
+}
+
 TEST_F(EventsTest, ClockChangesAreFoundToTheSecondWhereverTheSearchBegins) {
     for (const ZoneCase& one : zoneCases)
         for (const std::time_t later : {0, 1, 5, 12347}) {

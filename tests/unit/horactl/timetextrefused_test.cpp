@@ -157,6 +157,13 @@ TEST(TimeText, AZeroByteIsNotTheEnd) {
     EXPECT_THROW((void)parseDuration("3h\0"s), tools::WrongUse);
 }
 
+TEST(TimeText, ATimeOfDayIsRefusedWhereNoDateFollowsThePresent) {
+    const fakes::LocalZone zone("Europe/Berlin");
+    for (const char* text : {"23:00", "Tue 23:00"})
+        EXPECT_EQ(refusalOfTime(text, 68000000000000000),
+                  "there is no such time in the two weeks from @68000000000000000 on");
+}
+
 const RefusedCase refusedTimes[] = {
     {"24:00", ": a day goes from 00:00:00 to 23:59:59"},
     {"23:60", ": a day goes from 00:00:00 to 23:59:59"},

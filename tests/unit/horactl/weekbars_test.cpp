@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -21,6 +22,7 @@ using testing::AllOf;
 using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsSupersetOf;
 using testing::Not;
@@ -123,6 +125,43 @@ TEST_F(WeekBars, ATableThatHasNothingToDoWithTheWlanIsShownBehindIt) {
     EXPECT_EQ(lines[12], "Mon 23 Nov == School ==");
     EXPECT_EQ(lines[13], "Tue 24 Nov");
     EXPECT_THAT(lines, Contains("TimePlans.1 School: active in its slots"));
+}
+
+TEST_F(WeekBars, SlotsThatOverlapElsewhereAreDrawnOverBothAndToldBeneath) {
+    WeekPicture picture = quietWeek(monday);
+    picture.plans = {{"TimePlans", 1, "School", true, {{monday, monday + 10 * hour}}},
+                     {"TimePlans", 2, "Sport", true, {{monday + 8 * hour, monday + 18 * hour}}}};
+    picture.overlaps = {{{monday + 8 * hour, monday + 10 * hour}, "TimePlans", 2, {0, 1}}};
+    const auto lines = linesOf(barsOf(picture, ascii(twoCellsAnHour)));
+    EXPECT_EQ(lines[3], "Mon 23 Nov " + std::string(48, '.')); // the WLAN has no part in it
+    EXPECT_EQ(lines[4], "Tue 24 Nov " + std::string(48, '.'));
+    EXPECT_EQ(lines[12], "Mon 23 Nov ====== School ==%%%%== Sport =======");
+    EXPECT_EQ(lines[13], std::string(11 + 16, ' ') + "%%%% 2 plans: School, Sport");
+    EXPECT_EQ(lines[14], "Tue 24 Nov");
+}
+
+TEST_F(WeekBars, ANarrowTerminalHasAMarkForEachQuarterOfTheDay) {
+    for (const std::size_t width : {std::size_t{1}, std::size_t{40}})
+        EXPECT_EQ(linesOf(barsOf(quietWeek(monday), ascii(width)))[2],
+                  "WLAN       0      6      12     18    24");
+}
+
+TEST_F(WeekBars, ANoteEndsWithTheLineWhateverItsBytesAre) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"x", "x..."},    // it is cut
+        {"\x80", "\x80"}, // no character begins with it, so it seems to take no room
+    };
+    for (const auto& [letter, end] : cases) {
+        std::string name;
+        for (int i = 0; i < 300; ++i)
+            name += letter;
+        WeekPicture picture = quietWeek(monday);
+        const Span open = {monday, monday + 3 * hour};
+        picture.frames = {{1, name, "", open, false, {open}, {}}};
+        const std::string line = linesOf(barsOf(picture, ascii(twoCellsAnHour)))[4];
+        EXPECT_THAT(line, AllOf(HasSubstr(std::string(" frame 1, ") + letter), EndsWith(end)));
+        EXPECT_EQ(line.size(), twoCellsAnHour) << line;
+    }
 }
 
 TEST_F(WeekBars, ALongOrShortDayIsLongerOrShorterAndHasARulerOfItsOwn) {

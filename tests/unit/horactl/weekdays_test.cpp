@@ -81,6 +81,18 @@ TEST(WeekDays, ADateThatTheZoneLeftOutIsNoDay) {
     EXPECT_EQ(dateText(days[2]), "Sun  1 Jan");
 }
 
+TEST(WeekDays, PastTheCalendarADayLastsADayAndIsNamedByItsSeconds) {
+    const LocalZone zone("Europe/Berlin");
+    constexpr std::time_t pastEveryYear = 68000000000000000; // no int holds its year
+    for (const std::time_t moment : {at({9999, 12, 30}), pastEveryYear}) {
+        const std::vector<Span> days = daysFrom(moment, 3);
+        EXPECT_EQ(days.front().begin, moment);
+        EXPECT_THAT(hoursOf(days), ElementsAre(24, 24, 24));
+    }
+    EXPECT_EQ(dateText(daysFrom(at({9999, 12, 30}), 2).back()), "Fri 31 Dec");
+    EXPECT_EQ(dateText(daysFrom(pastEveryYear, 2).back()), "@68000000000086400");
+}
+
 TEST(WeekDays, AnHourThatComesTwiceIsMarkedTwice) {
     const LocalZone zone("Europe/Berlin");
     EXPECT_THAT(shownHours(daysFrom(at({2026, 10, 24}), 1).front(), 6), ElementsAre(0, 6, 12, 18, 24));

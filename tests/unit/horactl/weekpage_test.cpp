@@ -145,6 +145,17 @@ TEST(WeekPage, TheTableSaysWhatThePictureShows) {
                                 "Tue 2026-11-24 06:00:00 UTC"));
 }
 
+TEST(WeekPage, AWeekWithoutThePresentSaysNothingOfNow) {
+    const LocalZone zone("UTC");
+    WeekPicture picture;
+    picture.days = daysFrom(monday, 7);
+    picture.wlan = {{picture.span(), true, "default", "", "no plan speaks"}};
+    EXPECT_THAT(htmlOf(picture), AllOf(Not(HasSubstr("Now, ")), Not(HasSubstr("<p class=\"present\">"))));
+    picture.present = monday;
+    EXPECT_THAT(htmlOf(picture), HasSubstr("Now, Mon 2026-11-23 00:00:00 UTC, the WLAN is "
+                                           "<strong>on</strong> for the rest of this week: "));
+}
+
 TEST(WeekPage, ADayOfAnotherLengthHasItsOwnHours) {
     const LocalZone zone("Europe/Berlin");
     WeekPicture picture;
