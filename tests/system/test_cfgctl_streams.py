@@ -1,11 +1,14 @@
 """cfgctl and what it reads from and writes to: pipes, files and disks that are gone, full or no files at all."""
 
 import json
+import os
 import re
+from pathlib import Path
 
 import pytest
 
-from house import wait_until
+from house import SOCKET, wait_until
+from wire import DONE, Client
 
 PLANS = {"TimePlans": [{"Id": i, "TimePlanName": "x" * 1000} for i in range(1, 201)]}
 
@@ -42,6 +45,26 @@ def test_watch_writes_into_a_file(store):
     assert watch.wait() == 1
 
 
+def watch_refused(house, times):
+    """A watch whose connections are refused so often, behind the one by which it learns the tables."""
+    return house.start("strace", "-f", "-o", "/dev/null", "-e", "trace=connect", "-e",
+                       f"inject=connect:error=ECONNREFUSED:when={times}", "/run/bin/cfgctl", "watch", "--no-time", "WlanGlobals",
+                       env={"ASAN_OPTIONS": "detect_leaks=0"})  # which can't be looked for under a tracer
+
+
+def test_watch_waits_for_a_store_that_lets_it_in_a_moment_later(store):
+    watch = watch_refused(store, "2..4")
+    watch.err.wait("watching")
+    store.set("WlanGlobals", AlwaysEnable=1)
+    watch.out.wait("AlwaysEnable")
+
+
+def test_watch_of_a_store_that_does_not_let_it_in_ends_and_says_so(store):
+    watch = watch_refused(store, "2+")
+    assert watch.wait() == 1
+    assert watch.err.seen == ["cfgctl: the connection to the configuration store is lost"]
+
+
 def test_watch_of_a_table_that_cannot_be_read_says_so_and_ends(house):
     house.cfgserver("-f", "/tmp/store.db")
     assert house.run("sqlite3", "/tmp/store.db", "DROP TABLE TimePlans")[0] == 0
@@ -66,6 +89,33 @@ def test_what_cannot_be_loaded_is_named_with_the_reason_and_changes_nothing(stor
     status, out, err = shell(store, script)
     assert (status, out) == (1, "") and len(err) == 1 and re.search(said, err[0]), err
     assert store.cfgctl("dump") == before
+
+
+def test_a_file_that_becomes_another_one_while_it_is_loaded_changes_nothing(store):
+    """It is checked first, and written to the store once it is this client's turn."""
+    file = Path(store.path("/tmp/plans.json"))
+    file.write_text(json.dumps({"WlanTimePlans": [{"Id": 1, "TimePlanName": "weekend"}]}))
+    size, before = file.stat().st_size, store.cfgctl("dump")
+    holder = Client(store.path(SOCKET))
+    assert holder.begin()[0] == DONE
+    load = store.start("cfgctl", "load", "/tmp/plans.json")
+    wait_until(lambda: position_in(load.pid, "plans.json") == size, "the first reading")
+    file.write_text(json.dumps({"TimePlans": [{"Id": 1}]}))
+    holder.abort()
+    assert load.wait() == 1
+    assert load.err.seen == ["cfgctl: /tmp/plans.json: it changed while it was read"]
+    assert store.cfgctl("dump") == before
+
+
+def position_in(pid, name):
+    """How far the process has come in its file of that name; none where it has not opened it."""
+    for link in Path(f"/proc/{pid}/fd").iterdir():
+        try:
+            if os.path.basename(os.readlink(link)) == name:
+                return int(re.search(r"pos:\s+(\d+)", Path(f"/proc/{pid}/fdinfo/{link.name}").read_text())[1])
+        except FileNotFoundError:  # it was closed meanwhile
+            pass
+    return None
 
 
 def test_without_a_folder_of_its_own_for_it_a_pipe_is_loaded_by_way_of_tmp(store):

@@ -7,12 +7,13 @@ from pathlib import Path
 
 import pytest
 
-from house import wait_until
+from house import is_sanitized, wait_until
 from members import Member, Members, cluster_schema
 from refusals import refused_cfgctl as refused
 
 FIRST = "tcp:127.0.0.1:6641"
 SECOND = "tcp:127.0.0.1:6642"
+NO_LEAK_CHECK = {"ASAN_OPTIONS": "detect_leaks=0"}  # it can't be made under a tracer
 
 
 def make(house, member, *command):
@@ -21,6 +22,14 @@ def make(house, member, *command):
 
 def status(house, member):
     return house.cfgctl("cluster", "status", member.folder)
+
+
+def script(house, path, lines):
+    """A program that stands in for another one."""
+    file = Path(house.path(path))
+    file.unlink(missing_ok=True)
+    file.write_text(f"#!/bin/sh\n{lines}\n")
+    file.chmod(0o755)
 
 
 def states(house, member):
@@ -116,10 +125,59 @@ def test_what_lies_in_the_place_of_a_member_stays_there(house):
     assert "/tmp/file is no folder" in refused(house, "cluster", "create", "/tmp/file", FIRST)
 
 
+def test_a_slash_behind_the_folder_changes_nothing(house):
+    said = house.cfgctl("cluster", "create", "/tmp/member/", FIRST)
+    assert "/tmp/member/db.sock" in said and "//" not in said
+    assert "does not run" in refused(house, "cluster", "status", "/tmp/member//")
+
+
+def test_the_member_in_the_usual_folder_is_started_by_its_unit(house):
+    assert house.run("mount", "-t", "tmpfs", "tmpfs", "/var/lib")[0] == 0
+    said = house.cfgctl("cluster", "create", "/var/lib/horad-cluster", FIRST)
+    assert said.endswith(" Start it:\n  systemctl enable --now horad-cluster\n")
+
+
+def test_a_folder_that_leads_nowhere_is_told(house):
+    house.run("ln", "-s", "/tmp/nowhere", "/tmp/link")
+    assert "/tmp/link: No such file or directory" in refused(house, "cluster", "create", "/tmp/link", FIRST)
+
+
+@pytest.mark.parametrize("first, second, reason", [("mystery", "", "mystery"), ("unknown cluster", "a further mystery", "a further mystery")])
+def test_what_a_member_says_that_nobody_expects_is_passed_on(house, first, second, reason):
+    house.cfgctl("cluster", "create", "/tmp/member", FIRST)
+    script(house, "/tmp/ovs-appctl",
+           f'case "$*" in *cluster/status*) echo "{first}" ;; *) echo "{second}" ;; esac >&2\nexit 2')
+    status, _, err = house.run("cfgctl", "cluster", "status", "/tmp/member", env={"PATH": "/tmp:/run/bin:/usr/bin:/bin"})
+    assert (status, err) == (1, f"cfgctl: {reason}\n")
+
+
 def test_a_disk_that_is_full_leaves_no_half_of_a_file(house):
     house.run("sh", "-c", "mkdir /tmp/full && mount -t tmpfs -o size=4k tmpfs /tmp/full && cat /dev/zero > /tmp/full/zeros")
     assert "No space left on device" in refused(house, "cluster", "create", "/tmp/full", FIRST)
     assert not os.path.exists(house.path("/tmp/full/member.db"))
+
+
+@pytest.mark.parametrize("call, error, said", [
+    ("memfd_create", "EMFILE", "the schema: Too many open files"), ("?pipe,pipe2", "EMFILE", "pipe: Too many open files"),
+    ("?fork,clone", "EAGAIN", "cfgserver: Resource temporarily unavailable")])
+def test_what_the_system_refuses_is_told_and_nothing_is_made(house, call, error, said):
+    if "pipe" in call and is_sanitized("cfgctl"):
+        pytest.skip("the sanitizers look at an exception with a pipe")
+    status, out, err = house.run("strace", "-o", "/dev/null", "-e", f"trace={call}", "-e", f"inject={call}:error={error}",
+                                 "/run/bin/cfgctl", "cluster", "create", "/tmp/member", FIRST, env=NO_LEAK_CHECK)
+    assert (status, out, err) == (1, "", f"cfgctl: {said}\n")
+    assert os.listdir(house.path("/tmp/member")) == []
+
+
+@pytest.mark.parametrize("program, lines, said", [
+    ("cfgserver", "exec sleep 1000", "cfgserver does not say the schema"),
+    ("ovsdb-tool", 'echo half > "$2"; exec sleep 1000', "/tmp/member/member.db: it was not made in time")])
+def test_a_program_that_comes_to_no_end_is_told_and_nothing_is_left(house, program, lines, said):
+    assert house.run("sh", "-c", "mkdir /tmp/bin && cp /run/bin/cfgctl /run/bin/cfgserver /tmp/bin")[0] == 0
+    script(house, f"/tmp/bin/{program}", lines)
+    status, out, err = house.run("/tmp/bin/cfgctl", "cluster", "create", "/tmp/member", FIRST)
+    assert (status, out, err) == (1, "", f"cfgctl: {said}\n")
+    assert os.listdir(house.path("/tmp/member")) == []
 
 
 def test_what_is_not_installed_is_told_with_its_package(house):
@@ -204,6 +262,24 @@ def test_a_member_that_joins_says_whom_it_asks(house):
     member.start()
     assert f"waits to be let into a cluster by {FIRST}." in status(house, member)
     assert "has not joined yet" in refused(house, "cluster", "leave", member.folder)
+
+
+# Two people leave with it, say: the second one waits for what the first one has begun.
+def test_a_member_that_is_leaving_already_is_waited_for(house):
+    house.cfgctl("cluster", "create", "/tmp/member", FIRST)
+    leaving = "\n".join(["Server ID: f904 (f904f904)", "Cluster ID: 5595 (55955595)", f"Address: {FIRST}", "Status: leaving cluster",
+                         "Role: leader", "Term: 3", "Leader: self", "Log: [2, 15]", "Election timer: 1000", "Entries not yet committed: 1",
+                         "Entries not yet applied: 0", "Connections: ", "Servers:", f"    f904 (f904 at {FIRST}) (self)"])
+    script(house, "/tmp/ovs-appctl", f"""echo "$*" >> /tmp/asked
+case "$*" in
+*cluster/status*) [ $(grep -c cluster/status /tmp/asked) -gt 3 ] && echo "unknown cluster" >&2 && exit 2; echo f904; echo "{leaving}" ;;
+*list-dbs*) echo _Server ;;
+*) echo "leaves already" >&2; exit 2 ;;
+esac""")
+    status, out, err = house.run("cfgctl", "cluster", "leave", "/tmp/member", env={"PATH": "/tmp:/run/bin:/usr/bin:/bin"})
+    assert (status, err) == (0, "") and f"The member at {FIRST} has left its cluster." in out
+    asked = Path(house.path("/tmp/asked")).read_text().splitlines()
+    assert [line.split()[2] for line in asked] == ["cluster/status"] * 4 + ["ovsdb-server/list-dbs"]
 
 
 # --- the words ---

@@ -188,6 +188,31 @@ TEST(BadMessages, AnswerThatNobodyAskedForClosesTheConnection) {
     EXPECT_EQ(log.warnings(), 1) << log.text();
 }
 
+// It comes while nothing is asked. Nobody hears of it but the log, and whoever asks next.
+TEST(BadMessages, WhatComesInBetweenAndIsNoNoticeClosesTheConnection) {
+    Reply refusal;
+    refusal.kind = ReplyKind::Failed;
+    refusal.result = velta::protocol::EResultCode(code::tooManyClients, "try later");
+    const std::pair<std::string, const char*> cases[] = {
+        {framed("\xff"), "malformed"},
+        {header(0xffffffffU), "a frame of an impossible length"},
+        {frameOf(refusal), "try later"}};
+    for (const auto& [bytes, reason] : cases) {
+        ScriptedServer server;
+        Connection connection(server.socketPath(), support::clientName, 10);
+        ConfigClient client(connection, 500);
+        ASSERT_TRUE(connection.open().ok());
+        server.send(bytes);
+        CapturedLog log;
+        connection.receive();
+        EXPECT_FALSE(connection.isOpen()) << reason;
+        EXPECT_EQ(log.lines(), 1) << log.text();
+        EXPECT_NE(log.text().find(reason), std::string::npos) << log.text();
+        unsigned rows = 0;
+        EXPECT_EQ(client.size("A", rows).code(), code::notConnected) << reason;
+    }
+}
+
 TEST(BadMessages, OneNoticeOfEnormousNamesIsRefused) {
     ScriptedServer server;
     Connection connection(server.socketPath(), support::clientName, 10);

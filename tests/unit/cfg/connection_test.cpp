@@ -3,6 +3,8 @@
 
 #include <csignal>
 #include <fstream>
+#include <future>
+#include <thread>
 
 #include <poll.h>
 #include <sys/socket.h>
@@ -238,6 +240,40 @@ TEST_F(ConnectionTest, UnansweredGreetingFailsSilentlyAfterTheTimeOut) {
     CapturedLog log;
     EXPECT_EQ(connection.open().code(), code::timedOut);
     EXPECT_EQ(log.text(), "");
+}
+
+// The store is busy with another client, and the request is larger than what the socket holds.
+TEST_F(ConnectionTest, RequestThatTheStoreDoesNotTakeFailsAfterTheTimeOut) {
+    ASSERT_TRUE(connection.open().ok());
+    std::promise<void> isBusy;
+    std::promise<void> mayGoOn;
+    server.answer(RequestKind::Begin, [&](const Request& request) {
+        isBusy.set_value();
+        mayGoOn.get_future().wait();
+        return fakes::frameOf(replyTo(request));
+    });
+    std::thread other([this] {
+        Connection busy(server.socketPath(), "other", 60);
+        Request begin;
+        begin.kind = RequestKind::Begin;
+        Reply reply;
+        EXPECT_TRUE(busy.open().ok());
+        EXPECT_TRUE(busy.exchange(begin, reply).ok());
+    });
+    isBusy.get_future().wait();
+
+    const CapturedLog log;
+    Request large;
+    large.kind = RequestKind::Insert;
+    large.values = support::row(1, std::string(velta::protocol::frameLimit / 2, 'x'));
+    Reply reply;
+    const EResultCode result = connection.exchange(large, reply);
+    mayGoOn.set_value();
+    other.join();
+
+    EXPECT_EQ(result.code(), code::timedOut);
+    EXPECT_FALSE(connection.isOpen());
+    EXPECT_EQ(log.warnings(), 1) << log.text();
 }
 
 TEST_F(ConnectionTest, NoticesWithoutEndDoNotStretchTheTimeOut) {

@@ -164,4 +164,31 @@ TEST_F(PipelineTest, AnAnswerOutOfOrderClosesTheConnection) {
     EXPECT_FALSE(connection.isOpen());
 }
 
+TEST_F(PipelineTest, AnAnswerThatMakesNoSenseClosesTheConnection) {
+    server.answer(RequestKind::Insert,
+                  [](const Request& request) { return frameOf(replyTo(request)) + "\xff\xff\xff\xff"; });
+    Pipeline writes = client.writesAhead();
+    (void)writes.send(insert(1));
+    (void)writes.send(insert(2));
+
+    EXPECT_EQ(writes.finish().code(), code::badMessage);
+    EXPECT_EQ(writes.done(), 1U);
+    EXPECT_FALSE(connection.isOpen());
+}
+
+// Sending fails then, and the reason lies in the socket all the same.
+TEST_F(PipelineTest, TheReasonIsToldOfAStoreThatHasClosedBeforeAWriteIsSent) {
+    Reply refusal;
+    refusal.kind = ReplyKind::Failed;
+    refusal.result = EResultCode(code::storageFull, "ends");
+    server.send(frameOf(refusal));
+    server.closeClients();
+    Pipeline writes = client.writesAhead();
+    (void)writes.send(insert(1));
+
+    EXPECT_EQ(writes.finish().strerror(), refusal.result.strerror());
+    EXPECT_EQ(writes.done(), 0U);
+    EXPECT_FALSE(connection.isOpen());
+}
+
 } // namespace orv::cfg

@@ -168,6 +168,22 @@ TEST_F(DaemonizeTest, WorksWithStandardStreamsThatAreClosed) {
     EXPECT_EQ(facts_.readThrough('\n'), "created\n");
 }
 
+TEST_F(DaemonizeTest, WithoutADescriptorAboveTheStandardStreamsFailsAndLeavesNothingOpen) {
+    EXPECT_EQ(exitStatusOf(inChild([&] {
+                  ORV_Daemon daemon = daemonHere();
+                  (void)close(STDIN_FILENO);
+                  (void)close(STDOUT_FILENO);
+                  const rlimit few{3, 3};
+                  if (setrlimit(RLIMIT_NOFILE, &few) != 0)
+                      return 99;
+                  if (ORV_Daemon_daemonize(&daemon) == 0)
+                      return 1;
+                  const bool closed = fcntl(STDIN_FILENO, F_GETFD) < 0 && fcntl(STDOUT_FILENO, F_GETFD) < 0;
+                  return closed && std::string(daemon.failedStep) == "socketpair" ? 0 : 2;
+              })),
+              0);
+}
+
 TEST_F(DaemonizeTest, OtherDescriptorsStayOpen) {
     start([&](ORV_Daemon& daemon) {
         facts_.put("still open\n");

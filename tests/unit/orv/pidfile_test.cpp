@@ -1,4 +1,5 @@
 #include "orv/daemon.h"
+#include "support/loweredlimit.h"
 #include "unit/orv/capture.h"
 #include "unit/orv/daemonfixture.h"
 
@@ -141,6 +142,17 @@ TEST_F(PidFileTest, OneOfManyStartsAtTheSameMomentWins) {
     end.closeWriter();
     for (const pid_t child : children)
         EXPECT_EQ(exitStatusOf(child), 0);
+}
+
+TEST_F(PidFileTest, PartOfAProcessIdIsNotLeftOnAFullDisk) {
+    EXPECT_EQ(exitStatusOf(inChild([&] {
+                  const FileSizeLimit oneByte(1);
+                  ORV_Daemon daemon = daemonHere();
+                  const int result = ORV_Daemon_createPidFile(&daemon);
+                  return result != 0 && errno == ENOSPC && daemon.lockedFile < 0 ? 0 : 1;
+              })),
+              0);
+    EXPECT_FALSE(fs::exists(file_));
 }
 
 TEST_F(PidFileTest, DiesWithItsHolder) {

@@ -1,4 +1,5 @@
 #include "orv/servicenotice.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 
 #include <cstdlib>
@@ -7,7 +8,6 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -118,14 +118,8 @@ TEST_F(ServiceNoticeTest, FullQueueHoldsNobodyUpAndIsWorthAnotherAttempt) {
 
 TEST_F(ServiceNoticeTest, LackOfDescriptorsIsWorthAnotherAttempt) {
     const Manager manager(path);
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const bool told = tellServiceManager("READY=1");
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-
-    EXPECT_FALSE(told);
+    const LoweredLimit none(RLIMIT_NOFILE, 0);
+    EXPECT_FALSE(tellServiceManager("READY=1"));
 }
 
 TEST_F(ServiceNoticeTest, NoDescriptorStaysOpen) {

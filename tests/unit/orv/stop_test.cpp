@@ -1,7 +1,9 @@
 #include "orv/stop.h"
+#include "support/loweredlimit.h"
 
 #include <chrono>
 #include <csignal>
+#include <system_error>
 #include <thread>
 
 #include <gtest/gtest.h>
@@ -22,6 +24,14 @@ const Stop* stopOfTheHandler = nullptr;
 
 extern "C" void requestIt(int) {
     stopOfTheHandler->request();
+}
+
+TEST(Stop, WithoutAFreeDescriptorIsAnError) {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer looks at an exception with a descriptor";
+#endif
+    const LoweredLimit none(RLIMIT_NOFILE, 0);
+    EXPECT_THROW(Stop(), std::system_error);
 }
 
 TEST(Stop, IsRequestedOnceAndForAll) {

@@ -1,5 +1,6 @@
 #include "store/server/listeningsocket.h"
 #include "store/users.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 
 #include <gmock/gmock.h>
@@ -79,6 +80,15 @@ TEST_F(ListeningSocketTest, StaleSocketIsReplaced) {
     leaveStaleSocket(path);
 
     EXPECT_EQ(errorOf(path), "");
+}
+
+TEST_F(ListeningSocketTest, StaleSocketStaysWhereThereIsNoDescriptorToTryItWith) {
+    leaveStaleSocket(path);
+    {
+        const LoweredLimit none(RLIMIT_NOFILE, 0);
+        EXPECT_EQ(errorOf(path), "socket " + path + ": can't be made: Too many open files");
+    }
+    EXPECT_TRUE(std::filesystem::exists(path));
 }
 
 TEST_F(ListeningSocketTest, LivingServersSocketStays) {

@@ -1,10 +1,10 @@
 #include "store/server/socketwatch.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 
 #include <filesystem>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -59,13 +59,11 @@ TEST_F(SocketWatchTest, OtherRightsAreNobodysLoss) {
 }
 
 TEST_F(SocketWatchTest, SocketThatCannotBeWatchedIsSaidAndServedAllTheSame) {
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
     testing::internal::CaptureStderr();
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    { const store::SocketWatch blind(dispatcher, socket); }
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    {
+        const LoweredLimit none(RLIMIT_NOFILE, 0);
+        const store::SocketWatch blind(dispatcher, socket);
+    }
 
     EXPECT_THAT(testing::internal::GetCapturedStderr(),
                 HasSubstr("nobody will be told if the socket " + path + " is removed: Too many open files"));

@@ -188,6 +188,25 @@ TEST_F(ChangeFinderTest, TooManyRowsOfASharedTableAreRefused) {
     EXPECT_EQ(result.detail(), "Plans: too many rows of a shared table for one transaction");
 }
 
+TEST(ChangeFinder, ManyRowsOfALocalTableAreNamedBesideASharedChange) {
+    Database database(schemaOf(std::string(sharedTables) + "CREATE TABLE Notes (Id INTEGER PRIMARY KEY)"),
+                      "");
+    std::uint32_t id = 0;
+    for (int i = 0; i < 10001; ++i)
+        ASSERT_TRUE(database.transaction().insert("Notes", {}, id).ok());
+    SharedReads reads;
+    SharedChange change;
+    EXPECT_TRUE(database.transaction().sharedChange(reads, change).ok());
+    EXPECT_THAT(change.rows, IsEmpty());
+
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Always", switchValue(1))).ok());
+
+    const auto result = database.transaction().sharedChange(reads, change);
+    EXPECT_EQ(result.code(), code::mixedChange);
+    EXPECT_THAT(result.detail(), testing::HasSubstr("Notes"));
+    database.transaction().rollBack();
+}
+
 TEST(ChangeFinder, WithoutAMemoryRowsHaveNoNames) {
     Database database(schemaOf(sharedTables), "");
     insertPlan(database, 1, "a");

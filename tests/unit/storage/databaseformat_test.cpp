@@ -1,6 +1,7 @@
 #include "store/storage/database.h"
 #include "store/storage/databaseformat.h"
 #include "support/temporarydirectory.h"
+#include "unit/storage/shakydisk.h"
 #include "unit/storage/testtables.h"
 
 #include <gmock/gmock.h>
@@ -61,6 +62,22 @@ TEST_F(DatabaseFormatTest, MissingColumnIsAddedWithItsDefault) {
     Database database(schemaOf(testTables), path);
 
     EXPECT_EQ(tableOf(database, "Plans").at(0).getValue("Runs"), counterValue(7));
+    EXPECT_EQ(tableOf(database, "Plans").at(0).getValue("Name"), textValue("kept"));
+}
+
+TEST_F(DatabaseFormatTest, ChangesThatTheDiskRefusesAreMadeByTheNextStart) {
+    const std::string schema =
+        std::string(testTables) + "CREATE TABLE Added (Enable SWITCH NOT NULL DEFAULT 1)";
+    const std::string before = contentOf(path);
+    {
+        ShakyDisk disk;
+        disk.failWrites(1);
+        EXPECT_THAT(errorWith(schema), HasSubstr("database " + path));
+    }
+
+    EXPECT_TRUE(contentOf(path) == before);
+    Database database(schemaOf(schema), path);
+    EXPECT_EQ(tableOf(database, "Added").at(0).getValue("Enable"), switchValue(1));
     EXPECT_EQ(tableOf(database, "Plans").at(0).getValue("Name"), textValue("kept"));
 }
 

@@ -51,6 +51,23 @@ protected:
     const std::string path = directory.path("db");
 };
 
+TEST_F(OwnershipTest, NameWithoutAFolderIsLookedAtWhereTheProgramIs) {
+    const fs::path before = fs::current_path();
+    fs::current_path(directory.path());
+    const bool whileClosed = store::isInForeignFolder("db");
+    openFolder();
+    const bool whileOpen = store::isInForeignFolder("db");
+    fs::current_path(before);
+
+    EXPECT_FALSE(whileClosed);
+    EXPECT_TRUE(whileOpen);
+}
+
+TEST_F(OwnershipTest, OwnLinkThatLeadsNowhereIsNobodyElses) {
+    fs::create_symlink(directory.path("nowhere"), directory.path("link"));
+    EXPECT_NO_THROW(store::checkOwner(directory.path("link"), "link"));
+}
+
 TEST_F(OwnershipTest, OwnFilesAreTaken) {
     EXPECT_EQ(errorOf(path), "");
 }

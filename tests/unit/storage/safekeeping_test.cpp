@@ -246,6 +246,26 @@ const Accident accidents[] = {
 INSTANTIATE_TEST_SUITE_P(Safekeeping, LogAccidentTest, testing::ValuesIn(accidents),
                          [](const auto& test) { return std::string(test.param.name); });
 
+TEST_P(LogAccidentTest, DuringTheSyncDoesNotCostTheCommit) {
+    disk.duringNextSync([this] { GetParam().happen(path); });
+
+    EXPECT_TRUE(commitText("synced").ok());
+
+    EXPECT_EQ(textAfterKill(), "synced");
+    EXPECT_EQ(database->timesOpened(), 2U);
+}
+
+TEST_F(SafekeepingTest, DatabaseThatIsReplacedDuringTheSyncMakesTheOutcomeUnknown) {
+    disk.duringNextSync([this] { fs::rename(path, path + ".away"); });
+
+    const Database::Result result = commitText("where?");
+
+    EXPECT_EQ(result.code(), code::outcomeUnknown);
+    EXPECT_THAT(result.strerror(), HasSubstr("the database file was removed, moved or replaced: " + path));
+    EXPECT_THAT(changed, IsEmpty());
+    EXPECT_THAT(database->takeChanged(), ElementsAre("Globals"));
+}
+
 TEST_F(SafekeepingTest, OlderLogInThePlaceOfTheLogIsNeverRead) {
     ASSERT_TRUE(commitText("old").ok());
     const std::string older = contentOf(log);
@@ -275,6 +295,64 @@ TEST_F(SafekeepingTest, LogThatCanNotBeBroughtToSafetyMakesTheCommitUnknownAndRe
     EXPECT_TRUE(database->transaction().writeSingle("Globals", 0, cell("Enable", switchValue(0))).ok());
     EXPECT_EQ(commit(*database), velta::NameList{"Globals"});
     EXPECT_EQ(textAfterKill(), "last");
+}
+
+TEST_F(SafekeepingTest, TransactionThatWasOpenWhenTheLogWasLostIsRefusedUntilAllIsSafe) {
+    ASSERT_TRUE(commitText("kept").ok());
+    ASSERT_TRUE(database->transaction().writeSingle("Globals", 0, cell("Text", textValue("refused"))).ok());
+    fs::remove(log);
+    disk.failDatabaseSyncs(1000);
+    database->filesTouched();
+
+    const Database::Result result = database->transaction().commit(changed);
+
+    EXPECT_EQ(result.code(), code::storageFailed);
+    EXPECT_THAT(result.strerror(), HasSubstr("commits are refused until the database could be opened anew"));
+    disk.failDatabaseSyncs(0);
+    now += store::Safekeeping::retryPace;
+    database->tidy();
+    EXPECT_EQ(textAfterKill(), "kept");
+}
+
+TEST_F(SafekeepingTest, ReadingRightAfterTheLogWasLostFailsAndTheNextOneFindsAll) {
+    ASSERT_TRUE(commitText("kept").ok());
+    fs::remove(log);
+    std::unique_ptr<store::TableReading> reading;
+
+    const Database::Result result = database->beginReading("Globals", Database::View::LastCommit, reading);
+
+    EXPECT_EQ(result.code(), code::storageFailed);
+    EXPECT_THAT(result.strerror(), HasSubstr("the database was opened anew meanwhile"));
+    EXPECT_EQ(textIn(*database), "kept");
+}
+
+// There is no room in the file's name for what is added to it.
+TEST(Safekeeping, StrangersLogThatCanNotBeSetAsideIsNotReadAndCommitsAreRefused) {
+    const TemporaryDirectory directory;
+    const std::string path = directory.path(std::string(247, 'd'));
+    store::Safekeeping::Clock::time_point now{std::chrono::hours(1)};
+    store::DatabaseOptions options;
+    options.now = [&now] { return now; };
+    Database database(schemaOf(testTables), path, options);
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("old"))).ok());
+    ASSERT_EQ(commit(database), velta::NameList{"Globals"});
+    const std::string older = contentOf(path + "-wal");
+    ASSERT_TRUE(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("new"))).ok());
+    ASSERT_EQ(commit(database), velta::NameList{"Globals"});
+
+    fs::remove(path + "-wal");
+    writeFile(path + "-wal", older);
+    testing::internal::CaptureStderr();
+    database.filesTouched();
+    const std::string lines = testing::internal::GetCapturedStderr();
+
+    EXPECT_THAT(lines, HasSubstr(path + "-wal can't be moved away: File name too long"));
+    EXPECT_EQ(database.transaction().writeSingle("Globals", 0, cell("Text", textValue("refused"))).code(),
+              code::storageFailed);
+    fs::remove(path + "-wal");
+    now += store::Safekeeping::retryPace;
+    database.tidy();
+    EXPECT_EQ(smallTableOf(database, "Globals").at(0).getValue("Text").getText(), "new");
 }
 
 TEST_F(SafekeepingTest, CutLogIsALossThatIsLoggedAndMarksAllTables) {

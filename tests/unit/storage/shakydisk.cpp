@@ -1,6 +1,7 @@
 #include "unit/storage/shakydisk.h"
 
 #include <cstddef>
+#include <utility>
 
 #include <sqlite3.h>
 
@@ -52,6 +53,9 @@ int truncateFile(sqlite3_file* file, sqlite3_int64 size) {
     return realOf(file)->pMethods->xTruncate(realOf(file), size);
 }
 int syncFile(sqlite3_file* file, int flags) {
+    if (shaky(file).isLog)
+        if (const auto accident = std::exchange(shaky(file).faults->duringSync, nullptr))
+            accident();
     if (fails(shaky(file).isLog ? shaky(file).faults->syncs : shaky(file).faults->databaseSyncs))
         return SQLITE_IOERR_FSYNC;
     return realOf(file)->pMethods->xSync(realOf(file), flags);
@@ -168,4 +172,7 @@ void ShakyDisk::failWrites(int count) {
 }
 void ShakyDisk::failDatabaseSyncs(int count) {
     implementation_->disk.faults.databaseSyncs = count;
+}
+void ShakyDisk::duringNextSync(std::function<void()> accident) {
+    implementation_->disk.faults.duringSync = std::move(accident);
 }

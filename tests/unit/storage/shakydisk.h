@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 
 // A disk whose syncs or writes of the log fail when a test says so. While it lives, every database that is
@@ -16,11 +17,14 @@ public:
     void failWrites(int count);
     // Of the database itself: what a checkpoint does.
     void failDatabaseSyncs(int count);
+    // What happens while the log is synced the next time.
+    void duringNextSync(std::function<void()> accident);
 
     struct Faults {
         int syncs = 0;
         int writes = 0;
         int databaseSyncs = 0;
+        std::function<void()> duringSync;
     };
 
 private:

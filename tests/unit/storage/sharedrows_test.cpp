@@ -1,13 +1,12 @@
 #include "store/storage/sharedrows.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 #include "unit/storage/shakydisk.h"
 #include "unit/storage/sharedtables.h"
 
-#include <csignal>
 #include <filesystem>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 
 namespace {
@@ -299,6 +298,36 @@ TEST(SharedRows, FailureOfTheDiskLeavesAllAsItWas) {
                 ElementsAre("Plans"));
 }
 
+TEST(SharedRows, BeginningThatTheDiskRefusesIsTriedAgainWithSuccess) {
+    const TemporaryDirectory directory;
+    ShakyDisk disk;
+    Database database(schemaOf(sharedTables), directory.path("db"));
+    SharedRows::Memory memory;
+    disk.failWrites(1);
+
+    EXPECT_EQ(database.sharedRows().begin("d", memory).code(), code::storageFailed);
+
+    ASSERT_TRUE(database.sharedRows().begin("e", memory).ok());
+    EXPECT_EQ(memory.device, "e");
+}
+
+TEST(SharedRows, ForgettingThatTheDiskRefusesKeepsTheMemory) {
+    const TemporaryDirectory directory;
+    ShakyDisk disk;
+    Database database(schemaOf(sharedTables), directory.path("db"));
+    SharedRows::Memory memory;
+    ASSERT_TRUE(database.sharedRows().begin("d", memory).ok());
+    (void)applyTo(database, {{planUpdate("u1", 1, "a", "")}, false, false, {"c", "t1", 1}});
+    bool didFollow = false;
+    disk.failWrites(1);
+
+    EXPECT_EQ(database.sharedRows().forget(didFollow).code(), code::storageFailed);
+
+    ASSERT_TRUE(database.sharedRows().begin("d", memory).ok());
+    EXPECT_EQ(memory.position.lastTransaction, "t1");
+    EXPECT_EQ(rowsOf(database, 0).at(0).uuid, "u1");
+}
+
 TEST(SharedRows, DatabaseThatWasOpenedAnewWantsABeginning) {
     const TemporaryDirectory directory;
     const std::string path = directory.path("db");
@@ -342,18 +371,25 @@ TEST(SharedRows, OfADatabaseInMemoryThereIsNoBackUp) {
 }
 
 TEST_F(SharedRowsTest, BackUpThatFailsLeavesNoFile) {
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
-    const rlimit small{1000, before.rlim_max}; // no file grows over so many bytes
-    setrlimit(RLIMIT_FSIZE, &small);
     std::string made;
-    const auto result = database.sharedRows().backUp(made);
-    setrlimit(RLIMIT_FSIZE, &before);
-    (void)std::signal(SIGXFSZ, handler);
-
-    EXPECT_FALSE(result.ok());
+    {
+        const FileSizeLimit small(1000);
+        EXPECT_FALSE(database.sharedRows().backUp(made).ok());
+    }
     EXPECT_EQ(made, "");
+    EXPECT_FALSE(std::filesystem::exists(path + ".before-cluster"));
+}
+
+TEST_F(SharedRowsTest, BackUpWithoutAFreeDescriptorIsAFailureThatNamesTheFile) {
+    std::string made;
+    Database::Result result;
+    {
+        const LoweredLimit none(RLIMIT_NOFILE, 0);
+        result = database.sharedRows().backUp(made);
+    }
+
+    EXPECT_EQ(result.code(), code::storageFailed);
+    EXPECT_THAT(result.strerror(), HasSubstr(path + ".before-cluster: Too many open files"));
     EXPECT_FALSE(std::filesystem::exists(path + ".before-cluster"));
 }
 

@@ -1,12 +1,12 @@
 #include "store/storage/database.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 #include "unit/storage/testtables.h"
 
 #include <algorithm>
-#include <csignal>
+#include <optional>
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 namespace {
 
@@ -26,26 +26,6 @@ private:
         return sqlite3_exec(connection, "PRAGMA max_page_count = 20", nullptr, nullptr, nullptr);
     }
     static void (*entry())() { return reinterpret_cast<void (*)()>(&limitPages); }
-};
-
-// No file grows over so many bytes.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{bytes, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        (void)std::signal(SIGXFSZ, handler_);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    rlimit before_{};
-    void (*handler_)(int);
 };
 
 Database::Result fill(Database& database) {
@@ -192,15 +172,12 @@ TEST(StorageFailure, SchemaThatIsDamagedWhileItServesFailsRequestsOnly) {
 TEST(StorageFailure, ReadingThatFindsNoFurtherDescriptorFailsAlone) {
     const TemporaryDirectory directory;
     Database database(schemaOf(testTables), directory.path("db"));
-    rlimit before{};
-    getrlimit(RLIMIT_NOFILE, &before);
-    const rlimit none{3, before.rlim_max};
-    setrlimit(RLIMIT_NOFILE, &none);
+    std::optional<LoweredLimit> none(std::in_place, RLIMIT_NOFILE, 3);
 
     std::vector<velta::ValueList> values;
     const Database::Result result = readTable(database, "Globals", Database::View::LastCommit, values);
     const bool small = smallTableOf(database, "Globals").size() == 1;
-    setrlimit(RLIMIT_NOFILE, &before);
+    none.reset();
 
     EXPECT_EQ(result.code(), code::storageFailed);
     EXPECT_TRUE(small);

@@ -1,12 +1,13 @@
 #include "store/filewatch.h"
+#include "support/loweredlimit.h"
 #include "support/temporarydirectory.h"
 
 #include <cerrno>
 #include <filesystem>
+#include <optional>
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -120,12 +121,9 @@ TEST_F(FileWatchTest, MissingFileCannotBeWatched) {
 }
 
 TEST_F(FileWatchTest, WithoutADescriptorNothingIsWatchedAndNothingElseHappens) {
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+    std::optional<LoweredLimit> none(std::in_place, RLIMIT_NOFILE, 0);
     FileWatch blind;
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
+    none.reset();
 
     EXPECT_LT(blind.descriptor(), 0);
     EXPECT_FALSE(blind.add(path));

@@ -1,8 +1,12 @@
 #include "rows.h"
+#include "support/loweredlimit.h"
+#include "support/temporarydirectory.h"
 #include "tools/cfgctl/childprocess.h"
 #include "tools/errors.h"
 
 #include <chrono>
+#include <cstdlib>
+#include <filesystem>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -61,6 +65,29 @@ TEST(ChildProcess, ThatIsNotInstalledIsToldWithItsPackage) {
                   return runChild({"no-such-program"}, {20s, std::nullopt, "no-such-package"});
               }),
               "no-such-program is not installed (it comes with the package no-such-package)");
+}
+
+TEST(ChildProcess, ThatCanNotBeBegunForLackOfDescriptorsSaysSo) {
+    std::string why;
+    {
+        const LoweredLimit none(RLIMIT_NOFILE, 0);
+        why = errorOf<Refused>([] { return shell("exit 0"); });
+    }
+    EXPECT_EQ(why, "pipe: Too many open files");
+    EXPECT_EQ(shell("exit 0").exitStatus, 0);
+}
+
+// The interpreter that its first line names is missing.
+TEST(ChildProcess, ThatCanNotBecomeItsProgramSaysWhy) {
+    const TemporaryDirectory folder;
+    writeFile(folder.path("broken-program"), "#!/no/such/interpreter\n");
+    std::filesystem::permissions(folder.path("broken-program"), std::filesystem::perms(0755));
+    const std::string before = std::getenv("PATH");
+    ASSERT_EQ(setenv("PATH", folder.path().c_str(), 1), 0);
+    const ChildEnd end = runChild({"broken-program"}, {20s, std::nullopt, "none"});
+    ASSERT_EQ(setenv("PATH", before.c_str(), 1), 0);
+    EXPECT_EQ(end.exitStatus, 127);
+    EXPECT_EQ(complaintOf(end), "No such file or directory");
 }
 
 } // namespace

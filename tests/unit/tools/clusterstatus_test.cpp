@@ -72,6 +72,13 @@ TEST(ClusterStatus, OfALeaderSaysHowFarBehindAnotherIs) {
     }
 }
 
+TEST(ClusterStatus, OfALeaderThatDoesNotTellHowFarAnotherIsSaysThatItFollows) {
+    Answer answer;
+    answer.servers = "    f904 (f904 at tcp:127.9.9.9:6642) (self) next_index=12 match_index=14\n"
+                     "    e26b (e26b at tcp:127.9.9.9:6643) last msg 50 ms ago\n";
+    EXPECT_THAT(answer.inWords(), HasSubstr("6643  follows\n"));
+}
+
 TEST(ClusterStatus, OfALeaderSaysWhoWasNotHeardOfYet) {
     Answer answer;
     answer.servers += "    1234 (1234 at tcp:[fd00::7]:6641) next_index=15 match_index=0\n";

@@ -25,6 +25,12 @@ TEST(AlignedTable, KeepsThePlaceOfAnEmptyCell) {
                                                                   "1          7\n");
 }
 
+TEST(AlignedTable, TakesARowThatIsShorterThanTheOthers) {
+    EXPECT_EQ(aligned({{"Id", "Start", "Stop"}, {"1"}, {"2", "7", "8"}}), "Id  Start  Stop\n"
+                                                                          "1\n"
+                                                                          "2   7      8\n");
+}
+
 TEST(AlignedTable, CountsCharactersNotBytes) {
     EXPECT_EQ(aligned({{"\xc3\xa4\xc3\xa4", "x"}, {"aa", "x"}}), "\xc3\xa4\xc3\xa4  x\n"
                                                                  "aa  x\n");

@@ -301,6 +301,17 @@ TEST_F(EventDispatcherTest, WokenItStillCallsBackWhatIsReady) {
     EXPECT_EQ(calls_, 1);
 }
 
+TEST_F(EventDispatcherTest, InterestInADescriptorThatWasClosedMeanwhileIsAnError) {
+    int closed = -1;
+    {
+        Pair pair;
+        closed = pair.nearEnd();
+        dispatcher_.add(closed, EventDispatcher::Readable, counting());
+    }
+    EXPECT_THROW(dispatcher_.setInterest(closed, EventDispatcher::Writable), std::system_error);
+    dispatcher_.remove(closed);
+}
+
 void ignoreSignal(int) {}
 
 TEST_F(EventDispatcherTest, SignalEndsTheWaitEarly) {

@@ -25,11 +25,25 @@ using velta::protocol::RequestKind;
 constexpr auto patience = std::chrono::seconds(3);
 constexpr std::uint32_t turn = 300; // milliseconds
 constexpr std::size_t complaintsToShow = 5;
+constexpr std::chrono::milliseconds usual = std::chrono::seconds(10);
+constexpr std::chrono::milliseconds none(0);
+
+constexpr std::size_t piece = 1000; // bytes of cells, so that a table of a few rows is read in several
+
+// How long a reading may hold a snapshot. Without such a time, what was not sent at once is kept in memory.
+store::ServerOptions optionsWith(std::chrono::milliseconds snapshot) {
+    store::ServerOptions options;
+    options.readings.piece = piece;
+    options.readings.snapshot = snapshot;
+    return options;
+}
 
 // A store of its own, and a session of two clients on it.
 class Session {
 public:
-    Session() {
+    explicit Session(std::chrono::milliseconds snapshot)
+        : server_(dispatcher_, database_, listening_, optionsWith(snapshot)) {
+        addRows();
         first_ = enter();
         second_ = enter();
     }
@@ -53,6 +67,16 @@ public:
 
 private:
     using Client = std::unique_ptr<RawClient>;
+
+    void addRows() {
+        std::uint32_t id = 0;
+        velta::NameList changed;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_TRUE(database_.transaction()
+                            .insert("Plans", cell("Name", textValue(std::string(piece, 'x'))), id)
+                            .ok());
+        EXPECT_TRUE(database_.transaction().commit(changed).ok());
+    }
 
     Client enter() {
         auto client = std::make_unique<RawClient>(path_);
@@ -207,7 +231,7 @@ private:
     velta::net::EventDispatcher dispatcher_;
     store::Database database_{schemaOf(testTables), ""};
     store::ListeningSocket listening_{path_, std::nullopt};
-    store::Server server_{dispatcher_, database_, listening_, {}};
+    store::Server server_;
     Client first_;
     Client second_;
     std::set<std::string> kept_{"it's"}; // what the one text may be in the end
@@ -237,8 +261,13 @@ private:
     }
 };
 
-// How many allocations at once fail: one alone, and a time without memory.
-class FailingAllocationTest : public testing::TestWithParam<int> {
+struct Course {
+    const char* name;
+    int failing; // allocations, one after the other
+    std::chrono::milliseconds snapshot;
+};
+
+class FailingAllocationTest : public testing::TestWithParam<Course> {
 protected:
     FailingAllocationTest() {
         (void)ORV_Sysloglevel_registerModul("cfgserver");
@@ -248,15 +277,15 @@ protected:
 
 TEST_P(FailingAllocationTest, CostsOneRequestOrOneClient) {
     failingmemory::failAt(0, 0);
-    { Session().run(); }
+    { Session(GetParam().snapshot).run(); }
     const std::int64_t allocations = failingmemory::counted();
     ASSERT_GT(allocations, 300);
     std::size_t complaints = 0;
     const Watchdog watchdog;
     for (std::int64_t n = 1; n <= allocations && complaints < complaintsToShow; ++n) {
-        failingmemory::failAt(n, GetParam());
+        failingmemory::failAt(n, GetParam().failing);
         Watchdog::watch();
-        Session session;
+        Session session(GetParam().snapshot);
         session.run();
         const std::string complaint = session.complaint();
         complaints += complaint.empty() ? 0 : 1;
@@ -264,6 +293,10 @@ TEST_P(FailingAllocationTest, CostsOneRequestOrOneClient) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Lengths, FailingAllocationTest, testing::Values(1, 50));
+INSTANTIATE_TEST_SUITE_P(Lengths, FailingAllocationTest,
+                         testing::Values(Course{"OneAlone", 1, usual},
+                                         Course{"ATimeWithoutMemory", 50, usual},
+                                         Course{"OneAloneAndRestsInMemory", 1, none}),
+                         [](const auto& test) { return std::string(test.param.name); });
 
 } // namespace
