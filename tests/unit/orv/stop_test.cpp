@@ -27,7 +27,7 @@ extern "C" void requestIt(int) {
 }
 
 TEST(Stop, WithoutAFreeDescriptorIsAnError) {
-#ifdef __SANITIZE_ADDRESS__
+#ifdef HORAD_SANITIZE
     GTEST_SKIP() << "the sanitizer looks at an exception with a descriptor";
 #endif
     const LoweredLimit none(RLIMIT_NOFILE, 0);
