@@ -26,6 +26,8 @@ std::string asWord(const velta::Value& value);
 // Neither 0 nor the empty text.
 bool saysSomething(const velta::Value& value);
 
+constexpr int blanksALevel = 2; // of a document for a person
+
 // The document on one line or, with `indent` blanks a level, on several. What is no UTF-8 is replaced, and no
 // control character stands in it as it is.
 std::string serialise(const nlohmann::ordered_json& document, int indent = -1);

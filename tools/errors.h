@@ -1,6 +1,7 @@
 #pragma once
 
 #include <stdexcept>
+#include <string>
 
 namespace tools {
 
@@ -10,6 +11,9 @@ class Refused : public std::runtime_error {
 public:
     using std::runtime_error::runtime_error;
 };
+
+// Throws it with the C library's text of errno behind what it was about.
+[[noreturn]] void refuseByErrno(const std::string& what);
 
 // The command line makes no sense, whatever the store holds.
 class WrongUse : public std::runtime_error {

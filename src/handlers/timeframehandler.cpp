@@ -18,7 +18,7 @@ using velta::ValueList;
 
 namespace {
 
-constexpr unsigned transactionRetryInterval = 100000; // microseconds
+constexpr unsigned beginRetryInterval = 100000; // microseconds
 
 // The comparison of two plans is one-sided: either one may have what the other lacks.
 bool differ(const TimePlanFlex& one, const TimePlanFlex& other) {
@@ -190,7 +190,7 @@ bool TimeframeHandler::beginTransaction(IConfigClient& client) {
             return true;
         if (system_.stopping())
             break;
-        system_.sleep(transactionRetryInterval);
+        system_.sleep(beginRetryInterval);
     }
     return false;
 }

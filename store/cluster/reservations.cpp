@@ -15,10 +15,6 @@ constexpr auto strangersTime = std::chrono::minutes(1);
 constexpr auto deletionTime = std::chrono::seconds(5);
 constexpr std::size_t mostStrangers = 1000;
 
-Json equals(const char* column, Json value) {
-    return Json::array({column, "==", std::move(value)});
-}
-
 } // namespace
 
 Reservations::Reservations(const Schema& schema, std::string device, GuardedTransactions& guarded,

@@ -12,10 +12,6 @@ using Result = velta::protocol::EResultCode;
 
 namespace {
 
-Json equals(const char* column, Json value) {
-    return Json::array({column, "==", std::move(value)});
-}
-
 Json uuid(const std::string& text) {
     return Json::array({"uuid", text});
 }
@@ -164,6 +160,10 @@ Result appendSeed(const Schema& schema, const std::vector<SharedRow>& rows, cons
             return result;
     operations.failure = late;
     return {};
+}
+
+Json equals(const char* column, Json value) {
+    return Json::array({column, "==", std::move(value)});
 }
 
 Json waitFor(const std::string& table, Json where, Json columns, Json rows) {

@@ -38,6 +38,8 @@ velta::protocol::EResultCode appendChange(const Schema& schema, const SharedChan
 velta::protocol::EResultCode appendSeed(const Schema& schema, const std::vector<SharedRow>& rows,
                                         const std::string& device, SharedOperations& operations);
 
+// A condition of the rows of an operation.
+Json equals(const char* column, Json value);
 // "wait" for exactly these rows, where `where` holds; at once.
 Json waitFor(const std::string& table, Json where, Json columns, Json rows);
 Json insertInto(const std::string& table, Json row);

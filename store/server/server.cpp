@@ -13,8 +13,6 @@ namespace code = velta::protocol::code;
 
 namespace {
 
-constexpr ClientId nobody = 0;
-
 bool isOfStorage(const Database::Result& result) {
     return result.code() == code::storageFailed || result.code() == code::storageFull ||
            result.code() == code::readOnly || result.code() == code::outcomeUnknown;

@@ -10,12 +10,6 @@ namespace store {
 
 namespace code = velta::protocol::code;
 
-namespace {
-
-constexpr ClientId nobody = 0;
-
-} // namespace
-
 void Server::settle() {
     const Clock::time_point now = Clock::now();
     acceptor_.resume(now);

@@ -9,6 +9,7 @@
 namespace store {
 
 using ClientId = std::uint64_t;
+constexpr ClientId nobody = 0;
 using Clock = std::chrono::steady_clock;
 
 // Decides which client gets the one transaction next: the waiting client that held it least recently. A

@@ -6,6 +6,7 @@
 #include "velta/value.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,6 +16,7 @@
 namespace store {
 
 inline constexpr const char* idColumn = "Id";
+constexpr std::int64_t singleRowId = 1; // of the row of a table without Ids
 
 struct Column {
     std::string name;

@@ -8,8 +8,6 @@ namespace store {
 
 namespace {
 
-constexpr std::int64_t singleRowId = 1;
-
 // Of the run's current row, which has the table's columns in their order.
 SharedCells cellsIn(const Table& table, const Statement::Run& run) {
     SharedCells cells;

@@ -10,12 +10,6 @@ namespace store {
 namespace code = velta::protocol::code;
 using Result = Transaction::Result;
 
-namespace {
-
-constexpr std::int64_t singleRowId = 1;
-
-} // namespace
-
 Result Transaction::writeSingle(const std::string& table, std::uint32_t row, const velta::ValueList& values) {
     ConnectedTable* found = nullptr;
     if (Result result = reader().find(table, found); !result.ok())

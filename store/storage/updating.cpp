@@ -17,8 +17,6 @@ using Result = Updating::Result;
 
 namespace {
 
-constexpr std::int64_t singleRowId = 1;
-
 // The Ids of all rows that the writer sees.
 Result idsOf(TableReader& reader, ConnectedTable& table, std::vector<std::int64_t>& ids) {
     const int column = static_cast<int>(*table.description.indexOf(idColumn));

@@ -27,15 +27,11 @@ constexpr std::size_t outputLimit = std::size_t{4} << 20U; // bytes; a schema ma
 constexpr int exitNotStarted = 127;
 constexpr int lookInterval = 20; // milliseconds between two looks whether it has ended
 
-[[noreturn]] void refuse(const std::string& what) {
-    throw Refused(what + ": " + std::strerror(errno));
-}
-
 class Pipe {
 public:
     Pipe() {
         if (pipe2(ends_.data(), O_CLOEXEC) != 0)
-            refuse("pipe");
+            refuseByErrno("pipe");
     }
     ~Pipe() {
         closeEnd(0);
@@ -120,7 +116,7 @@ public:
         arguments.push_back(nullptr);
         process_ = fork();
         if (process_ < 0)
-            refuse(name_);
+            refuseByErrno(name_);
         if (process_ == 0)
             become(file.c_str(), arguments.data(), rules, output_, errors_);
         output_.closeWritingEnd();

@@ -36,10 +36,6 @@ constexpr seconds answerTime{5};
 constexpr seconds leavingTime{30};
 constexpr milliseconds leavingInterval{200}; // between two looks whether it has left
 
-[[noreturn]] void refuse(const std::string& what) {
-    throw Refused(what + ": " + std::strerror(errno));
-}
-
 // Where a member's things lie.
 struct Place {
     std::string folder;
@@ -89,9 +85,9 @@ void requireFolder(const Place& place) {
     constexpr mode_t onlyOwner = 0700;
     struct stat status {};
     if (mkdir(place.folder.c_str(), onlyOwner) != 0 && errno != EEXIST)
-        refuse(place.folder);
+        refuseByErrno(place.folder);
     if (stat(place.folder.c_str(), &status) != 0)
-        refuse(place.folder);
+        refuseByErrno(place.folder);
     if (!S_ISDIR(status.st_mode))
         throw Refused(place.folder + " is no folder");
     if (lstat(place.file.c_str(), &status) == 0)
@@ -103,7 +99,7 @@ void requireFolder(const Place& place) {
 std::optional<Owner> ownerOf(const Place& place) {
     struct stat status {};
     if (stat(place.folder.c_str(), &status) != 0)
-        refuse(place.folder);
+        refuseByErrno(place.folder);
     if (geteuid() != 0 || status.st_uid == 0)
         return std::nullopt;
     return Owner{status.st_uid, status.st_gid};
@@ -128,7 +124,7 @@ public:
     explicit Handout(const std::string& text) : descriptor_(memfd_create("schema", 0)) {
         if (descriptor_ < 0 ||
             write(descriptor_, text.data(), text.size()) != static_cast<ssize_t>(text.size()))
-            refuse("the schema");
+            refuseByErrno("the schema");
     }
     ~Handout() {
         if (descriptor_ >= 0)
@@ -163,7 +159,7 @@ std::string howToStart(const Place& place) {
 ChildEnd ask(const Place& place, const std::string& command, bool ofDatabase) {
     struct stat status {};
     if (stat(place.file.c_str(), &status) != 0)
-        refuse(place.file);
+        refuseByErrno(place.file);
     std::vector<std::string> words = {"ovs-appctl", "-t", place.control, command};
     if (ofDatabase)
         words.emplace_back(database);
@@ -175,7 +171,7 @@ ChildEnd ask(const Place& place, const std::string& command, bool ofDatabase) {
     return end;
 }
 
-std::string require(const ChildEnd& end) {
+std::string outputOf(const ChildEnd& end) {
     if (end.exitStatus != 0)
         throw Refused(complaintOf(end));
     return end.output;
@@ -192,7 +188,7 @@ std::pair<Having, std::string> askStatus(const Place& place) {
         return {Having::Serves, end.output};
     if (end.errors.find("unknown cluster") == std::string::npos)
         throw Refused(complaintOf(end));
-    const std::string names = "\n" + require(ask(place, "ovsdb-server/list-dbs", false));
+    const std::string names = "\n" + outputOf(ask(place, "ovsdb-server/list-dbs", false));
     const bool has = names.find(std::string("\n") + database + "\n") != std::string::npos;
     return {has ? Having::GaveUp : Having::Left, ""};
 }
@@ -274,7 +270,7 @@ std::string leaveCommand(const Arguments& arguments) {
     const ClusterStatus status = statusOf(place);
     checkLeaving(status);
     if (!status.isLeaving())
-        (void)require(ask(place, "cluster/leave", true));
+        (void)outputOf(ask(place, "cluster/leave", true));
     waitUntilLeft(place);
     return "The member at " + status.address + " has left its cluster. Stop it, and remove " + place.file +
            ": it can't come back. \"cfgctl cluster join\" makes a new one.\n";

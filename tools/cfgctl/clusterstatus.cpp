@@ -1,5 +1,6 @@
 #include "tools/cfgctl/clusterstatus.h"
 
+#include "tools/cells.h"
 #include "tools/errors.h"
 #include "tools/table.h"
 #include "tools/terminal.h"
@@ -18,7 +19,6 @@ using nlohmann::ordered_json;
 
 namespace {
 
-constexpr int indent = 2;
 constexpr std::size_t idDigits = 4;
 constexpr const char* memberIndent = "    ";
 
@@ -228,7 +228,7 @@ std::string clusterAsJson(const ClusterStatus& status) {
         {"uncommitted", status.uncommitted},
         {"unapplied", status.unapplied},
         {"members", members}};
-    return withoutControls(all.dump(indent, ' ', false, ordered_json::error_handler_t::replace)) + "\n";
+    return serialise(all, blanksALevel) + '\n';
 }
 
 } // namespace tools::cfgctl

@@ -32,8 +32,6 @@ namespace requests = orv::cfg::requests;
 
 namespace {
 
-constexpr int indent = 2;
-
 // The table of a target that means one row, which must be there for a table with many and only there.
 Table describeRowOf(ConfigClient& client, const Target& target) {
     Table table = describeTable(client, target.table);
@@ -95,7 +93,7 @@ Names sharedColumns(ConfigClient& client, const std::string& table) {
 }
 
 std::string asDocument(const ordered_json& document) {
-    return serialise(document, indent) + '\n';
+    return serialise(document, blanksALevel) + '\n';
 }
 
 // The bare value for a program; a person's terminal is not driven by it.

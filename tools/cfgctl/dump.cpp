@@ -16,8 +16,7 @@ using velta::protocol::TableInfo;
 
 namespace {
 
-constexpr std::size_t indent = 2;
-constexpr std::size_t part = std::size_t{64} * 1024; // bytes that are printed together
+constexpr std::size_t printedTogether = std::size_t{64} * 1024; // bytes
 
 std::string nameOf(const TableInfo& table, const ValueList& row) {
     return table.singleRow ? table.name : table.name + "." + std::to_string(idOf(row));
@@ -54,7 +53,7 @@ void DumpWriter::row(const ValueList& row) {
     if (!table_.singleRow)
         startLine(2);
     object(row, table_.singleRow ? 1 : 2);
-    if (text_.size() >= part)
+    if (text_.size() >= printedTogether)
         printPart();
 }
 
@@ -102,7 +101,7 @@ void DumpWriter::cell(const ValueList& row, const std::string& column, const Val
 
 void DumpWriter::startLine(std::size_t level) {
     text_ += '\n';
-    text_.append(level * indent, ' ');
+    text_.append(level * std::size_t{blanksALevel}, ' ');
 }
 
 void DumpWriter::printPart() {

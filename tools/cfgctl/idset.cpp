@@ -8,7 +8,7 @@ namespace {
 
 // Late ones wait until they are so many, or a part of the others, so that merging them in costs little each.
 constexpr std::size_t leastMerge = 4096;
-constexpr std::size_t part = 8;
+constexpr std::size_t mergedPart = 8;
 
 } // namespace
 
@@ -20,7 +20,7 @@ bool IdSet::insert(std::uint32_t id) {
     if (contains(id))
         return false;
     late_.insert(id);
-    if (late_.size() >= std::max(leastMerge, sorted_.size() / part))
+    if (late_.size() >= std::max(leastMerge, sorted_.size() / mergedPart))
         merge();
     return true;
 }

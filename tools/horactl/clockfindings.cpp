@@ -22,7 +22,6 @@ using velta::ValueList;
 namespace {
 
 constexpr std::int64_t anHour = 3600; // seconds
-constexpr std::int64_t aDay = 24 * anHour;
 // On either side of a change. Slots that begin before that and go on behind it are long enough not to suffer.
 constexpr std::int64_t around = 6 * anHour;
 // horad looks at the clock every two seconds.
@@ -50,7 +49,7 @@ struct Night {
 // Nothing where no week is without a change in these hours.
 std::optional<Night> nightAround(std::time_t change) {
     constexpr int weeksToLook = 26;
-    constexpr std::int64_t aWeek = 7 * aDay;
+    constexpr std::int64_t aWeek = 7 * secondsOfDay;
     const Stretch hours = {change - around, change + around};
     const std::int64_t before = shownAt(change - 1) - (change - 1);
     const std::int64_t after = shownAt(change) - change;
@@ -67,7 +66,7 @@ std::optional<Night> nightAround(std::time_t change) {
 }
 
 std::string clockTextOf(std::int64_t shown) {
-    const auto second = static_cast<int>(shown % aDay);
+    const auto second = static_cast<int>(shown % secondsOfDay);
     return clockText(TimePlanTime::verbatim(second / 3600, second / 60 % 60, second % 60));
 }
 
@@ -121,7 +120,7 @@ std::string verdictOn(const Stretches& parts, std::int64_t usual) {
 std::string columnAt(const ValueList& row, std::int64_t shown, bool begins) {
     constexpr std::size_t dayOfEpoch = 3; // a Thursday
     constexpr std::int64_t atMost = 8;    // seconds until horad has seen it
-    const std::size_t day = (static_cast<std::size_t>(shown / aDay) + dayOfEpoch) % WeekSlots::days;
+    const std::size_t day = (static_cast<std::size_t>(shown / secondsOfDay) + dayOfEpoch) % WeekSlots::days;
     const auto columnOf = [&](std::size_t ofDay) {
         const DayColumns& columns = orv::horad::dayColumnsOf(ofDay % WeekSlots::days);
         return begins ? columns.start : columns.stop;
@@ -129,8 +128,8 @@ std::string columnAt(const ValueList& row, std::int64_t shown, bool begins) {
     for (const int back : {0, 1}) { // days; 24:00 is the next one's beginning
         const char* const column = columnOf(day + WeekSlots::days - static_cast<std::size_t>(back));
         const TimePlanTime time(valueOf(row, column));
-        const std::int64_t after = secondOfDay(time) - shown % aDay;
-        if (time.isSet() && (std::abs(after) <= atMost || std::abs(after - back * aDay) <= atMost))
+        const std::int64_t after = secondOfDay(time) - shown % secondsOfDay;
+        if (time.isSet() && (std::abs(after) <= atMost || std::abs(after - back * secondsOfDay) <= atMost))
             return column;
     }
     const std::size_t before = day + WeekSlots::days - 1;
@@ -205,7 +204,7 @@ bool isWorthALook(const Inquiry& inquiry) {
 } // namespace
 
 void findInClockChanges(Inquiry& inquiry, Findings& findings) {
-    constexpr std::int64_t aYear = 366 * aDay;
+    constexpr std::int64_t aYear = 366 * secondsOfDay;
     if (!isWorthALook(inquiry))
         return;
     ClockFindings found(inquiry, findings);

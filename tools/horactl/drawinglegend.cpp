@@ -21,7 +21,7 @@ constexpr Item items[] = {
     {"start", "start of its service", true},
 };
 
-constexpr double textSize = 11;
+constexpr double itemSize = 11;
 constexpr double sampleWidth = 22;
 constexpr double sampleHeight = 11;
 constexpr double beforeText = 6;
@@ -34,7 +34,7 @@ double drawLegend(SvgCanvas& canvas, const Box& box) {
     double x = box.x;
     double y = box.y;
     for (const Item& item : items) {
-        const double needed = sampleWidth + beforeText + likelyWidth(item.text, textSize);
+        const double needed = sampleWidth + beforeText + likelyWidth(item.text, itemSize);
         if (x > box.x && x + needed > box.x + box.width) {
             x = box.x;
             y += lineHeight;

@@ -15,8 +15,6 @@ using velta::ValueList;
 
 namespace {
 
-constexpr std::int64_t aDay = 86400; // seconds
-
 bool isShownByClocks(const TimePlanTime& time) {
     const auto within = [](int number, int end) { return number >= 0 && number < end; };
     return within(time.hour(), 24) && within(time.minute(), 60) && within(time.second(), 60);
@@ -125,9 +123,9 @@ std::int64_t shownAt(std::time_t moment) {
 std::time_t quietMidnight(std::time_t from, int days) {
     constexpr int daysToLook = 366;
     for (int day = 0; day < daysToLook; ++day) {
-        const std::time_t within = from + day * aDay;
-        const std::time_t midnight = within + (aDay - shownAt(within) % aDay) % aDay;
-        if (clockChanges(midnight - aDay, midnight + days * aDay).empty())
+        const std::time_t within = from + day * secondsOfDay;
+        const std::time_t midnight = within + (secondsOfDay - shownAt(within) % secondsOfDay) % secondsOfDay;
+        if (clockChanges(midnight - secondsOfDay, midnight + days * secondsOfDay).empty())
             return midnight;
     }
     return from;

@@ -15,10 +15,6 @@ namespace tools::horactl {
 
 namespace {
 
-constexpr std::int64_t secondsOfMinute = 60;
-constexpr std::int64_t secondsOfHour = 3600;
-constexpr std::int64_t secondsOfDay = 86400;
-
 // No zone is further from UTC than a day and an hour, which is what TZ can hold.
 constexpr std::int64_t farthestOffset = 26 * secondsOfHour;
 // No zone keeps an offset for less.
@@ -27,15 +23,6 @@ constexpr std::int64_t betweenOffsets = 15 * secondsOfMinute;
 std::optional<std::tm> converted(std::time_t moment) {
     std::tm local{};
     return localtime_r(&moment, &local) != nullptr ? std::optional(local) : std::nullopt;
-}
-
-std::string formatted(std::time_t moment, const char* format) {
-    const std::optional<std::tm> local = converted(moment);
-    std::array<char, 128> bytes;
-    const std::size_t size = local ? std::strftime(bytes.data(), bytes.size(), format, &*local) : 0;
-    if (size == 0)
-        return '@' + std::to_string(moment);
-    return printable({bytes.data(), size}); // the zone's abbreviation may come from any file
 }
 
 bool isLeapYear(int year) {
@@ -90,6 +77,15 @@ std::string timeOfDay(std::time_t moment) {
 
 std::string offsetText(std::time_t moment) {
     return formatted(moment, "%z");
+}
+
+std::string formatted(std::time_t moment, const char* format) {
+    const std::optional<std::tm> local = converted(moment);
+    std::array<char, 128> bytes;
+    const std::size_t size = local ? std::strftime(bytes.data(), bytes.size(), format, &*local) : 0;
+    if (size == 0)
+        return '@' + std::to_string(moment);
+    return printable({bytes.data(), size}); // the zone's abbreviation may come from any file
 }
 
 std::string spanText(std::int64_t seconds) {

@@ -10,6 +10,10 @@
 // orv::horad::isoTime().
 namespace tools::horactl {
 
+constexpr std::int64_t secondsOfMinute = 60;
+constexpr std::int64_t secondsOfHour = 3600;
+constexpr std::int64_t secondsOfDay = 86400;
+
 // A date and a time of day as calendars and clocks show them: months and days count from 1.
 struct LocalTime {
     int year;
@@ -27,6 +31,9 @@ std::string timeForPerson(std::time_t moment);
 std::string timeOfDay(std::time_t moment);
 // How far local time is ahead of UTC then: "+0200".
 std::string offsetText(std::time_t moment);
+
+// The moment as strftime() shows it, 127 bytes at most.
+std::string formatted(std::time_t moment, const char* format);
 
 // How long so many seconds are: "3 d 4 h", "2 h 15 min", "59 min", "12 s". Smaller units are cut off.
 std::string spanText(std::int64_t seconds);

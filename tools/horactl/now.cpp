@@ -27,8 +27,6 @@ using velta::ValueList;
 
 namespace {
 
-constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600; // seconds
-
 // When each of the states changes next.
 struct Changes {
     std::map<std::string, std::time_t> statuses; // by the row's name

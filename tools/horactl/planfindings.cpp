@@ -2,6 +2,7 @@
 #include "handlers/timeplanrow.h"
 #include "timeplan/weekslots.h"
 #include "tools/horactl/findings.h"
+#include "tools/horactl/localtime.h"
 #include "tools/horactl/wlanstate.h"
 
 #include <map>
@@ -22,8 +23,7 @@ namespace {
 constexpr std::int64_t shortest = 4; // seconds
 
 std::int64_t lengthOf(const Slot& slot) {
-    constexpr std::int64_t aDay = 86400;
-    return secondOfDay(slot.stop) - secondOfDay(slot.start) + (slot.runsPastMidnight() ? aDay : 0);
+    return secondOfDay(slot.stop) - secondOfDay(slot.start) + (slot.runsPastMidnight() ? secondsOfDay : 0);
 }
 
 void findInSlot(const std::string& name, const ValueList& row, std::size_t day, Findings& findings) {

@@ -4,10 +4,14 @@
 #include "tools/horactl/household.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <ctime>
 #include <optional>
 
 namespace tools::horactl {
+
+// How far a command looks ahead that says what comes next: a week of plans, and a day. In seconds.
+constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600;
 
 // What every command is asked about.
 struct Question {

@@ -26,9 +26,8 @@ using velta::ValueList;
 
 namespace {
 
-constexpr int days = 22; // three slots of a weekly reboot
-constexpr std::int64_t aDay = 86400;
-constexpr unsigned longUp = 100 * aDay; // seconds
+constexpr int days = 22;                        // three slots of a weekly reboot
+constexpr unsigned longUp = 100 * secondsOfDay; // seconds
 
 // The moments at which horad reboots with these settings, in days without a change of the clock. The router
 // was up for long, its line is idle, and its last reboot long ago.
@@ -48,7 +47,7 @@ std::vector<std::time_t> rebootsWith(const ValueList& settings, std::time_t from
         rebooting = true;
     });
     std::optional<RebootHandler> handler;
-    while (machine.passed() < days * aDay * Machine::second) {
+    while (machine.passed() < days * secondsOfDay * Machine::second) {
         if (!handler)
             (void)handler.emplace(machine).configChanged(tables, {});
         machine.passUntil(machine.passed() + pause);

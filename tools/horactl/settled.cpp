@@ -5,11 +5,7 @@
 
 namespace tools::horactl {
 
-namespace {
-
-constexpr std::int64_t lookAhead = std::int64_t{8} * 24 * 3600; // seconds
-
-} // namespace
+namespace {} // namespace
 
 Settled::Settled(const Question& question, const Line& line)
     : present_(question.present),

@@ -20,7 +20,7 @@ bool hasLongId(const ValueList& row) {
 }
 
 // Without what would only cost time, and without rows whose status would be written to others.
-Household plansOf(const Household& household) {
+Household plansAlone(const Household& household) {
     Household plans = household;
     plans.tables[dbm::TimeFrame].clear();
     for (const std::string& table : plans.planTables) {
@@ -38,7 +38,7 @@ bool isInSlot(const ValueList& row, int status) {
 } // namespace
 
 SlotLife::SlotLife(const Household& household, const Stretch& hours) {
-    const Household plans = plansOf(household);
+    const Household plans = plansAlone(household);
     std::map<Row, std::int64_t> since; // of the slots that are current
     for (const std::string& table : plans.planTables)
         for (const ValueList& row : plans.rows(table))

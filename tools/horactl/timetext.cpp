@@ -16,9 +16,6 @@ namespace tools::horactl {
 
 namespace {
 
-constexpr std::int64_t secondsOfMinute = 60;
-constexpr std::int64_t secondsOfHour = 3600;
-constexpr std::int64_t secondsOfDay = 86400;
 constexpr std::int64_t longestDuration = 36525 * secondsOfDay; // 100 years
 // The last day of 9999 begins, in UTC: in every zone clocks show a year of four digits.
 constexpr std::int64_t latestMoment = 253402214400;
@@ -125,7 +122,7 @@ struct Unit {
 
 constexpr Unit units[] = {{"d", secondsOfDay}, {"h", secondsOfHour}, {"min", secondsOfMinute}, {"s", 1}};
 
-std::optional<std::int64_t> secondsOf(std::string_view name) {
+std::optional<std::int64_t> unitNamed(std::string_view name) {
     for (const Unit& unit : units)
         if (unit.name == name)
             return unit.seconds;
@@ -142,7 +139,7 @@ std::int64_t readDuration(Scanner scanner, std::string_view text) {
         const std::optional<std::int64_t> number = scanner.takeNumber();
         if (!number || *number > longestDuration)
             refuse(text, " is longer than 100 years");
-        const std::optional<std::int64_t> unit = secondsOf(scanner.takeWord());
+        const std::optional<std::int64_t> unit = unitNamed(scanner.takeWord());
         if (!unit)
             refuse(text, durationForms);
         if (*unit >= lastUnit)

@@ -36,7 +36,7 @@ int integerOf(const ValueList& row, const char* column) {
     return row.getValue(column).getInteger();
 }
 
-std::string nameOf(const ValueList& row) {
+std::string shownName(const ValueList& row) {
     return cut(printable(row.getValue(dbm::TimePlan_Name).getText()), longestName);
 }
 
@@ -44,7 +44,8 @@ std::vector<WeekPicture::Plan> plansOf(const Household& household) {
     std::vector<WeekPicture::Plan> plans;
     for (const std::string& table : household.planTables)
         for (const ValueList& row : household.rows(table))
-            plans.push_back({table, idOf(row), nameOf(row), integerOf(row, dbm::TimePlan_Activate) != 0, {}});
+            plans.push_back(
+                {table, idOf(row), shownName(row), integerOf(row, dbm::TimePlan_Activate) != 0, {}});
     return plans;
 }
 
@@ -115,7 +116,7 @@ private:
 
     void takeWlan(std::time_t time, const Tables& tables) {
         const WlanState state = wlanStateOf(tables);
-        const std::string label = state.by == WlanState::By::Plan ? nameOf(*state.row) : "";
+        const std::string label = state.by == WlanState::By::Plan ? shownName(*state.row) : "";
         std::vector<WeekPicture::Wlan>& pieces = picture_.wlan;
         if (!pieces.empty() && pieces.back().span.begin == time)
             pieces.pop_back(); // it was passed through only

@@ -10,9 +10,6 @@ namespace tools::horactl {
 
 namespace {
 
-constexpr std::time_t secondsOfMinute = 60;
-constexpr std::time_t secondsOfDay = 24 * 3600;
-
 // The first moment of a date, even where the zone left its midnight out.
 std::optional<std::time_t> beginOf(LocalTime date) {
     date.hour = date.minute = date.second = 0;
@@ -21,14 +18,6 @@ std::optional<std::time_t> beginOf(LocalTime date) {
         return midnights.front();
     const std::optional<Gap> gap = gapAround(date);
     return gap ? std::optional(gap->after) : std::nullopt;
-}
-
-std::string formatted(std::time_t moment, const char* format) {
-    std::tm local{};
-    if (localtime_r(&moment, &local) == nullptr)
-        return "@" + std::to_string(moment);
-    std::array<char, 64> bytes;
-    return std::string(bytes.data(), std::strftime(bytes.data(), bytes.size(), format, &local));
 }
 
 } // namespace

@@ -44,6 +44,8 @@ std::string dateTextWithYear(const Span& day);
 // Of a moment in the day: "22:00", with seconds where `exact`, and the zone's name on a day on which the
 // clock changes. The day's end is 24:00.
 std::string clockText(const Span& day, std::time_t moment, bool exact = false);
+
+constexpr const char* enDash = "\u2013"; // where more than ASCII can be shown
 // "22:00-24:00", the dash being whatever is wanted. With seconds where it is shorter than a minute.
 std::string clockSpanText(const Span& day, const Span& span, const char* dash);
 

@@ -24,7 +24,6 @@ const WeekLayout narrowLayout = {"narrow", 360, 8, false, 3, false};
 
 namespace {
 
-constexpr const char* dash = "\u2013";
 constexpr double right = 12;    // free at the right edge
 constexpr double textSize = 11; // of what stands in bars
 constexpr double smallTextSize = 10;
@@ -147,7 +146,7 @@ private:
                 continue;
             const Box box = boxOf(day, *part, y_, wlanHeight);
             front_.box(box, piece.on ? "on" : "off",
-                       wlanText(piece) + ", " + clockSpanText(day, *part, dash));
+                       wlanText(piece) + ", " + clockSpanText(day, *part, enDash));
             front_.textIn(box, piece.on ? "onName" : "offName",
                           piece.label.empty() ? (piece.on ? "on" : "off") : piece.label, textSize);
         }
@@ -173,7 +172,7 @@ private:
         for (const WeekPicture::Overlap& overlap : picture_.overlaps)
             if (const auto part = overlap.table == table ? clipped(overlap.span, day) : std::nullopt)
                 overlapOver(boxOf(day, *part, y_ - 2, height + 4),
-                            overlapText(picture_, overlap) + ", " + clockSpanText(day, *part, dash));
+                            overlapText(picture_, overlap) + ", " + clockSpanText(day, *part, enDash));
         y_ += height + 6;
     }
 
@@ -200,7 +199,7 @@ private:
         const double top = y_ + static_cast<double>(slot.lane) * laneHeight;
         const Box box = boxOf(day, slot.span, top, laneHeight - 2);
         front_.box(box, plan.activating ? "activating" : "deactivating",
-                   planText(plan) + ", " + clockSpanText(day, slot.span, dash));
+                   planText(plan) + ", " + clockSpanText(day, slot.span, enDash));
         front_.textIn(box, plan.activating ? "activatingName" : "deactivatingName", nameOf(plan),
                       smallTextSize);
     }
@@ -214,11 +213,11 @@ private:
     void oneFrame(const Span& day, const WeekPicture::Frame& frame, const Span& part) {
         const Box box = boxOf(day, part, y_, frameHeight - 3);
         const std::string text = frameText(frame);
-        front_.box(box, "frame", text + ", " + clockSpanText(day, part, dash));
+        front_.box(box, "frame", text + ", " + clockSpanText(day, part, enDash));
         for (const Span& open : frame.open)
             if (const auto piece = clipped(open, day))
                 front_.box(boxOf(day, *piece, y_, frameHeight - 3), "frameOpen",
-                           text + " may run, " + clockSpanText(day, *piece, dash));
+                           text + " may run, " + clockSpanText(day, *piece, enDash));
         frameName(day, frame, part, text);
         for (const std::time_t start : frame.starts)
             if (contains(day, start))

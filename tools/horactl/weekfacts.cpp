@@ -10,8 +10,6 @@ namespace tools::horactl {
 
 namespace {
 
-constexpr const char* dash = "\u2013";
-
 class Facts {
 public:
     Facts(const WeekPicture& picture, const Span& day) : picture_(picture), day_(day) {}
@@ -40,7 +38,7 @@ public:
 private:
     void span(const Span& span, const char* what, const std::string& detail) {
         if (const auto part = clipped(span, day_))
-            facts_.push_back({part->begin, clockSpanText(day_, *part, dash), what, detail});
+            facts_.push_back({part->begin, clockSpanText(day_, *part, enDash), what, detail});
     }
 
     void moment(std::time_t moment, const std::string& about, const char* what, const std::string& detail) {

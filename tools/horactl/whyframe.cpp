@@ -39,7 +39,7 @@ enum Name {
     Startable
 };
 
-constexpr const char* names[] = {
+constexpr const char* conditionNames[] = {
     "mode is known", "not succeeded", "not running", "not over",         "has begun",
     "a run is left", "due",           "line idle",   "user's time plan", "service can be started",
 };
@@ -114,17 +114,17 @@ std::vector<Condition> conditionsOf(const Timeframe& frame, ServiceState known,
     const bool startable = stored == ServiceState::Idle || stored == ServiceState::Failed;
     const std::string runs = frame.maxRuns() < 0 ? "no limit" : "up to " + std::to_string(frame.maxRuns());
     return {
-        {names[ModeKnown], true, std::to_string(frame.mode()), "1 to 3"},
-        {names[NotSucceeded], known != ServiceState::Succeeded, nameOf(known), ""},
-        {names[NotRunning], known != ServiceState::Running, nameOf(known), ""},
-        {names[NotOver], !frame.isOver(), timeForPerson(present), "until " + textOf(frame.end())},
-        {names[HasBegun], frame.hasBegun(), timeForPerson(present), "from " + textOf(frame.start())},
-        {names[RunLeft], frame.hasRunLeft(), std::to_string(frame.runCounter()) + " counted", runs},
-        {names[Due], frame.executionTimeHasPassed(), timeForPerson(present),
+        {conditionNames[ModeKnown], true, std::to_string(frame.mode()), "1 to 3"},
+        {conditionNames[NotSucceeded], known != ServiceState::Succeeded, nameOf(known), ""},
+        {conditionNames[NotRunning], known != ServiceState::Running, nameOf(known), ""},
+        {conditionNames[NotOver], !frame.isOver(), timeForPerson(present), "until " + textOf(frame.end())},
+        {conditionNames[HasBegun], frame.hasBegun(), timeForPerson(present), "from " + textOf(frame.start())},
+        {conditionNames[RunLeft], frame.hasRunLeft(), std::to_string(frame.runCounter()) + " counted", runs},
+        {conditionNames[Due], frame.executionTimeHasPassed(), timeForPerson(present),
          "behind " + textOf(frame.executionTime())},
-        {names[LineIdle], !waits || (!line.call && !line.stream), waits ? lineText(line) : mode, ""},
-        {names[InPlan], !waits || frame.isInPlan(), waits ? timeForPerson(present) : mode, ""},
-        {names[Startable], startable,
+        {conditionNames[LineIdle], !waits || (!line.call && !line.stream), waits ? lineText(line) : mode, ""},
+        {conditionNames[InPlan], !waits || frame.isInPlan(), waits ? timeForPerson(present) : mode, ""},
+        {conditionNames[Startable], startable,
          stored ? nameOf(*stored) : "there is no row " + rowName(frame.name(), frame.id()), "idle or failed"},
     };
 }
@@ -139,8 +139,9 @@ std::optional<std::time_t> nextStart(const Question& question, const Line& line,
 Explanation leftOut(const std::string& subject, const ValueList& row) {
     Explanation why;
     why.subject = subject;
-    why.decides = names[ModeKnown];
-    why.conditions = {{names[ModeKnown], false, row.getValue(dbm::TimeFrame_WindowMode).getText(), "1 to 3"}};
+    why.decides = conditionNames[ModeKnown];
+    why.conditions = {
+        {conditionNames[ModeKnown], false, row.getValue(dbm::TimeFrame_WindowMode).getText(), "1 to 3"}};
     why.summary = "No start: horad leaves the frame out, since its mode is unknown";
     return why;
 }
@@ -169,7 +170,7 @@ Explanation explainFrame(const Question& question, int id) {
     const TimeframeObstacle obstacle = orv::horad::obstacleOf(frame, known, situation);
     const Condition& last = why.conditions.back();
     why.acts = obstacle == TimeframeObstacle::None && last.met;
-    why.decides = names[conditionOf(obstacle)];
+    why.decides = conditionNames[conditionOf(obstacle)];
     why.summary = why.acts ? subject + " starts " + printable(rowName(frame.name(), frame.id())) + " now"
                            : "No start: \"" + why.decides + "\" is not met";
     if (passesWithTime(obstacle))

@@ -3,6 +3,7 @@
 #include "handlers/wlandecision.h"
 #include "timeplan/weekslots.h"
 #include "tools/horactl/findings.h"
+#include "tools/horactl/localtime.h"
 #include "tools/horactl/wlanstate.h"
 
 #include <algorithm>
@@ -20,8 +21,6 @@ using orv::simulation::idOf;
 using velta::ValueList;
 
 namespace {
-
-constexpr std::int64_t aDay = 86400; // seconds
 
 // What a week tells of a plan of the WLAN.
 struct PlanOfWlan {
@@ -48,7 +47,7 @@ public:
         const auto shift = first ? (first->weekDay() + 6) % 7 : 0; // days from Monday to that midnight
         for (std::size_t day = 0; day < WeekSlots::days; ++day)
             for (const std::int64_t second : momentsOfDay_[day])
-                look(midnight_ + (static_cast<int>(day) - shift + 7) % 7 * aDay + second);
+                look(midnight_ + (static_cast<int>(day) - shift + 7) % 7 * secondsOfDay + second);
     }
 
     const std::vector<PlanOfWlan>& plans() const { return plans_; }
@@ -68,7 +67,7 @@ private:
     }
 
     void add(std::size_t day, std::int64_t second) {
-        if (second >= 0 && second < aDay)
+        if (second >= 0 && second < secondsOfDay)
             momentsOfDay_[day].insert(second);
     }
 
